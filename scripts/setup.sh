@@ -1,0 +1,34 @@
+# Shared by scripts/demo and scripts/test (sourced, not run): installs what is missing from Debian's
+# packages, then configures and builds a tree.
+set -euo pipefail
+
+VEXA_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+VEXA_PACKAGES=(cmake ninja-build g++ pkg-config
+               qt6-base-dev qt6-l10n-tools qt6-image-formats-plugins
+               libopencv-dev libgtest-dev libbenchmark-dev clang libclang-rt-14-dev)
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then "$@"
+    elif command -v sudo >/dev/null; then sudo "$@"
+    else echo "need root (or sudo) to run: $*" >&2; return 1
+    fi
+}
+
+install_missing_packages() {
+    local missing=()
+    for p in "${VEXA_PACKAGES[@]}"; do
+        dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "installing: ${missing[*]}"
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get update -qq
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+# configure_and_build BUILD_DIR [cmake options...]
+configure_and_build() {
+    local dir=$1
+    shift
+    cmake -S "$VEXA_ROOT" -B "$dir" -G Ninja "$@"
+    cmake --build "$dir" -j "$(nproc)"
+}

@@ -1,0 +1,104 @@
+// The operation frame: each kind of exception becomes one record and a status with the fixed text.
+#include <vexa/Vexa.h>
+#include <vexa/imp/frame.h>
+
+#include "support/LogCapture.h"
+
+#include <opencv2/core.hpp>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <new>
+#include <stdexcept>
+
+using namespace VEXA;
+
+namespace {
+
+int frameLine = 0;
+
+VStatus runFramed(const std::function<void()>& body)
+{
+    frameLine = __LINE__ + 1;
+    return guarded(VEXA_CALL_SITE, [&] {
+        body();
+        return VStatus::Ok;
+    });
+}
+
+struct Case {
+    const char* name;
+    std::function<void()> thrower;
+    const char* text;
+    Issue::ID issue;
+};
+
+TEST(Frame, EveryCatchClauseGivesItsTextAndOneRecord)
+{
+    const Case cases[] = {
+        {"ocv", [] { throw dip_ocv_exception("layer"); }, "Reason: layer", Issue::LibraryError},
+        {"unsupported", [] { throw dip_exception_unsupported_parameters(); },
+         "Reason: Can not find template with actual parameters!", Issue::LibraryError},
+        {"bad status", [] { throw dip_exception_bad_status(); }, "Reason: Bad status of image!", Issue::LibraryError},
+        {"empty", [] { throw dip_exception_empty_source_image(); }, "Reason: Empty source image!", Issue::LibraryError},
+        {"dip", [] { throw dip_exception("Pixel(). Bad RasterT."); }, "Reason: Pixel(). Bad RasterT.",
+         Issue::LibraryError},
+        {"opencv", [] { throw cv::Exception(-5, "x", "f", "g", 7); },
+         "Reason: x Error code: -5 Function: f File: g Line: 7", Issue::OpenCvError},
+        {"bad_alloc", [] { throw std::bad_alloc(); }, "Unexpected error.", Issue::LibraryError},
+        {"int", [] { throw 42; }, "Unexpected error.", Issue::LibraryError},
+        {"std", [] { throw std::runtime_error("not ours"); }, "Unexpected error.", Issue::LibraryError},
+        {"base class", [] { throw VEXA::exception("base"); }, "Unexpected error.", Issue::LibraryError},
+    };
+    for (const Case& c : cases) {
+        LogCapture log;
+        const VStatus status = runFramed(c.thrower);
+        EXPECT_FALSE(status) << c.name;
+        EXPECT_EQ(status.message(), c.text) << c.name;
+        EXPECT_EQ(status.issue(), c.issue) << c.name;
+        const auto records = log.records();
+        ASSERT_EQ(records.size(), 1u) << c.name;
+        const VLog::Record& r = records[0];
+        EXPECT_EQ(r.level, VLog::Record::Error);
+        EXPECT_EQ(r.module, "Vexa");
+        EXPECT_EQ(r.file, "tests/test_frame") << "relative to the source root, without extension";
+        EXPECT_EQ(r.line, frameLine);
+        EXPECT_TRUE(r.function.contains("runFramed(const std::function<void()>&)")) << r.function.toStdString();
+        EXPECT_EQ(r.issue, c.issue);
+        EXPECT_EQ(r.text, c.text);
+    }
+}
+
+TEST(Frame, AnOpenCvErrorKeepsItsFields)
+{
+    LogCapture log;
+    const VStatus status = runFramed([] {
+        cv::Mat threeChannels(2, 2, CV_8UC3, cv::Scalar::all(1));
+        (void)cv::countNonZero(threeChannels);
+    });
+    EXPECT_EQ(status.issue(), Issue::OpenCvError);
+    EXPECT_TRUE(status.message().startsWith("Reason: ")) << status.message().toStdString();
+    EXPECT_TRUE(status.message().contains(" Error code: -215 Function: countNonZero File: "));
+    EXPECT_EQ(log.count(), 1u);
+}
+
+TEST(Frame, AGoodBodyReturnsItsOwnStatusAndLogsNothing)
+{
+    LogCapture log;
+    EXPECT_TRUE(runFramed([] {}));
+    const VStatus kernelFailure = guarded(VEXA_CALL_SITE, [] {
+        return VStatus(errorAt(VEXA_CALL_SITE, Issue::LibraryError) << "No common points");
+    });
+    EXPECT_EQ(kernelFailure.message(), "No common points");
+    EXPECT_EQ(log.count(), 1u) << "a failure the body returns is the kernel's own record, not the frame's";
+}
+
+TEST(Frame, SourceNamesLoseOnlyTheirExtension)
+{
+    EXPECT_EQ(sourceName("gen/gen_stat_image.cpp"), "gen/gen_stat_image");
+    EXPECT_EQ(sourceName("imp/ImageData"), "imp/ImageData");
+    EXPECT_EQ(sourceName("dir.d/file"), "dir.d/file");
+}
+
+} // namespace

@@ -1,0 +1,47 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="en_US">
+<context>
+    <name>QObject</name>
+    <message>
+        <source>Can&apos;t set data to the invalid image data</source>
+        <translation>Can&apos;t set data to the invalid image data</translation>
+    </message>
+    <message>
+        <source>Can&apos;t make header of invalid image.</source>
+        <translation>Can&apos;t make header of invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t make hash of invalid image.</source>
+        <translation>Can&apos;t make hash of invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t copy invalid image.</source>
+        <translation>Can&apos;t copy invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t create compatible with invalid image.</source>
+        <translation>Can&apos;t create compatible with invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t convert invalid image.</source>
+        <translation>Can&apos;t convert invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t rotate invalid image.</source>
+        <translation>Can&apos;t rotate invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t get pixel of invalid image.</source>
+        <translation>Can&apos;t get pixel of invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t set pixel to the invalid image.</source>
+        <translation>Can&apos;t set pixel to the invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t create histogram by invalid image.</source>
+        <translation>Can&apos;t create histogram by invalid image.</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,47 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ru_RU">
+<context>
+    <name>QObject</name>
+    <message>
+        <source>Can&apos;t set data to the invalid image data</source>
+        <translation>Невозможно записать данные в недопустимые данные изображения</translation>
+    </message>
+    <message>
+        <source>Can&apos;t make header of invalid image.</source>
+        <translation>Невозможно получить заголовок недопустимого изображения.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t make hash of invalid image.</source>
+        <translation>Невозможно вычислить хеш недопустимого изображения.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t copy invalid image.</source>
+        <translation>Невозможно скопировать недопустимое изображение.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t create compatible with invalid image.</source>
+        <translation>Невозможно создать изображение, совместимое с недопустимым.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t convert invalid image.</source>
+        <translation>Невозможно преобразовать недопустимое изображение.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t rotate invalid image.</source>
+        <translation>Невозможно повернуть недопустимое изображение.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t get pixel of invalid image.</source>
+        <translation>Невозможно получить пиксель недопустимого изображения.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t set pixel to the invalid image.</source>
+        <translation>Невозможно задать пиксель недопустимого изображения.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t create histogram by invalid image.</source>
+        <translation>Невозможно построить гистограмму недопустимого изображения.</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,160 @@
+#include <vlog/VLog.h>
+
+#include <QByteArray>
+#include <QHash>
+#include <QLoggingCategory>
+#include <QMessageLogger>
+#include <QMutex>
+#include <QMutexLocker>
+
+#include <map>
+#include <vector>
+
+const VStatus VStatus::Ok;
+
+VStatus::VStatus(const VMessageStream& stream) : ok_(false), issue_(stream.issue()), message_(stream.text()) {}
+
+namespace {
+
+struct Registry {
+    QMutex mutex;
+    // QLoggingCategory keeps the pointer to its name, so names and categories live as long as the process.
+    QHash<QString, QLoggingCategory*> categories;
+    std::map<int, VLog::Sink> sinks;
+    int nextHandle = 1;
+};
+
+Registry& registry()
+{
+    static Registry* r = new Registry; // never destroyed: records may be emitted during static destruction
+    return *r;
+}
+
+QLoggingCategory& categoryFor(const QString& module)
+{
+    Registry& r = registry();
+    QMutexLocker lock(&r.mutex);
+    QLoggingCategory*& category = r.categories[module];
+    if (!category) {
+        auto* name = new QByteArray(module.toLower().toUtf8());
+        category = new QLoggingCategory(name->constData());
+    }
+    return *category;
+}
+
+void emitRecord(const VLog::Record& record)
+{
+    const QLoggingCategory& category = categoryFor(record.module);
+    const bool error = record.level == VLog::Record::Error;
+    if (error ? category.isCriticalEnabled() : category.isWarningEnabled()) {
+        const QByteArray file = record.file.toUtf8();
+        const QByteArray function = record.function.toUtf8();
+        const QByteArray text = QStringLiteral("[%1] %2").arg(int(record.issue)).arg(record.text).toUtf8();
+        QMessageLogger logger(file.constData(), record.line, function.constData(), category.categoryName());
+        if (error)
+            logger.critical("%s", text.constData());
+        else
+            logger.warning("%s", text.constData());
+    }
+
+    std::vector<VLog::Sink> sinks;
+    {
+        Registry& r = registry();
+        QMutexLocker lock(&r.mutex);
+        sinks.reserve(r.sinks.size());
+        for (const auto& entry : r.sinks)
+            sinks.push_back(entry.second);
+    }
+    for (const VLog::Sink& sink : sinks)
+        sink(record);
+}
+
+} // namespace
+
+struct VMessageStream::Pending {
+    VLog::Record record;
+    ~Pending()
+    {
+        try {
+            emitRecord(record);
+        } catch (...) {
+            // A destructor must not throw; a record that cannot be written is lost.
+        }
+    }
+};
+
+VMessageStream::VMessageStream(VLog::Record::Level level, QString module, QString function, QString file,
+                               int line, Issue::ID id)
+    : d(std::make_shared<Pending>())
+{
+    VLog::Record& r = d->record;
+    r.level = level;
+    r.module = std::move(module);
+    r.function = std::move(function);
+    r.file = std::move(file);
+    r.line = line;
+    r.issue = id;
+}
+
+VMessageStream& VMessageStream::operator<<(const char* text)
+{
+    if (d)
+        d->record.text += QString::fromUtf8(text);
+    return *this;
+}
+
+VMessageStream& VMessageStream::operator<<(const QString& text)
+{
+    if (d)
+        d->record.text += text;
+    return *this;
+}
+
+VMessageStream& VMessageStream::operator<<(const std::string& text)
+{
+    if (d)
+        d->record.text += QString::fromStdString(text);
+    return *this;
+}
+
+VMessageStream& VMessageStream::operator<<(int value) { return *this << QString::number(value); }
+VMessageStream& VMessageStream::operator<<(long value) { return *this << QString::number(value); }
+VMessageStream& VMessageStream::operator<<(long long value) { return *this << QString::number(value); }
+VMessageStream& VMessageStream::operator<<(unsigned value) { return *this << QString::number(value); }
+VMessageStream& VMessageStream::operator<<(unsigned long value) { return *this << QString::number(value); }
+VMessageStream& VMessageStream::operator<<(unsigned long long value) { return *this << QString::number(value); }
+VMessageStream& VMessageStream::operator<<(double value) { return *this << QString::number(value); }
+
+QString VMessageStream::text() const { return d ? d->record.text : QString(); }
+
+Issue::ID VMessageStream::issue() const { return d ? d->record.issue : Issue::None; }
+
+namespace VLog {
+
+VMessageStream errorStream(QString module, QString function, QString file, int line, Issue::ID id)
+{
+    return VMessageStream(Record::Error, std::move(module), std::move(function), std::move(file), line, id);
+}
+
+VMessageStream warningStream(QString module, QString function, QString file, int line, Issue::ID id)
+{
+    return VMessageStream(Record::Warning, std::move(module), std::move(function), std::move(file), line, id);
+}
+
+int addSink(Sink sink)
+{
+    Registry& r = registry();
+    QMutexLocker lock(&r.mutex);
+    const int handle = r.nextHandle++;
+    r.sinks.emplace(handle, std::move(sink));
+    return handle;
+}
+
+void removeSink(int handle)
+{
+    Registry& r = registry();
+    QMutexLocker lock(&r.mutex);
+    r.sinks.erase(handle);
+}
+
+} // namespace VLog
