@@ -13,7 +13,7 @@ command -v ninja >/dev/null && generator=(-G Ninja)
 cmake -S "$src/examples" -B "$work/example" "${generator[@]}" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
 cmake --build "$work/example" >/dev/null
 "$work/example/vexa_example" "$work/out"
-test -s "$work/out/formats.txt"
+test -s "$work/out/report.txt"
 
 pcdir=$(dirname "$(find "$work/prefix" -name vexa.pc | head -n 1)")
 # shellcheck disable=SC2046

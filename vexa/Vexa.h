@@ -3,5 +3,13 @@
 
 #include <vlog/VLog.h>
 
+#include <vexa/imp/BufferPool.h>
+#include <vexa/imp/ImageData.h>
+#include <vexa/imp/VImage.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/formats.h>
+#include <vexa/imp/ocvImage.h>
+#include <vexa/imp/raster.h>
+
+#include <vexa/gen/gen_copy_image.h>
+#include <vexa/gen/gen_stat_image.h>

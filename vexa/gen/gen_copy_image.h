@@ -1,0 +1,17 @@
+// Copying pixels between images of the same format and channel type.
+//
+// copyImage copies the source's region of interest into the destination's; copyImageUsingRois copies
+// between two given rectangles. Each rectangle (roi or argument) is first clipped to its own image; then
+// the common size of the two is copied, from their top-left corners. A rectangle with nothing inside its
+// image copies nothing and is not an error. The destination must exist: it is written in place.
+#pragma once
+
+#include <vexa/imp/VImage.h>
+#include <vexa/vexa_export.h>
+
+namespace VEXA {
+
+VEXA_EXPORT VStatus copyImage(const VImage& source, VImage* destination);
+VEXA_EXPORT VStatus copyImageUsingRois(const VImage& source, VImage* destination, Rect sourceRect, Rect destinationRect);
+
+} // namespace VEXA

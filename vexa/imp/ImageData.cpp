@@ -1,0 +1,180 @@
+#include <vexa/imp/ImageData.h>
+
+#include <vexa/imp/frame.h>
+
+#include <QObject>
+
+#include <atomic>
+#include <cstring>
+#include <limits>
+#include <new>
+
+namespace VEXA {
+
+namespace {
+std::atomic<qint64> sizeLimit{qint64(1) << 32};
+}
+
+qint64 imageSizeLimit() { return sizeLimit.load(std::memory_order_relaxed); }
+void setImageSizeLimit(qint64 bytes) { sizeLimit.store(bytes, std::memory_order_relaxed); }
+
+qint64 bytesPerLineFor(qint64 width, Format format, Channel channel)
+{
+    const qint64 bitsPerPixel = qint64(channelsOf(format)) * bitsOf(channel);
+    if (width <= 0 || width > std::numeric_limits<qint32>::max())
+        return 0;
+    return ((bitsPerPixel * width + 31) >> 3) & ~qint64(3);
+}
+
+qint64 dataSizeFor(qint64 width, qint64 height, Format format, Channel channel)
+{
+    if (height <= 0 || height > std::numeric_limits<qint32>::max())
+        return 0;
+    return bytesPerLineFor(width, format, channel) * height; // < 2^31 * 2^36: no overflow
+}
+
+ImageData::ImageData(const ImageData& other)
+    : width_(other.width_), height_(other.height_), roi_(other.roi_), format_(other.format_),
+      channelType_(other.channelType_), origin_(other.origin_), rowsAlignment_(other.rowsAlignment_),
+      status_(other.status_)
+{
+    if (width_ != 0 && height_ != 0)
+        copy(other);
+}
+
+ImageData& ImageData::operator=(const ImageData& other)
+{
+    if (this == &other)
+        return *this;
+    width_ = other.width_;
+    height_ = other.height_;
+    roi_ = other.roi_;
+    format_ = other.format_;
+    channelType_ = other.channelType_;
+    origin_ = other.origin_;
+    rowsAlignment_ = other.rowsAlignment_;
+    status_ = other.status_;
+    if (width_ != 0 && height_ != 0)
+        copy(other);
+    else {
+        BufferPool::instance().release(std::move(buffer_));
+        buffer_ = nullptr;
+    }
+    return *this;
+}
+
+ImageData::~ImageData() { BufferPool::instance().release(std::move(buffer_)); }
+
+void ImageData::copy(const ImageData& other)
+{
+    allocateData();
+    const size_t n = std::min(bufferSize(), other.bufferSize());
+    if (n > 0)
+        std::memcpy(buffer_->data(), other.buffer_->data(), n);
+}
+
+void ImageData::createHeader(long width, long height, Format format, Channel channel, Origin origin,
+                             RowsAlign align)
+{
+    width_ = clampToInt32(width);
+    height_ = clampToInt32(height);
+    format_ = format;
+    channelType_ = channel;
+    origin_ = origin;
+    rowsAlignment_ = align;
+    roi_ = Rect{0, 0, width_, height_};
+}
+
+void ImageData::create(long width, long height, Format format, Channel channel, Origin origin, RowsAlign align)
+{
+    const qint64 bitsPerPixel = qint64(channelsOf(format)) * bitsOf(channel);
+    const bool absurd = width < 0 || height < 0 || width > std::numeric_limits<qint32>::max() ||
+                        height > std::numeric_limits<qint32>::max() ||
+                        (bitsPerPixel * width + 31) / 8 > std::numeric_limits<qint32>::max() ||
+                        dataSizeFor(width, height, format, channel) > imageSizeLimit();
+    if (absurd) {
+        const qint64 requested = qint64((long double)(width) * height * bitsPerPixel / 8);
+        *this = ImageData();
+        fail(VEXA_CALL_SITE, long(requested));
+        return;
+    }
+    createHeader(width, height, format, channel, origin, align);
+    try {
+        allocateData();
+    } catch (const std::bad_alloc&) {
+        const long requested = dataSize();
+        *this = ImageData();
+        fail(VEXA_CALL_SITE, requested);
+    }
+}
+
+void ImageData::create(const unsigned char* data, long width, long height, Format format, Channel channel,
+                       Origin origin, RowsAlign align)
+{
+    create(width, height, format, channel, origin, align);
+    if (data && bufferSize() > 0 && bufferSize() == size_t(dataSize()))
+        std::memcpy(buffer_->data(), data, bufferSize());
+    assertValid();
+}
+
+void ImageData::fail(const CallSite& site, long requestedBytes)
+{
+    VMessageStream stream = errorAt(site, Issue::LibraryError)
+                            << "Failed to resize image data with " << requestedBytes << " bytes";
+    status_ = VStatus(stream);
+}
+
+void ImageData::allocateData()
+{
+    const long size = dataSize();
+    if (bufferSize() != size_t(size)) {
+        BufferPool& pool = BufferPool::instance();
+        pool.release(std::move(buffer_));
+        buffer_ = nullptr;
+        buffer_ = pool.acquire(size_t(size));
+    }
+    if (bufferSize() != size_t(size))
+        errorAt(VEXA_CALL_SITE, Issue::LibraryError) << "Failed to resize image data with " << size << " bytes";
+}
+
+void ImageData::setData(const unsigned char* data)
+{
+    assertValid();
+    if (!status_) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't set data to the invalid image data"));
+        return;
+    }
+    if (!data) {
+        // Issue 1, not 3400: a null source is the caller's slip, not an invalid image.
+        errorAt(VEXA_CALL_SITE, Issue::NullData) << QObject::tr("Can't set data to the invalid image data");
+        return;
+    }
+    const size_t n = std::min(size_t(dataSize()), bufferSize());
+    if (n > 0)
+        std::memmove(buffer_->data(), data, n);
+}
+
+void ImageData::assertValid() const
+{
+    if (status_)
+        status_ = VStatus::Ok;
+}
+
+void ImageData::setRoi(Rect roi)
+{
+    roi_ = (roi.width == 0 || roi.height == 0) ? Rect{0, 0, width_, height_} : roi;
+}
+
+bool ImageData::isEmpty() const
+{
+    return width_ == 0 || height_ == 0 || format_ == Invalid || channelType_ == ChannelInvalid ||
+           origin_ == OriginInvalid || rowsAlignment_ == RowsAlignInvalid || bufferSize() == 0;
+}
+
+unsigned char* ImageData::rawData() const
+{
+    assertValid();
+    return buffer_ ? buffer_->data() : nullptr;
+}
+
+} // namespace VEXA

@@ -1,0 +1,116 @@
+// The image type of the whole interface: a small handle with value semantics over an ImageData, shared
+// copy-on-write with an atomic count, carrying a lazily computed MD5 of its buffer (row padding included).
+//
+// Copies share one block. Every non-const member that changes pixels, header or roi first detaches: when the
+// block is shared it gets a block of its own. Const members never detach, so an operation that writes a
+// destination through its const accessors writes the shared buffer, seen by every handle of it. Members
+// called on an invalid image (bad status) log a translated message (issue 3400) and return an empty result.
+#pragma once
+
+#include <QByteArray>
+#include <QExplicitlySharedDataPointer>
+#include <QRect>
+#include <QSize>
+
+#include <vlog/VLog.h>
+#include <vexa/imp/ImageData.h>
+#include <vexa/vexa_export.h>
+
+struct VImageHeader {
+    qint32 width = 0;
+    qint32 height = 0;
+    VEXA::Format format = VEXA::Invalid;
+    VEXA::Channel channelType = VEXA::ChannelInvalid;
+    VEXA::Origin origin = VEXA::OriginInvalid;
+    VEXA::RowsAlign rowsAlignment = VEXA::RowsAlignInvalid;
+
+    friend bool operator==(const VImageHeader& a, const VImageHeader& b)
+    {
+        return a.width == b.width && a.height == b.height && a.format == b.format &&
+               a.channelType == b.channelType && a.origin == b.origin && a.rowsAlignment == b.rowsAlignment;
+    }
+};
+
+class VEXA_EXPORT VImage {
+public:
+    VImage();
+    // An XRGB 8u image, origin 1, rows alignment 0.
+    VImage(long width, long height);
+    VImage(const VImage& other);
+    VImage& operator=(const VImage& other);
+    ~VImage();
+
+    // Keeps the current buffer and pixels when the image already has exactly this header.
+    void create(long width, long height, VEXA::Format format, VEXA::Channel channel, VEXA::Origin origin,
+                VEXA::RowsAlign align);
+    void create(const VImageHeader& header);
+    // create, then copy the bytes in; data uses rows padded to 4 bytes.
+    void set(const unsigned char* data, long width, long height, VEXA::Format format, VEXA::Channel channel,
+             VEXA::Origin origin, VEXA::RowsAlign align);
+    void set(const unsigned char* data, const VImageHeader& header);
+    void clear();
+
+    // The byte size such an image would have; origin plays no part.
+    static long dataSize(long width, long height, VEXA::Format format, VEXA::Channel channel, VEXA::RowsAlign align);
+    static long dataSize(const VImageHeader& header);
+
+    int width() const;
+    int height() const;
+    QSize size() const;
+    VEXA::Format format() const;
+    VEXA::Channel channelType() const;
+    VEXA::Origin origin() const;
+    VEXA::RowsAlign rowsAlignment() const;
+    long bytesPerLine() const;
+    long dataSize() const;
+    unsigned char* rawData() const;
+    bool isEmpty() const;
+    QRect roi() const;
+    VImageHeader header() const;
+
+    void setRoi(const QRect& roi);
+    void resetRoi();
+
+    bool isCompatible(long width, long height, VEXA::Format format, VEXA::Channel channel, VEXA::Origin origin,
+                      VEXA::RowsAlign align) const;
+    bool isCompatible(const VImage& other) const;
+    QByteArray hash() const;
+    void resetHash() const;
+    // Both empty: equal. One empty: not. Same block: equal. Headers differ: not. Else the hashes decide,
+    // so padding bytes take part.
+    bool isEqual(const VImage& other) const;
+
+    // A deep copy with its own block; its roi is the whole image.
+    VImage copy() const;
+    // Makes *dst a copy of this image, pixels (padding aside), header and roi alike. False on failure.
+    bool copyTo(VImage* dst) const;
+    VImage createCompatible() const;
+    VImage createCompatible(VEXA::Format format) const;
+    VImage createCompatible(VEXA::Format format, VEXA::Channel channel) const;
+    VImage createCompatible(VEXA::Channel channel) const;
+    // A width or height of 0 or less gives an empty image (good status, no pixels).
+    VImage createCompatible(int width, int height) const;
+    // The rectangle is first forced inside the image, so one wholly outside yields a strip one pixel wide
+    // or high at the nearest edge, never an error. An empty or invalid image gives an empty result
+    // carrying this image's status.
+    VImage cropByRect(const QRect& rect) const;
+
+    VStatus status() const;
+    void setStatus(const VStatus& status) const;
+    // Stores the status only when it is a failure: a good result never clears an earlier one.
+    void checkStatus(const VStatus& status) const;
+
+private:
+    struct Block;
+    VEXA::ImageData* data();             // detaches
+    const VEXA::ImageData* constData() const;
+    void detachForOverwrite();           // a block of its own without copying pixels about to be replaced
+
+    QExplicitlySharedDataPointer<Block> d;
+};
+
+// Log output: the texts carry no field values, on purpose.
+VEXA_EXPORT VMessageStream& operator<<(VMessageStream& stream, const VImage& image);
+VEXA_EXPORT VMessageStream& operator<<(VMessageStream& stream, const VImageHeader& header);
+inline VMessageStream& operator<<(VMessageStream&& stream, const VImage& image) { return stream << image; }
+inline VMessageStream& operator<<(VMessageStream&& stream, const VImageHeader& header) { return stream << header; }

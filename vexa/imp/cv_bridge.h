@@ -1,0 +1,50 @@
+// cv::Mat headers over image memory for the kernels that call OpenCV. The header starts at the region of
+// interest itself (not a sub-matrix of the whole image), so filters extrapolate at the roi's edges and
+// never read pixels outside it. OpenCV's C++ calls silently allocate a new output when the one given has
+// the wrong type or size; writeInto() turns that into an error instead of a result lost.
+#pragma once
+
+#include <vexa/imp/raster.h>
+
+#include <opencv2/core.hpp>
+
+namespace VEXA {
+
+constexpr int cvDepthOf(Channel channel)
+{
+    switch (channel) {
+    case Channel8u: return CV_8U;
+    case Channel8s: return CV_8S;
+    case Channel16u: return CV_16U;
+    case Channel16s: return CV_16S;
+    case Channel32s: return CV_32S;
+    case Channel32f: return CV_32F;
+    case ChannelInvalid: return -1;
+    }
+    return -1;
+}
+
+template <class Pixel>
+constexpr int cvTypeOf()
+{
+    return CV_MAKETYPE(cvDepthOf(PixelTraits<Pixel>::channel), PixelTraits<Pixel>::components);
+}
+
+template <class Pixel>
+cv::Mat asCvMat(const RasterT<Pixel>& raster)
+{
+    const Rect& r = raster.roi;
+    return cv::Mat(r.height, r.width, cvTypeOf<Pixel>(), raster.row(r.y) + r.x, size_t(raster.bytesPerLine));
+}
+
+// Runs call(dst) and checks that the result landed in dst's own memory.
+template <class Call>
+void writeInto(cv::Mat& dst, Call&& call)
+{
+    const uchar* before = dst.data;
+    call(dst);
+    if (dst.data != before)
+        CV_Error(cv::Error::StsUnmatchedFormats, "The destination image does not have the proper type");
+}
+
+} // namespace VEXA
