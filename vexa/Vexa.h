@@ -12,4 +12,5 @@
 #include <vexa/imp/raster.h>
 
 #include <vexa/gen/gen_copy_image.h>
+#include <vexa/gen/gen_image_converters.h>
 #include <vexa/gen/gen_stat_image.h>

@@ -1,6 +1,7 @@
 #include <vexa/imp/VImage.h>
 
 #include <vexa/gen/gen_copy_image.h>
+#include <vexa/gen/gen_image_converters.h>
 #include <vexa/imp/frame.h>
 
 #include <QCryptographicHash>
@@ -250,6 +251,84 @@ VImage VImage::cropByRect(const QRect& r) const
     result.create(w, h, format(), channelType(), origin(), rowsAlignment());
     result.checkStatus(copyImageUsingRois(*this, &result, Rect{x, y, w, h}, Rect{0, 0, w, h}));
     return result;
+}
+
+VImage VImage::convert(Format format, Channel channel) const
+{
+    if (!status()) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't convert invalid image."));
+        return VImage();
+    }
+    VImage result;
+    result.create(width(), height(), format, channel, origin(), rowsAlignment());
+    result.checkStatus(convertImage(*this, &result));
+    if (!result.status())
+        return VImage();
+    result.setRoi(roi());
+    return result;
+}
+
+VImage VImage::convertFast(Format format, Channel channel) const
+{
+    if (channel == ChannelInvalid)
+        channel = channelType();
+    if (format == this->format() && channel == channelType())
+        return *this;
+    return convert(format, channel);
+}
+
+QList<QVariant> VImage::pixel(long x, long y) const
+{
+    if (!status()) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't get pixel of invalid image."));
+        return {};
+    }
+    double values[4];
+    int count = 4;
+    QList<QVariant> result;
+    if (getPixel(*this, x, y, values, &count))
+        for (int i = 0; i < count; ++i)
+            result.append(values[i]);
+    return result;
+}
+
+void VImage::setPixel(long x, long y, const QList<QVariant>& values)
+{
+    if (!status()) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't set pixel to the invalid image."));
+        return;
+    }
+    QVector<double> doubles;
+    doubles.reserve(values.size());
+    for (const QVariant& v : values)
+        doubles.append(v.toDouble());
+    data(); // a pixel of this handle changes, not of the images sharing it
+    VEXA::setPixel(this, x, y, doubles.data(), int(qMin<qsizetype>(doubles.size(), INT32_MAX)));
+}
+
+QColor VImage::pixelColor(long x, long y) const
+{
+    if (!status()) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't get pixel of invalid image."));
+        return QColor();
+    }
+    double values[4];
+    int count = 4;
+    if (!getPixel(*this, x, y, values, &count) || count < 3)
+        return QColor();
+    const auto component = [](double v) { return int(v); };
+    return QColor(component(values[0]), component(values[1]), component(values[2]), 255);
+}
+
+void VImage::setPixelColor(long x, long y, const QColor& color)
+{
+    if (!status()) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't set pixel to the invalid image."));
+        return;
+    }
+    double values[4] = {double(color.red()), double(color.green()), double(color.blue()), double(color.alpha())};
+    data();
+    VEXA::setPixel(this, x, y, values, 4);
 }
 
 VStatus VImage::status() const { return constData()->status(); }

@@ -8,7 +8,10 @@
 #pragma once
 
 #include <QByteArray>
+#include <QColor>
 #include <QExplicitlySharedDataPointer>
+#include <QList>
+#include <QVariant>
 #include <QRect>
 #include <QSize>
 
@@ -94,6 +97,20 @@ public:
     // or high at the nearest edge, never an error. An empty or invalid image gives an empty result
     // carrying this image's status.
     VImage cropByRect(const QRect& rect) const;
+
+    // This image in another format and channel type, through convertImage; the roi is carried over. An
+    // unsupported pair gives an empty image (the failure is logged).
+    VImage convert(VEXA::Format format, VEXA::Channel channel) const;
+    // As convert, but a channel of -1 keeps the current type, and an image already of the wanted pair is
+    // returned as a shared copy without copying pixels.
+    VImage convertFast(VEXA::Format format, VEXA::Channel channel = VEXA::ChannelInvalid) const;
+
+    // Components at (x, y) in R, G, B, A order, as doubles; empty on failure.
+    QList<QVariant> pixel(long x, long y) const;
+    void setPixel(long x, long y, const QList<QVariant>& values);
+    // Red, green and blue of (x, y) truncated to integers, alpha 255; an invalid colour on failure.
+    QColor pixelColor(long x, long y) const;
+    void setPixelColor(long x, long y, const QColor& color);
 
     VStatus status() const;
     void setStatus(const VStatus& status) const;

@@ -6,12 +6,22 @@ void throwUnsupported() { throw dip_exception_unsupported_parameters(); }
 
 void throwNullArgument() { throw dip_exception("Null pointer argument!"); }
 
-void checkSource(const VImage& image)
+void checkStatus(const VImage& image)
 {
     if (!image.status())
         throw dip_exception_bad_status();
+}
+
+void checkNotEmpty(const VImage& image)
+{
     if (image.isEmpty())
         throw dip_exception_empty_source_image();
+}
+
+void checkSource(const VImage& image)
+{
+    checkStatus(image);
+    checkNotEmpty(image);
 }
 
 VImage& checkDestination(VImage* image)

@@ -81,8 +81,24 @@ VStatus dispatchSame(List list, const VImage& src, const VImage& dst, Kernel&& k
     });
 }
 
+// Source and destination each of their own listed type: TargetsOf<S> is the list of destinations that a
+// source of pixel type S may go to.
+template <template <class> class TargetsOf, class SourceList, class Kernel>
+VStatus dispatchPairs(SourceList sources, const VImage& src, const VImage& dst, Kernel&& kernel)
+{
+    return visitPixel(sources, src.format(), src.channelType(), [&](auto s) {
+        using S = typename decltype(s)::type;
+        return visitPixel(TargetsOf<S>{}, dst.format(), dst.channelType(), [&](auto d) {
+            using D = typename decltype(d)::type;
+            return kernel(RasterT<S>(src), RasterT<D>(dst));
+        });
+    });
+}
+
 // Argument checks, in the order the operation calls them; each fixed text lives in one place.
-// A source: status ("Bad status of image!"), then emptiness ("Empty source image!").
+VEXA_EXPORT void checkStatus(const VImage& image);   // "Bad status of image!"
+VEXA_EXPORT void checkNotEmpty(const VImage& image); // "Empty source image!"
+// A source: status, then emptiness.
 VEXA_EXPORT void checkSource(const VImage& image);
 // A destination the operation fills or creates: must not be null; its cached hash is cleared.
 VEXA_EXPORT VImage& checkDestination(VImage* image);

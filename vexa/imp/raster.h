@@ -37,7 +37,29 @@ struct RasterT {
         return reinterpret_cast<Pixel*>(reinterpret_cast<unsigned char*>(data) + qint64(y) * bytesPerLine);
     }
     Pixel& at(qint32 x, qint32 y) const { return row(y)[x]; }
+    Rect whole() const { return Rect{0, 0, width, height}; }
 };
+
+// The traversal every two-image kernel shares: the common size of two rectangles (each inside its own
+// raster), walked row by row from their top-left corners. op(const S* sourceRow, D* destinationRow, width).
+template <class S, class D, class RowOp>
+void forEachRowPair(const RasterT<S>& src, const Rect& from, const RasterT<D>& dst, const Rect& to, RowOp op)
+{
+    const qint32 w = from.width < to.width ? from.width : to.width;
+    const qint32 h = from.height < to.height ? from.height : to.height;
+    for (qint32 y = 0; y < h && w > 0; ++y)
+        op(static_cast<const S*>(src.row(from.y + y) + from.x), dst.row(to.y + y) + to.x, w);
+}
+
+// The same, pixel by pixel: op(const S&, D&).
+template <class S, class D, class PixelOp>
+void forEachPixelPair(const RasterT<S>& src, const Rect& from, const RasterT<D>& dst, const Rect& to, PixelOp op)
+{
+    forEachRowPair(src, from, dst, to, [&op](const S* s, D* d, qint32 w) {
+        for (qint32 x = 0; x < w; ++x)
+            op(s[x], d[x]);
+    });
+}
 
 // One raster per image of a list, in list order. Built on the stack by a dispatcher and thrown away after
 // the kernel; it owns no pixels.

@@ -1,0 +1,54 @@
+#include <vexa/gen/gen_image_converters.h>
+
+#include <vexa/imp/image_converters.h>
+
+namespace VEXA {
+
+VStatus kernel::failDifferentSizes(const CallSite& site)
+{
+    return VStatus(errorAt(site, Issue::LibraryError) << "Source and destination differ in size");
+}
+
+VStatus convertImage(const VImage& source, VImage* destination)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        VImage& dst = checkDestination(destination);
+        checkStatus(source);
+        checkStatus(dst);
+        checkNotEmpty(source);
+        checkNotEmpty(dst);
+        return dispatchPairs<ConvertTargetsT>(ConvertSources{}, source, dst, [](const auto& s, const auto& d) {
+            return kernel::convertImage(s, d);
+        });
+    });
+}
+
+VStatus getPixel(const VImage& image, long x, long y, double* values, int* count)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(image);
+        checkOutput(values);
+        checkOutput(count);
+        return dispatch(PixelAccessPixels{}, image, [&](const auto& r) { return kernel::getPixel(r, x, y, values, count); });
+    });
+}
+
+VStatus setPixel(VImage* image, long x, long y, double* values, int count)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        VImage& dst = checkExistingDestination(image);
+        checkOutput(values);
+        return dispatch(PixelAccessPixels{}, dst, [&](const auto& r) { return kernel::setPixel(r, x, y, values, count); });
+    });
+}
+
+VStatus fillImage(VImage* image, double* values, int count)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        VImage& dst = checkExistingDestination(image);
+        checkOutput(values);
+        return dispatch(PixelAccessPixels{}, dst, [&](const auto& r) { return kernel::fillImage(r, values, count); });
+    });
+}
+
+} // namespace VEXA
