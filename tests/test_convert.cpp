@@ -62,8 +62,9 @@ TEST(Convert, EveryPairOfTheTableConvertsAndEveryGapFails)
                     const VStatus status = convertImage(src, &dst);
                     const bool expected = convertible(sf, sc, df, dc);
                     EXPECT_EQ(status.isOk(), expected) << sf << "/" << sc << " -> " << df << "/" << dc;
-                    if (!expected)
+                    if (!expected) {
                         EXPECT_EQ(status.message(), "Reason: Can not find template with actual parameters!");
+                    }
                     supported += expected;
                 }
         }

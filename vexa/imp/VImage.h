@@ -15,6 +15,8 @@
 #include <QRect>
 #include <QSize>
 
+#include <QDataStream>
+
 #include <vlog/VLog.h>
 #include <vexa/imp/ImageData.h>
 #include <vexa/vexa_export.h>
@@ -112,6 +114,19 @@ public:
     QColor pixelColor(long x, long y) const;
     void setPixelColor(long x, long y, const QColor& color);
 
+    // The raw byte array: "VEXA_IMAGE", version 2, an empty flag, then (for a non-empty image) width,
+    // height, format, channel type, origin, rows alignment, the roi as a QRect and the qCompress'd buffer,
+    // row padding included; all integers 32-bit big-endian, as Qt 4's QDataStream wrote them.
+    static constexpr const char* rawSerializationId = "VEXA_IMAGE";
+    static constexpr qint32 rawSerializationVersion1 = 1;
+    static constexpr qint32 rawSerializationVersion2 = 2;
+    static constexpr qint32 currentRawSerializationVersion = rawSerializationVersion2;
+    QByteArray toByteArray(VEXA::CompressionLevel level = VEXA::CompressionDefault) const;
+    // Survives any bytes: anything but a well-formed array gives an empty image whose status carries the
+    // reason (issue 4000). The pixel data must inflate to exactly the size its header implies, so no array
+    // makes the library allocate more than its own header and data justify.
+    static VImage fromByteArray(const QByteArray& array);
+
     VStatus status() const;
     void setStatus(const VStatus& status) const;
     // Stores the status only when it is a failure: a good result never clears an earlier one.
@@ -125,6 +140,10 @@ private:
 
     QExplicitlySharedDataPointer<Block> d;
 };
+
+// A stream holds one QByteArray: the raw array at compression level 0.
+VEXA_EXPORT QDataStream& operator<<(QDataStream& stream, const VImage& image);
+VEXA_EXPORT QDataStream& operator>>(QDataStream& stream, VImage& image);
 
 // Log output: the texts carry no field values, on purpose.
 VEXA_EXPORT VMessageStream& operator<<(VMessageStream& stream, const VImage& image);

@@ -63,6 +63,14 @@ enum Component : qint32 {
     ComponentKey6 = 6,
 };
 
+// zlib levels for the raw byte array, handed to qCompress unchanged.
+enum CompressionLevel : qint32 {
+    CompressionDefault = -1,
+    CompressionNone = 0, // stored blocks: fastest, largest
+    CompressionFastest = 1,
+    CompressionBest = 9,
+};
+
 struct FormatInfo {
     Format format;
     std::string name;
