@@ -9,6 +9,7 @@
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/formats.h>
 #include <vexa/imp/ocvImage.h>
+#include <vexa/imp/qimage_support.h>
 #include <vexa/imp/raster.h>
 
 #include <vexa/gen/gen_copy_image.h>

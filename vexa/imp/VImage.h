@@ -127,6 +127,20 @@ public:
     // makes the library allocate more than its own header and data justify.
     static VImage fromByteArray(const QByteArray& array);
 
+    // Image files through Qt's image reader and writer (the format follows the file's contents on reading
+    // and its suffix on writing). load replaces this image: on failure it is left empty with the reason in
+    // its status (issue 600). A file whose header promises more than imageSizeLimit() bytes is refused
+    // before its pixels are read; Qt's reader also refuses images over QImageReader::allocationLimit(),
+    // which the host sets.
+    bool load(const QString& fileName);
+    // Writes the image's nearest storable form: GrayScale 8u and 16u, BGR 8u, XRGB 8u, ARGB 8u and
+    // ARGB_Premultiplied 8u as they are; GrayScale, BGR, XRGB and ARGB_Premultiplied of other channel types
+    // converted to 8u of the same format, ARGB of other channel types to ARGB_Premultiplied 8u, YUV422 8u to
+    // XRGB 8u. Conversions are plain numeric ones, without rescaling. YUV422 of other types cannot be saved.
+    // Failures: issue 700 (3400 for an invalid image).
+    bool save(const QString& fileName) const;
+    static bool canLoad(const QString& fileName);
+
     VStatus status() const;
     void setStatus(const VStatus& status) const;
     // Stores the status only when it is a failure: a good result never clears an earlier one.

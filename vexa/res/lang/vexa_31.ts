@@ -43,5 +43,25 @@
         <source>Can&apos;t create histogram by invalid image.</source>
         <translation>Can&apos;t create histogram by invalid image.</translation>
     </message>
+    <message>
+        <source>Can&apos;t serialize invalid image.</source>
+        <translation>Can&apos;t serialize invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t save invalid image.</source>
+        <translation>Can&apos;t save invalid image.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t convert invalid VImage to QImage</source>
+        <translation>Can&apos;t convert invalid VImage to QImage</translation>
+    </message>
+    <message>
+        <source>Can&apos;t convert VImage to QImage.</source>
+        <translation>Can&apos;t convert VImage to QImage.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t convert QImage to VImage.</source>
+        <translation>Can&apos;t convert QImage to VImage.</translation>
+    </message>
 </context>
 </TS>

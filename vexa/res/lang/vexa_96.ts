@@ -43,5 +43,25 @@
         <source>Can&apos;t create histogram by invalid image.</source>
         <translation>Невозможно построить гистограмму недопустимого изображения.</translation>
     </message>
+    <message>
+        <source>Can&apos;t serialize invalid image.</source>
+        <translation>Невозможно сериализовать недопустимое изображение.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t save invalid image.</source>
+        <translation>Невозможно сохранить недопустимое изображение.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t convert invalid VImage to QImage</source>
+        <translation>Невозможно преобразовать недопустимое изображение VImage в QImage</translation>
+    </message>
+    <message>
+        <source>Can&apos;t convert VImage to QImage.</source>
+        <translation>Невозможно преобразовать VImage в QImage.</translation>
+    </message>
+    <message>
+        <source>Can&apos;t convert QImage to VImage.</source>
+        <translation>Невозможно преобразовать QImage в VImage.</translation>
+    </message>
 </context>
 </TS>

@@ -1,0 +1,273 @@
+// The QImage bridge and image files.
+#include "support/LogCapture.h"
+#include "support/images.h"
+
+#include <QFile>
+#include <QImageWriter>
+#include <QPainter>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace VEXA;
+
+namespace {
+
+VImage colourCard(Format format, int width = 7, int height = 5)
+{
+    VImage image;
+    image.create(width, height, format, Channel8u, OriginBottomLeft, RowsAlignNone);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            double rgba[4] = {double(10 + 30 * x), double(5 + 40 * y), double(200 - 20 * x), double(60 + 25 * x)};
+            if (format == ARGB_Premultiplied)
+                for (int i = 0; i < 3; ++i)
+                    rgba[i] = std::round(rgba[i] * rgba[3] / 255);
+            setPixel(&image, x, y, rgba, 4);
+        }
+    return image;
+}
+
+TEST(RepresentFormat, OnlyEightBitImagesHaveAQImageFormat)
+{
+    EXPECT_EQ(representFormat(GrayScale, Channel8u), QImage::Format_Indexed8);
+    EXPECT_EQ(representFormat(BGR, Channel8u), QImage::Format_RGB888);
+    EXPECT_EQ(representFormat(ARGB, Channel8u), QImage::Format_ARGB32);
+    EXPECT_EQ(representFormat(XRGB, Channel8u), QImage::Format_RGB32);
+    EXPECT_EQ(representFormat(ARGB_Premultiplied, Channel8u), QImage::Format_ARGB32_Premultiplied);
+    EXPECT_EQ(representFormat(YUV422, Channel8u), QImage::Format_Invalid);
+    EXPECT_EQ(representFormat(ARGB, Channel16u), QImage::Format_Invalid);
+    EXPECT_EQ(representFormat(Format(9), Channel8u), QImage::Format_Invalid);
+
+    Format f;
+    Channel c;
+    EXPECT_TRUE(representFormat(QImage::Format_ARGB32_Premultiplied, &f, &c));
+    EXPECT_EQ(f, ARGB_Premultiplied);
+    EXPECT_EQ(c, Channel8u);
+    for (QImage::Format q : {QImage::Format_RGB888, QImage::Format_Grayscale8, QImage::Format_BGR888, QImage::Format_Mono}) {
+        EXPECT_FALSE(representFormat(q, &f, &c)) << q << ": BGR maps to RGB888 one way only";
+        EXPECT_EQ(f, Invalid);
+        EXPECT_EQ(c, ChannelInvalid);
+    }
+    EXPECT_EQ(grayColorTable().size(), 256);
+    EXPECT_EQ(grayColorTable()[200], 0xFFC8C8C8u);
+    EXPECT_EQ(&grayColorTable(), &grayColorTable());
+}
+
+TEST(ToQImage, ColoursLandInTheirPlaces)
+{
+    for (Format f : {BGR, XRGB, ARGB, GrayScale}) {
+        const VImage image = f == GrayScale ? makeImage(7, 5, GrayScale, Channel8u) : colourCard(f);
+        const QImage q = toQImage(image);
+        ASSERT_FALSE(q.isNull()) << f;
+        EXPECT_EQ(q.format(), representFormat(f, Channel8u));
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 7; ++x) {
+                const QList<QVariant> p = image.pixel(x, y);
+                const QRgb rgb = q.pixel(x, y);
+                if (f == GrayScale) {
+                    EXPECT_EQ(qGray(rgb), p[0].toInt());
+                    EXPECT_TRUE(qIsGray(rgb));
+                    continue;
+                }
+                EXPECT_EQ(qRed(rgb), p[0].toInt()) << f << " " << x << "," << y;
+                EXPECT_EQ(qGreen(rgb), p[1].toInt());
+                EXPECT_EQ(qBlue(rgb), p[2].toInt());
+                EXPECT_EQ(qAlpha(rgb), f == ARGB ? p[3].toInt() : 255);
+            }
+    }
+    EXPECT_EQ(toQImage(colourCard(BGR), QImage::Format_RGB32).format(), QImage::Format_RGB32);
+}
+
+TEST(ToQImage, APremultipliedImageIsDrawnAsItsOriginal)
+{
+    const VImage argb = colourCard(ARGB, 9, 4);
+    const VImage premultiplied = argb.convert(ARGB_Premultiplied, Channel8u);
+    QImage viaOriginal(9, 4, QImage::Format_RGB32), viaPremultiplied(9, 4, QImage::Format_RGB32);
+    viaOriginal.fill(Qt::white);
+    viaPremultiplied.fill(Qt::white);
+    QPainter(&viaOriginal).drawImage(0, 0, toQImage(argb));
+    QPainter(&viaPremultiplied).drawImage(0, 0, toQImage(premultiplied));
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 9; ++x) {
+            const QRgb a = viaOriginal.pixel(x, y), b = viaPremultiplied.pixel(x, y);
+            EXPECT_NEAR(qRed(a), qRed(b), 1) << x << "," << y;
+            EXPECT_NEAR(qGreen(a), qGreen(b), 1);
+            EXPECT_NEAR(qBlue(a), qBlue(b), 1);
+        }
+    const VImage back = fromQImage(toQImage(premultiplied).convertToFormat(QImage::Format_ARGB32)).convert(ARGB_Premultiplied, Channel8u);
+    EXPECT_TRUE(back.isEqual(premultiplied)) << "Qt's and the library's premultiplication agree";
+}
+
+TEST(ToQImage, FailuresAreLoggedWithIssue3300)
+{
+    const VImage bad = failedImage(colourCard(BGR));
+    LogCapture log;
+    EXPECT_TRUE(toQImage(makeImage(3, 3, BGR, Channel16u)).isNull());
+    EXPECT_TRUE(toQImage(bad, QImage::Format_RGB32).isNull());
+    EXPECT_TRUE(asQImage(makeImage(3, 3, YUV422, Channel8u)).isNull());
+    EXPECT_TRUE(toQImage(VImage()).isNull());
+    const auto records = log.records();
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(records[0].text, "Can't convert VImage to QImage.");
+    EXPECT_EQ(records[1].text, "Can't convert invalid VImage to QImage");
+    EXPECT_EQ(records[0].issue, Issue::QImageConversion);
+    EXPECT_EQ(records[0].file, "imp/qimage_support");
+}
+
+TEST(AsQImage, SharesThePixelsAndKeepsThemAlive)
+{
+    QImage view;
+    VImage image = colourCard(BGR);
+    {
+        const VImage handle = image;
+        view = asQImage(handle);
+    }
+    EXPECT_EQ(view.constBits(), image.rawData());
+    EXPECT_EQ(view.format(), QImage::Format_BGR888);
+    double red[3] = {255, 0, 0};
+    setPixel(&image, 1, 1, red, 3);
+    EXPECT_EQ(view.pixel(1, 1), qRgb(255, 0, 0));
+    image = VImage(); // the view still holds the buffer
+    EXPECT_EQ(view.pixel(1, 1), qRgb(255, 0, 0));
+    EXPECT_EQ(asQImage(makeImage(4, 4, GrayScale, Channel8u)).colorTable(), QList<QRgb>(grayColorTable()));
+}
+
+TEST(FromQImage, EveryQImageFormatComesIn)
+{
+    QImage rgb888(3, 2, QImage::Format_RGB888);
+    rgb888.fill(QColor(10, 20, 30));
+    QImage palette(3, 2, QImage::Format_Indexed8);
+    palette.setColorTable({qRgb(255, 0, 0), qRgb(0, 0, 255)});
+    palette.fill(1);
+    QImage gray16(3, 2, QImage::Format_Grayscale16);
+    gray16.fill(0);
+    reinterpret_cast<quint16*>(gray16.scanLine(1))[2] = 60000;
+    QImage rgba(3, 2, QImage::Format_RGBA8888);
+    rgba.fill(QColor(1, 2, 3, 4));
+    QImage gray8(3, 2, QImage::Format_Grayscale8);
+    gray8.fill(77);
+
+    const struct { const char* name; QImage q; Format f; Channel c; QList<QVariant> pixel; } cases[] = {
+        {"RGB888", rgb888, XRGB, Channel8u, {10.0, 20.0, 30.0}},
+        {"palette", palette, XRGB, Channel8u, {0.0, 0.0, 255.0}},
+        {"Grayscale16", gray16, GrayScale, Channel16u, {60000.0}},
+        {"RGBA8888", rgba, ARGB, Channel8u, {1.0, 2.0, 3.0, 4.0}},
+        {"Grayscale8", gray8, GrayScale, Channel8u, {77.0}},
+        {"Indexed8 gray", toQImage(makeImage(3, 2, GrayScale, Channel8u, 5)), GrayScale, Channel8u,
+         makeImage(3, 2, GrayScale, Channel8u, 5).pixel(2, 1)},
+    };
+    for (const auto& c : cases) {
+        VImage image;
+        ASSERT_TRUE(fromQImage(c.q, &image)) << c.name;
+        EXPECT_EQ(image.format(), c.f) << c.name;
+        EXPECT_EQ(image.channelType(), c.c) << c.name;
+        EXPECT_EQ(image.origin(), OriginBottomLeft);
+        EXPECT_EQ(image.pixel(2, 1), c.pixel) << c.name;
+    }
+    LogCapture log;
+    EXPECT_FALSE(fromQImage(QImage()).status());
+    EXPECT_FALSE(fromQImage(QImage(), nullptr));
+    EXPECT_EQ(log.count(), 1u);
+}
+
+class Files : public ::testing::Test {
+protected:
+    QString path(const QString& name) const { return dir.filePath(name); }
+    QTemporaryDir dir;
+};
+
+TEST_F(Files, PngKeepsEveryEightBitFormat)
+{
+    const struct { Format saved; Format loaded; } cases[] = {
+        {GrayScale, GrayScale}, {BGR, XRGB}, {XRGB, XRGB}, {ARGB, ARGB}, {ARGB_Premultiplied, ARGB},
+    };
+    for (const auto& c : cases) {
+        const VImage image = c.saved == GrayScale ? makeImage(7, 5, GrayScale, Channel8u) : colourCard(c.saved);
+        const QString file = path(QString("card%1.png").arg(c.saved));
+        ASSERT_TRUE(image.save(file)) << c.saved;
+        EXPECT_TRUE(VImage::canLoad(file));
+        VImage loaded;
+        ASSERT_TRUE(loaded.load(file)) << loaded.status().message().toStdString();
+        EXPECT_EQ(loaded.format(), c.loaded);
+        EXPECT_EQ(loaded.size(), image.size());
+        // Premultiplied colours come back through Qt's own un-premultiplication: within one level.
+        const VImage expected = c.saved == ARGB_Premultiplied ? image.convert(ARGB, Channel8u) : image;
+        const double tolerance = c.saved == ARGB_Premultiplied ? 1.0 : 0.0;
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 7; ++x)
+                for (int i = 0; i < (c.saved == GrayScale ? 1 : 3); ++i)
+                    EXPECT_NEAR(loaded.pixel(x, y)[i].toDouble(), expected.pixel(x, y)[i].toDouble(), tolerance)
+                        << c.saved << " " << x << "," << y;
+    }
+    VImage deep = makeImage(5, 4, GrayScale, Channel16u);
+    ASSERT_TRUE(deep.save(path("deep.png")));
+    VImage loaded;
+    ASSERT_TRUE(loaded.load(path("deep.png")));
+    EXPECT_EQ(loaded.channelType(), Channel16u);
+    EXPECT_EQ(loaded.pixel(4, 3), deep.pixel(4, 3));
+}
+
+TEST_F(Files, OtherFormatsAndTypesAreWrittenInTheirNearestForm)
+{
+    QStringList suffixes = {"bmp", "jpg", "ppm"};
+    if (QImageWriter::supportedImageFormats().contains("tif"))
+        suffixes << "tif";
+    for (const QString& suffix : suffixes)
+        for (const VImage& image : {colourCard(BGR), makeImage(6, 4, GrayScale, Channel8u), makeImage(6, 4, XRGB, Channel32f),
+                                     makeImage(6, 4, ARGB, Channel16u), makeImage(6, 4, YUV422, Channel8u)}) {
+            const QString file = path("out." + suffix);
+            ASSERT_TRUE(image.save(file)) << suffix.toStdString() << " " << image.format() << "/" << image.channelType();
+            VImage loaded;
+            EXPECT_TRUE(loaded.load(file)) << suffix.toStdString();
+            EXPECT_EQ(loaded.size(), image.size());
+        }
+}
+
+TEST_F(Files, FailuresLeaveAnEmptyImageWithTheReason)
+{
+    QFile garbage(path("garbage.png"));
+    ASSERT_TRUE(garbage.open(QIODevice::WriteOnly));
+    garbage.write("not an image at all");
+    garbage.close();
+    ASSERT_TRUE(colourCard(BGR, 64, 64).save(path("good.png")));
+    QFile good(path("good.png"));
+    ASSERT_TRUE(good.open(QIODevice::ReadOnly));
+    QFile truncated(path("truncated.png"));
+    ASSERT_TRUE(truncated.open(QIODevice::WriteOnly));
+    truncated.write(good.readAll().left(100));
+    truncated.close();
+
+    for (const QString& name : {QString("missing.png"), QString("garbage.png"), QString("truncated.png")}) {
+        LogCapture log;
+        VImage image = colourCard(XRGB);
+        EXPECT_FALSE(image.load(path(name))) << name.toStdString();
+        EXPECT_TRUE(image.isEmpty());
+        EXPECT_TRUE(image.status().message().startsWith("Failed to load image from file " + path(name) + " "));
+        ASSERT_EQ(log.count(), 1u);
+        EXPECT_EQ(log.records()[0].issue, Issue::Loading);
+    }
+    EXPECT_FALSE(VImage::canLoad(path("garbage.png")));
+
+    const qint64 limit = imageSizeLimit();
+    setImageSizeLimit(1000);
+    VImage big;
+    EXPECT_FALSE(big.load(path("good.png"))) << "64 x 64 x 4 bytes is over a 1000-byte limit";
+    setImageSizeLimit(limit);
+    EXPECT_TRUE(big.load(path("good.png")));
+
+    const VImage bad = failedImage(colourCard(BGR));
+    LogCapture log;
+    EXPECT_FALSE(bad.save(path("bad.png")));
+    EXPECT_FALSE(makeImage(4, 4, YUV422, Channel16u).save(path("yuv.png")));
+    EXPECT_FALSE(VImage().save(path("empty.png")));
+    EXPECT_FALSE(colourCard(BGR).save(path("unknown.xyz")));
+    const auto records = log.records();
+    ASSERT_EQ(records.size(), 4u);
+    EXPECT_EQ(records[0].text, "Can't save invalid image.");
+    EXPECT_EQ(records[1].issue, Issue::Saving);
+    EXPECT_TRUE(records[1].text.endsWith("Reason: conversion to nearest storable format failed."));
+    EXPECT_TRUE(records[3].text.contains("Reason: failed to write to file."));
+}
+
+} // namespace
