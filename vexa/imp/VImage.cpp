@@ -5,6 +5,8 @@
 #include <vexa/imp/frame.h>
 #include <vexa/imp/qimage_support.h>
 
+#include <vcore/VSerialization.h>
+
 #include <QBuffer>
 #include <QCryptographicHash>
 #include <QImageReader>
@@ -588,3 +590,102 @@ bool VImage::save(const QString& fileName) const
 }
 
 bool VImage::canLoad(const QString& fileName) { return QImageReader(fileName).canRead(); }
+
+// Serialization trees.
+
+namespace {
+
+const char* const headerKeys[] = {"width", "height", "format", "channelType", "origin", "rowsAlignment"};
+
+} // namespace
+
+bool VImageHeader::serialize(VAbstractWriter* writer) const
+{
+    const qint32 values[] = {width, height, format, channelType, origin, rowsAlignment};
+    writer->writeAttribute(QStringLiteral("type"), QStringLiteral("VImageHeader"));
+    for (int i = 0; i < 6; ++i)
+        writer->writeAttribute(QString::fromLatin1(headerKeys[i]), QString::number(values[i]));
+    return !writer->hasError();
+}
+
+bool VImageHeader::deserialize(VAbstractReader* reader)
+{
+    if (!reader->isStartElement() || reader->attribute(QStringLiteral("type")) != QLatin1String("VImageHeader"))
+        return false;
+    qint32 values[6];
+    for (int i = 0; i < 6; ++i) {
+        bool ok = false;
+        values[i] = reader->attribute(QString::fromLatin1(headerKeys[i])).toInt(&ok);
+        if (!ok)
+            return false;
+    }
+    *this = VImageHeader{values[0], values[1], Format(values[2]), Channel(values[3]), Origin(values[4]),
+                         RowsAlign(values[5])};
+    reader->skipCurrentElement();
+    reader->readNext();
+    return true;
+}
+
+bool VImage::serialize(VAbstractWriter* writer) const
+{
+    const QByteArray raw = toByteArray(CompressionDefault);
+    if (raw.isEmpty())
+        return false;
+    writer->writeAttribute(QStringLiteral("type"), QStringLiteral("VImage"));
+    if (!writer->beginElement(QStringLiteral("header")))
+        return false;
+    const VImageHeader h{width(), height(), format(), channelType(), origin(), rowsAlignment()};
+    h.serialize(writer);
+    writer->endElement();
+    if (!writer->beginElement(QStringLiteral("data")))
+        return false;
+    writer->writeAttribute(QStringLiteral("value"), QString::fromLatin1(raw.toBase64()));
+    writer->endElement();
+    return !writer->hasError();
+}
+
+bool VImage::deserialize(VAbstractReader* reader)
+{
+    const auto fail = [](const CallSite& site, const char* reason) {
+        errorAt(site, Issue::RawPacking) << "Failed to deserialize image: " << reason;
+        return false;
+    };
+    if (!reader->isStartElement() || reader->attribute(QStringLiteral("type")) != QLatin1String("VImage"))
+        return fail(VEXA_CALL_SITE, "not an image element.");
+    reader->readNext();
+    VImageHeader h;
+    bool haveHeader = false;
+    QByteArray raw;
+    bool haveData = false;
+    while (reader->isStartElement()) {
+        if (reader->tag() == QLatin1String("header") && !haveHeader) {
+            if (!h.deserialize(reader))
+                return fail(VEXA_CALL_SITE, "bad header.");
+            haveHeader = true;
+        } else if (reader->tag() == QLatin1String("data") && !haveData) {
+            raw = QByteArray::fromBase64(reader->attribute(QStringLiteral("value")).toLatin1(),
+                                         QByteArray::AbortOnBase64DecodingErrors);
+            haveData = true;
+            reader->skipCurrentElement();
+            reader->readNext();
+        } else {
+            reader->skipCurrentElement();
+            reader->readNext();
+        }
+    }
+    if (!reader->isEndElement())
+        return fail(VEXA_CALL_SITE, "malformed element.");
+    reader->readNext();
+    if (!haveHeader || !haveData)
+        return fail(VEXA_CALL_SITE, "header or data missing.");
+    const VImage image = fromByteArray(raw);
+    if (!image.status())
+        return false; // fromByteArray has said why
+    const bool empty = image.isEmpty();
+    const VImageHeader actual{image.width(), image.height(), image.format(), image.channelType(), image.origin(),
+                              image.rowsAlignment()};
+    if (!empty && !(actual == h))
+        return fail(VEXA_CALL_SITE, "header and data disagree.");
+    *this = image;
+    return true;
+}

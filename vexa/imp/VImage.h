@@ -21,13 +21,22 @@
 #include <vexa/imp/ImageData.h>
 #include <vexa/vexa_export.h>
 
-struct VImageHeader {
+class VAbstractReader;
+class VAbstractWriter;
+
+struct VEXA_EXPORT VImageHeader {
     qint32 width = 0;
     qint32 height = 0;
     VEXA::Format format = VEXA::Invalid;
     VEXA::Channel channelType = VEXA::ChannelInvalid;
     VEXA::Origin origin = VEXA::OriginInvalid;
     VEXA::RowsAlign rowsAlignment = VEXA::RowsAlignInvalid;
+
+    // Into the element the caller opened: type="VImageHeader" and the attributes width, height, format,
+    // channelType, origin and rowsAlignment, as decimal integers. deserialize reads them back (all six must
+    // be integers) and steps past the element.
+    bool serialize(VAbstractWriter* writer) const;
+    bool deserialize(VAbstractReader* reader);
 
     friend bool operator==(const VImageHeader& a, const VImageHeader& b)
     {
@@ -140,6 +149,13 @@ public:
     // Failures: issue 700 (3400 for an invalid image).
     bool save(const QString& fileName) const;
     static bool canLoad(const QString& fileName);
+
+    // Into the element the caller opened: type="VImage", a child "header" (as VImageHeader writes it) and a
+    // child "data" whose value attribute is the base64 of toByteArray(). deserialize checks the two against
+    // each other and takes the image only when all is well; otherwise it logs the reason (issue 4000),
+    // returns false and leaves this image as it was.
+    bool serialize(VAbstractWriter* writer) const;
+    bool deserialize(VAbstractReader* reader);
 
     VStatus status() const;
     void setStatus(const VStatus& status) const;
