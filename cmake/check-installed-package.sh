@@ -13,7 +13,8 @@ command -v ninja >/dev/null && generator=(-G Ninja)
 cmake -S "$src/examples" -B "$work/example" "${generator[@]}" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
 cmake --build "$work/example" >/dev/null
 "$work/example/vexa_example" "$work/out"
-test -s "$work/out/report.txt"
+test -s "$work/out/gray.png"
+test -s "$work/out/gray.vexa"
 
 pcdir=$(dirname "$(find "$work/prefix" -name vexa.pc | head -n 1)")
 # shellcheck disable=SC2046
