@@ -5,7 +5,9 @@
 
 #include <vexa/imp/BufferPool.h>
 #include <vexa/imp/ImageData.h>
+#include <vexa/imp/VHistogram.h>
 #include <vexa/imp/VImage.h>
+#include <vexa/imp/VImageList.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/formats.h>
 #include <vexa/imp/ocvImage.h>
@@ -13,5 +15,8 @@
 #include <vexa/imp/raster.h>
 
 #include <vexa/gen/gen_copy_image.h>
+#include <vexa/gen/gen_histograms.h>
 #include <vexa/gen/gen_image_converters.h>
+#include <vexa/gen/gen_math_image.h>
+#include <vexa/gen/gen_normalization.h>
 #include <vexa/gen/gen_stat_image.h>

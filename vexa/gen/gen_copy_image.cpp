@@ -28,4 +28,35 @@ VStatus copyImageUsingRois(const VImage& source, VImage* destination, Rect sourc
     });
 }
 
+VStatus kernel::failNoImages(const CallSite& site)
+{
+    return VStatus(errorAt(site, Issue::LibraryError) << "No images");
+}
+
+VStatus stackImages(const VImageList& list, VImage* destination)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        VImage& dst = checkDestination(destination);
+        if (!list.status())
+            throw dip_exception_bad_status();
+        checkStatus(dst);
+        if (list.isEmpty())
+            throw dip_exception_empty_source_image();
+        checkNotEmpty(dst);
+        QList<VImage> images;
+        for (int i = 0; i < list.count(); ++i) {
+            images.append(list.at(unsigned(i)));
+            checkSource(images.last());
+            if (images.last().format() != list.format() || images.last().channelType() != list.channelType())
+                throwUnsupported();
+        }
+        if (dst.format() != list.format() || dst.channelType() != list.channelType())
+            throwUnsupported();
+        return visitPixel(StackPixels{}, list.format(), list.channelType(), [&](auto tag) {
+            using P = typename decltype(tag)::type;
+            return kernel::stackImagesRGBBased(RasterListT<P>(images), RasterT<P>(dst));
+        });
+    });
+}
+
 } // namespace VEXA

@@ -7,11 +7,18 @@
 #pragma once
 
 #include <vexa/imp/VImage.h>
+#include <vexa/imp/VImageList.h>
 #include <vexa/vexa_export.h>
 
 namespace VEXA {
 
 VEXA_EXPORT VStatus copyImage(const VImage& source, VImage* destination);
 VEXA_EXPORT VStatus copyImageUsingRois(const VImage& source, VImage* destination, Rect sourceRect, Rect destinationRect);
+
+// The images of the list summed into the destination, modulo 256 per component: GrayScale, BGR or XRGB
+// 8u lists into a destination of the same pair, which the caller has created. Every image of the list
+// must have that pair (whatever the list's own checks), and only positions of the destination's roi that
+// every image covers are written.
+VEXA_EXPORT VStatus stackImages(const VImageList& list, VImage* destination);
 
 } // namespace VEXA

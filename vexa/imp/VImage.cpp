@@ -1,6 +1,7 @@
 #include <vexa/imp/VImage.h>
 
 #include <vexa/gen/gen_copy_image.h>
+#include <vexa/gen/gen_histograms.h>
 #include <vexa/gen/gen_image_converters.h>
 #include <vexa/imp/frame.h>
 #include <vexa/imp/qimage_support.h>
@@ -285,6 +286,30 @@ VImage VImage::convertFast(Format format, Channel channel) const
     if (format == this->format() && channel == channelType())
         return *this;
     return convert(format, channel);
+}
+
+VHistogram VImage::histogram(int) const
+{
+    if (!status()) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't create histogram by invalid image."));
+        return VHistogram();
+    }
+    VHistogram result;
+    calculateHistogram(*this, &result);
+    result.update();
+    return result;
+}
+
+VHistogram VImage::histogramBGR() const
+{
+    if (!status()) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't create histogram by invalid image."));
+        return VHistogram();
+    }
+    VHistogram result;
+    calculateHistogramBGR(*this, &result);
+    result.update();
+    return result;
 }
 
 QList<QVariant> VImage::pixel(long x, long y) const

@@ -19,6 +19,7 @@
 
 #include <vlog/VLog.h>
 #include <vexa/imp/ImageData.h>
+#include <vexa/imp/VHistogram.h>
 #include <vexa/vexa_export.h>
 
 class VAbstractReader;
@@ -115,6 +116,11 @@ public:
     // As convert, but a channel of -1 keeps the current type, and an image already of the wanted pair is
     // returned as a shared copy without copying pixels.
     VImage convertFast(VEXA::Format format, VEXA::Channel channel = VEXA::ChannelInvalid) const;
+
+    // The histogram of this image (calculateHistogram, or calculateHistogramBGR), updated; the int is not
+    // used. An invalid image gives an empty histogram.
+    VHistogram histogram(int unused = 0) const;
+    VHistogram histogramBGR() const;
 
     // Components at (x, y) in R, G, B, A order, as doubles; empty on failure.
     QList<QVariant> pixel(long x, long y) const;

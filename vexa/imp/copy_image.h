@@ -2,6 +2,9 @@
 #pragma once
 
 #include <vexa/imp/dispatch.h>
+#include <vexa/imp/frame.h>
+
+#include <vector>
 
 #include <algorithm>
 #include <cstring>
@@ -9,6 +12,7 @@
 namespace VEXA {
 
 using CopyPixels = AllPixels;
+using StackPixels = PixelList<PixelGray<quint8>, PixelBGR<quint8>, PixelXRGB<quint8>>;
 
 namespace kernel {
 
@@ -33,6 +37,37 @@ VStatus copyRect(const RasterT<Pixel>& src, const RasterT<Pixel>& dst, const Rec
     }
     for (qint32 y = 0; y < h; ++y)
         std::memmove(dst.row(to.y + y) + to.x, src.row(from.y + y) + from.x, rowBytes);
+    return VStatus::Ok;
+}
+
+VStatus failNoImages(const CallSite& site);
+
+// The sum of the list's images taken modulo 256 per component (the low eight bits of the sum, no mean, no
+// saturation), at every position of the destination's roi that every image covers. Adding bytes with
+// wrap-around is that sum exactly. The X byte of XRGB is not written.
+template <class P>
+VStatus stackImagesRGBBased(const RasterListT<P>& list, const RasterT<P>& dst)
+{
+    if (list.count() == 0)
+        return failNoImages(VEXA_CALL_SITE);
+    Rect r = dst.roi;
+    for (int i = 0; i < list.count(); ++i)
+        r = clipRect(r, list.at(i).width, list.at(i).height);
+    constexpr int n = PixelTraits<P>::format == GrayScale ? 1 : 3;
+    std::vector<quint8> sums(size_t(r.width) * n);
+    for (qint32 y = r.y; y < r.y + r.height; ++y) {
+        std::fill(sums.begin(), sums.end(), quint8(0));
+        for (int i = 0; i < list.count(); ++i) {
+            const auto* bytes = reinterpret_cast<const quint8*>(list.at(i).row(y) + r.x);
+            for (qint32 x = 0; x < r.width; ++x)
+                for (int c = 0; c < n; ++c)
+                    sums[size_t(x) * n + c] = quint8(sums[size_t(x) * n + c] + bytes[size_t(x) * sizeof(P) + c]);
+        }
+        auto* out = reinterpret_cast<quint8*>(dst.row(y) + r.x);
+        for (qint32 x = 0; x < r.width; ++x)
+            for (int c = 0; c < n; ++c)
+                out[size_t(x) * sizeof(P) + c] = sums[size_t(x) * n + c];
+    }
     return VStatus::Ok;
 }
 

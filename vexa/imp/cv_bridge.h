@@ -37,6 +37,14 @@ cv::Mat asCvMat(const RasterT<Pixel>& raster)
     return cv::Mat(r.height, r.width, cvTypeOf<Pixel>(), raster.row(r.y) + r.x, size_t(raster.bytesPerLine));
 }
 
+// The same from an image of any pair, for OpenCV calls that need no typed kernel.
+VEXA_EXPORT cv::Mat asCvMat(const VImage& image);
+
+// OpenCV's C interface asserted these before its calls; the C++ calls would reallocate instead.
+// Each throws the OpenCV error the C call raised (-215, with the C function's name).
+VEXA_EXPORT void requireSameSizeAndChannels(const cv::Mat& a, const cv::Mat& b, const char* function);
+VEXA_EXPORT void requireSameSizeAndType(const cv::Mat& a, const cv::Mat& b, const char* function);
+
 // Runs call(dst) and checks that the result landed in dst's own memory.
 template <class Call>
 void writeInto(cv::Mat& dst, Call&& call)

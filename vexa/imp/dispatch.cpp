@@ -38,4 +38,35 @@ VImage& checkExistingDestination(VImage* image)
     return dst;
 }
 
+VImage& prepareDestination(const VImage& model, VImage* image)
+{
+    return prepareDestination(model, image, model.format(), model.channelType());
+}
+
+VImage& prepareDestination(const VImage& model, VImage* image, Format format, Channel channel)
+{
+    VImage& dst = checkDestination(image);
+    if (dst.status() && dst.isEmpty()) {
+        dst.create(model.width(), model.height(), format, channel, model.origin(), model.rowsAlignment());
+        dst.setRoi(model.roi());
+    }
+    checkSource(dst);
+    return dst;
+}
+
+namespace {
+Rect clippedRoi(const VImage& image)
+{
+    const QRect r = image.roi();
+    return clipRect(Rect{r.x(), r.y(), r.width(), r.height()}, image.width(), image.height());
+}
+} // namespace
+
+void checkSameSize(const VImage& a, const VImage& b)
+{
+    const Rect ra = clippedRoi(a), rb = clippedRoi(b);
+    if (ra.width != rb.width || ra.height != rb.height)
+        throw dip_exception("Image sizes differ");
+}
+
 } // namespace VEXA

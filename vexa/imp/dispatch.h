@@ -104,6 +104,13 @@ VEXA_EXPORT void checkSource(const VImage& image);
 VEXA_EXPORT VImage& checkDestination(VImage* image);
 // A destination that must already exist: as above, then the two source tests.
 VEXA_EXPORT VImage& checkExistingDestination(VImage* image);
+// A destination that the operation makes like `model` when it is empty (same header, same roi); an
+// existing one must pass the source tests and is written in place.
+VEXA_EXPORT VImage& prepareDestination(const VImage& model, VImage* image);
+// As prepareDestination, with another format and channel type for a new destination.
+VEXA_EXPORT VImage& prepareDestination(const VImage& model, VImage* image, Format format, Channel channel);
+// The regions of interest (clipped to their images) of two images must have one size: "Image sizes differ".
+VEXA_EXPORT void checkSameSize(const VImage& a, const VImage& b);
 // Any other output pointer must not be null.
 VEXA_EXPORT void throwNullArgument();
 template <class T> T& checkOutput(T* pointer)

@@ -166,6 +166,11 @@ VEXA_PIXEL_TRAITS(PixelARGBP, ARGB_Premultiplied)
 VEXA_PIXEL_TRAITS(PixelYUV422, YUV422)
 #undef VEXA_PIXEL_TRAITS
 
+// The same structure over another component type: WithComponent<PixelBGR<quint8>, float> is PixelBGR<float>.
+template <class Pixel, class U> struct RebindComponent;
+template <template <class> class Struct, class T, class U> struct RebindComponent<Struct<T>, U> { using type = Struct<U>; };
+template <class Pixel, class U> using WithComponent = typename RebindComponent<Pixel, U>::type;
+
 // formatInfo of a pixel structure's format; the component type plays no part.
 template <class Pixel> FormatInfo formatInfo() { return formatInfo(PixelTraits<Pixel>::format); }
 

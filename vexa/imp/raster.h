@@ -16,6 +16,8 @@ namespace VEXA {
 
 template <class Pixel>
 struct RasterT {
+    using PixelType = Pixel;
+
     Pixel* data = nullptr; // row 0
     qint32 width = 0;
     qint32 height = 0;

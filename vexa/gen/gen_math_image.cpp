@@ -1,0 +1,354 @@
+#include <vexa/gen/gen_math_image.h>
+
+#include <vexa/imp/math_image.h>
+
+#include <cmath>
+
+namespace VEXA {
+
+VStatus kernel::failNoCommonPoints(const CallSite& site)
+{
+    return VStatus(errorAt(site, Issue::LibraryError) << "No common points");
+}
+
+namespace {
+
+enum class Precondition { FirstSizeAndChannels, SecondSizeAndChannels, FirstSizeAndType };
+
+// Two sources and a destination of one format, handed to one OpenCV call over the three rois.
+template <class Call>
+VStatus twoImagesThroughOpenCv(const VImage& a, const VImage& b, VImage* destination, const char* cFunction,
+                               Precondition precondition, Call call)
+{
+    checkSource(a);
+    checkSource(b);
+    VImage& dst = prepareDestination(a, destination);
+    return visitPixel(ArithmeticPixels{}, a.format(), a.channelType(), [&](auto) {
+        if (b.format() != a.format() || dst.format() != a.format())
+            throwUnsupported();
+        const cv::Mat s1 = asCvMat(a), s2 = asCvMat(b);
+        cv::Mat d = asCvMat(dst);
+        switch (precondition) {
+        case Precondition::FirstSizeAndChannels: requireSameSizeAndChannels(s1, d, cFunction); break;
+        case Precondition::SecondSizeAndChannels: requireSameSizeAndChannels(s2, d, cFunction); break;
+        case Precondition::FirstSizeAndType: requireSameSizeAndType(s1, d, cFunction); break;
+        }
+        writeInto(d, [&](cv::Mat& out) { call(s1, s2, out); });
+        return VStatus::Ok;
+    });
+}
+
+// One source and a destination of its type, handed to one OpenCV call.
+template <class Call>
+VStatus oneImageThroughOpenCv(const VImage& src, VImage* destination, const char* cFunction, Call call)
+{
+    checkSource(src);
+    VImage& dst = prepareDestination(src, destination);
+    return visitPixel(ArithmeticPixels{}, src.format(), src.channelType(), [&](auto) {
+        if (dst.format() != src.format())
+            throwUnsupported();
+        const cv::Mat s = asCvMat(src);
+        cv::Mat d = asCvMat(dst);
+        requireSameSizeAndType(s, d, cFunction);
+        writeInto(d, [&](cv::Mat& out) { call(s, out); });
+        return VStatus::Ok;
+    });
+}
+
+// The destination for kernels that write a mask: GrayScale 8u like the source's roi.
+VImage& prepareMask(const VImage& src, VImage* destination)
+{
+    VImage& dst = prepareDestination(src, destination, GrayScale, Channel8u);
+    checkSameSize(src, dst);
+    if (dst.format() != GrayScale || dst.channelType() != Channel8u)
+        throwUnsupported();
+    return dst;
+}
+
+bool inverseOf(ThresholdOperation op)
+{
+    if (op != ThresholdBinary && op != ThresholdBinaryInv)
+        throw dip_exception("Unsupported threshold operation");
+    return op == ThresholdBinaryInv;
+}
+
+} // namespace
+
+VStatus addImages(const VImage& a, const VImage& b, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return twoImagesThroughOpenCv(a, b, dst, "cvAdd", Precondition::FirstSizeAndChannels,
+                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::add(s1, s2, d, cv::noArray(), d.type()); });
+    });
+}
+
+VStatus subtractImages(const VImage& a, const VImage& b, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return twoImagesThroughOpenCv(a, b, dst, "cvSub", Precondition::FirstSizeAndChannels,
+                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::subtract(s1, s2, d, cv::noArray(), d.type()); });
+    });
+}
+
+VStatus mulImages(const VImage& a, const VImage& b, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return twoImagesThroughOpenCv(a, b, dst, "cvMul", Precondition::FirstSizeAndChannels,
+                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::multiply(s1, s2, d, 1.0, d.type()); });
+    });
+}
+
+VStatus divImages(const VImage& a, const VImage& b, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return twoImagesThroughOpenCv(a, b, dst, "cvDiv", Precondition::SecondSizeAndChannels,
+                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::divide(s1, s2, d, 1.0, d.type()); });
+    });
+}
+
+VStatus maxImages(const VImage& a, const VImage& b, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return twoImagesThroughOpenCv(a, b, dst, "cvMax", Precondition::FirstSizeAndType,
+                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::max(s1, s2, d); });
+    });
+}
+
+VStatus minImages(const VImage& a, const VImage& b, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return twoImagesThroughOpenCv(a, b, dst, "cvMin", Precondition::FirstSizeAndType,
+                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::min(s1, s2, d); });
+    });
+}
+
+VStatus absImage(const VImage& src, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return oneImageThroughOpenCv(src, dst, "cvAbsDiffS",
+                                     [](const cv::Mat& s, cv::Mat& d) { cv::absdiff(s, cv::Scalar::all(0), d); });
+    });
+}
+
+VStatus notImage(const VImage& src, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return oneImageThroughOpenCv(src, dst, "cvNot", [](const cv::Mat& s, cv::Mat& d) { cv::bitwise_not(s, d); });
+    });
+}
+
+VStatus setZero(VImage* image)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        VImage& dst = checkExistingDestination(image);
+        return visitPixel(ArithmeticPixels{}, dst.format(), dst.channelType(), [&](auto) {
+            asCvMat(dst).setTo(cv::Scalar::all(0));
+            return VStatus::Ok;
+        });
+    });
+}
+
+VStatus thresholdImage(const VImage& src, VImage* dst, ThresholdOperation op, double threshold, double maxValue)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        const int type = int(op) & 7, flags = int(op) & ~7;
+        if (type > ThresholdToZeroInv || (flags & ~(ThresholdOtsu | ThresholdTriangle)) != 0 ||
+            flags == (ThresholdOtsu | ThresholdTriangle))
+            throw dip_exception("Unknown threshold operation");
+        checkSource(src);
+        VImage& d = prepareDestination(src, dst);
+        return visitPixel(ThresholdPixels{}, src.format(), src.channelType(), [&](auto) {
+            if (d.format() != src.format())
+                throwUnsupported();
+            const cv::Mat s = asCvMat(src);
+            cv::Mat out = asCvMat(d);
+            if (s.size() != out.size() || s.channels() != out.channels() ||
+                (s.depth() != out.depth() && out.depth() != CV_8U))
+                throw cv::Exception(cv::Error::StsAssert,
+                                    "src.size == dst.size && src.channels() == dst.channels() && "
+                                    "(src.depth() == dst.depth() || dst.depth() == CV_8U)",
+                                    "cvThreshold", __FILE__, __LINE__);
+            writeInto(out, [&](cv::Mat& o) {
+                if (s.depth() == o.depth()) {
+                    cv::threshold(s, o, threshold, maxValue, int(op));
+                } else {
+                    cv::Mat t;
+                    cv::threshold(s, t, threshold, maxValue, int(op));
+                    t.convertTo(o, CV_8U);
+                }
+            });
+            return VStatus::Ok;
+        });
+    });
+}
+
+VStatus adaptiveThresholdImage(const VImage& src, VImage* dst, ThresholdOperation op, AdaptiveMethod method,
+                               double maxValue, int blockSize, double param)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = prepareDestination(src, dst);
+        return visitPixel(AdaptiveThresholdPixels{}, src.format(), src.channelType(), [&](auto) {
+            const cv::Mat s = asCvMat(src);
+            cv::Mat out = asCvMat(d);
+            requireSameSizeAndType(s, out, "cvAdaptiveThreshold");
+            writeInto(out, [&](cv::Mat& o) { cv::adaptiveThreshold(s, o, maxValue, int(method), int(op), blockSize, param); });
+            return VStatus::Ok;
+        });
+    });
+}
+
+VStatus negativeImage(const VImage& src, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = prepareDestination(src, dst);
+        checkSameSize(src, d);
+        return dispatchSame(ToneMapPixels{}, src, d, [](const auto& s, const auto& o) { return kernel::negativeImage(s, o); });
+    });
+}
+
+VStatus gammaImage(const VImage& src, VImage* dst, double gamma)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        if (!(gamma > 0.0) || std::isinf(gamma))
+            throw dip_exception("Gamma must be positive");
+        checkSource(src);
+        VImage& d = prepareDestination(src, dst);
+        checkSameSize(src, d);
+        return dispatchSame(ToneMapPixels{}, src, d, [gamma](const auto& s, const auto& o) { return kernel::gammaImage(s, o, gamma); });
+    });
+}
+
+VStatus mulImageDouble(const VImage& src, VImage* dst, double factor)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = prepareDestination(src, dst, src.format(), Channel32f);
+        checkSameSize(src, d);
+        return dispatch(MulDoublePixels{}, src, [&](const auto& s) {
+            using FloatPixel = WithComponent<typename std::decay_t<decltype(s)>::PixelType, float>;
+            if (!isPixelOf<FloatPixel>(d.format(), d.channelType()))
+                throwUnsupported();
+            return kernel::mulImageDouble(s, RasterT<FloatPixel>(d), factor);
+        });
+    });
+}
+
+VStatus maskImage(const VImage& src, const VImage& mask, VImage* dst, bool inverse)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        checkSource(mask);
+        if (!isPixelOf<PixelGray<quint8>>(mask.format(), mask.channelType()))
+            throwUnsupported();
+        VImage& d = prepareDestination(src, dst);
+        checkSameSize(src, mask);
+        checkSameSize(src, d);
+        const RasterT<PixelGray<quint8>> m(mask);
+        return dispatchSame(MaskPixels{}, src, d, [&](const auto& s, const auto& o) { return kernel::maskImage(s, m, o, inverse); });
+    });
+}
+
+VStatus combineImagesMaxAbs(const VImage& src, VImage* dst)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = checkExistingDestination(dst);
+        checkSameSize(src, d);
+        return dispatchSame(MaxAbsPixels{}, src, d, [](const auto& s, const auto& o) { return kernel::combineImagesMaxAbs(s, o); });
+    });
+}
+
+VStatus subBackground(const VImage& src, const VImage& background, VImage* dst, int level, bool divide)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        checkSource(background);
+        if (background.format() != src.format() || background.channelType() != src.channelType())
+            throwUnsupported();
+        VImage& d = prepareDestination(src, dst);
+        checkSameSize(src, background);
+        checkSameSize(src, d);
+        return dispatchSame(BackgroundPixels{}, src, d, [&](const auto& s, const auto& o) {
+            using Raster = std::decay_t<decltype(s)>;
+            return kernel::subBackground(s, Raster(background), o, level, divide);
+        });
+    });
+}
+
+VStatus colorImage(const VImage& src, VImage* dst, int rgb)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = prepareDestination(src, dst, BGR, src.channelType());
+        checkSameSize(src, d);
+        return dispatch(ColourisePixels{}, src, [&](const auto& s) {
+            using T = typename PixelTraits<typename std::decay_t<decltype(s)>::PixelType>::Component;
+            return dispatch(PixelList<PixelBGR<T>, PixelXRGB<T>>{}, d, [&](const auto& o) { return kernel::colorImage(s, o, rgb); });
+        });
+    });
+}
+
+VStatus findExtremums(const VImage& src, VImage* dst, int window, bool minimum)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        const RasterT<PixelGray<quint8>> mask(prepareMask(src, dst));
+        return dispatch(ExtremumPixels{}, src, [&](const auto& s) { return kernel::findExtremums(s, mask, window, minimum); });
+    });
+}
+
+VStatus thresholdImageColor(const VImage& src, VImage* dst, ThresholdOperation op, int* levels, int count)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        const bool inverse = inverseOf(op);
+        checkOutput(levels);
+        checkSource(src);
+        const RasterT<PixelGray<quint8>> mask(prepareMask(src, dst));
+        return dispatch(ColourThresholdPixels{}, src, [&](const auto& s) {
+            return kernel::thresholdImageColor(s, mask, inverse, levels, count);
+        });
+    });
+}
+
+VStatus thresholdImageHue(const VImage& src, VImage* dst, ThresholdOperation op, int low, int high)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        const bool inverse = inverseOf(op);
+        checkSource(src);
+        const RasterT<PixelGray<quint8>> mask(prepareMask(src, dst));
+        return dispatch(HueThresholdPixels{}, src, [&](const auto& s) { return kernel::thresholdImageHue(s, mask, inverse, low, high); });
+    });
+}
+
+VStatus compareImages(const VImage& a, const VImage& b, double* result)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(a);
+        checkSource(b);
+        checkOutput(result);
+        return dispatchSame(ComparePixels{}, a, b, [&](const auto& ra, const auto& rb) { return kernel::compareImages(ra, rb, result); });
+    });
+}
+
+VStatus getMax(const VImage& src, double* result)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        checkOutput(result);
+        return dispatch(GrayStatisticsPixels{}, src, [&](const auto& s) { return kernel::getMax(s, result); });
+    });
+}
+
+double getMean(const VImage& src)
+{
+    double mean = -1.0;
+    guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        return dispatch(GrayStatisticsPixels{}, src, [&](const auto& s) { return kernel::getMean(s, &mean); });
+    });
+    return mean;
+}
+
+} // namespace VEXA

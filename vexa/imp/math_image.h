@@ -1,0 +1,307 @@
+// Kernels of the pixel arithmetic family and the pixel lists each operation accepts.
+//
+// The library's own kernels treat a pixel as an array of components in memory order: colour components
+// first (blue, green, red; or the one gray value), then alpha or X. They change colour components only:
+// alpha is copied, X is left alone. Float images carry the 8-bit scale here (conversions do not rescale),
+// so "full" is 255 for 8u and 32f and 65535 for 16u.
+#pragma once
+
+#include <vexa/imp/cv_bridge.h>
+#include <vexa/imp/dispatch.h>
+#include <vexa/imp/frame.h>
+#include <vexa/imp/image_converters.h>
+#include <vexa/gen/gen_normalization.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace VEXA {
+
+template <template <class> class... Structs>
+using EightSixteenFloatOf = JoinT<PixelList<Structs<quint8>..., Structs<quint16>..., Structs<float>...>>;
+
+using ArithmeticPixels = AllPixels;                                  // add, subtract, multiply, divide, max, min, abs, not, zero
+using ThresholdPixels = JoinT<AllFormatsOf<quint8>, AllFormatsOf<quint16>, AllFormatsOf<qint16>, AllFormatsOf<float>>;
+using AdaptiveThresholdPixels = PixelList<PixelGray<quint8>>;
+using ToneMapPixels = EightSixteenFloatOf<PixelGray, PixelBGR, PixelXRGB, PixelARGB>; // negative, gamma
+using MulDoublePixels = JoinT<AllChannelsOf<PixelGray>, AllChannelsOf<PixelBGR>, AllChannelsOf<PixelXRGB>,
+                              AllChannelsOf<PixelARGB>>;
+using MaskPixels = JoinT<AllChannelsOf<PixelGray>, AllChannelsOf<PixelBGR>, AllChannelsOf<PixelXRGB>,
+                         AllChannelsOf<PixelARGB>, AllChannelsOf<PixelARGBP>>;
+using MaxAbsPixels = JoinT<AllChannelsOf<PixelGray>, AllChannelsOf<PixelBGR>, AllChannelsOf<PixelXRGB>>;
+using BackgroundPixels = EightSixteenFloatOf<PixelGray, PixelBGR, PixelXRGB>;
+using ColourisePixels = EightSixteenFloatOf<PixelGray>;
+using ExtremumPixels = PixelList<PixelGray<quint8>, PixelGray<quint16>, PixelGray<qint16>, PixelGray<float>>;
+using ColourThresholdPixels = EightSixteenFloatOf<PixelGray, PixelBGR, PixelXRGB, PixelARGB>;
+using HueThresholdPixels = EightSixteenFloatOf<PixelBGR, PixelXRGB, PixelARGB>;
+using ComparePixels = JoinT<AllChannelsOf<PixelGray>, AllChannelsOf<PixelBGR>, AllChannelsOf<PixelXRGB>,
+                            AllChannelsOf<PixelARGB>>;
+using GrayStatisticsPixels = AllChannelsOf<PixelGray>;               // getMax, getMean
+
+// The colour components of a pixel: the gray value, or blue, green and red.
+template <class P> constexpr int colourCount = ColourKind<P>::gray ? 1 : 3;
+template <class P> inline auto* componentsOf(P& p) { return reinterpret_cast<typename PixelTraits<P>::Component*>(&p); }
+template <class P> inline auto* componentsOf(const P& p)
+{
+    return reinterpret_cast<const typename PixelTraits<P>::Component*>(&p);
+}
+
+// The top of the scale a component type carries: 65535 for 16u, 255 otherwise.
+template <class T> constexpr double fullScale = std::is_same_v<T, quint16> ? 65535.0 : 255.0;
+
+// Round to nearest and keep inside the type's range (the arithmetic of our own tone kernels saturates,
+// unlike plain conversions).
+template <class T>
+inline T saturate(double v)
+{
+    if constexpr (std::is_floating_point_v<T>)
+        return narrow<T>(v);
+    else {
+        if (!(v > double(std::numeric_limits<T>::min())))
+            return std::numeric_limits<T>::min();
+        if (v >= double(std::numeric_limits<T>::max()))
+            return std::numeric_limits<T>::max();
+        return T(std::lround(v));
+    }
+}
+
+namespace kernel {
+
+// dst colour = f(src colour), alpha copied, X untouched.
+template <class P, class F>
+void mapColours(const RasterT<P>& src, const RasterT<P>& dst, F f)
+{
+    forEachPixelPair(src, src.roi, dst, dst.roi, [&f](const P& s, P& d) {
+        const auto* sc = componentsOf(s);
+        auto* dc = componentsOf(d);
+        for (int i = 0; i < colourCount<P>; ++i)
+            dc[i] = f(sc[i]);
+        if constexpr (ColourKind<P>::alpha)
+            dc[3] = sc[3];
+    });
+}
+
+// The same over two sources walked together: dst colour = f(a colour, b colour).
+template <class P, class F>
+void mapColours(const RasterT<P>& a, const RasterT<P>& b, const RasterT<P>& dst, F f)
+{
+    const qint32 w = a.roi.width, h = a.roi.height;
+    for (qint32 y = 0; y < h; ++y) {
+        const P* pa = a.row(a.roi.y + y) + a.roi.x;
+        const P* pb = b.row(b.roi.y + y) + b.roi.x;
+        P* pd = dst.row(dst.roi.y + y) + dst.roi.x;
+        for (qint32 x = 0; x < w; ++x) {
+            const auto* ca = componentsOf(pa[x]);
+            const auto* cb = componentsOf(pb[x]);
+            auto* cd = componentsOf(pd[x]);
+            for (int i = 0; i < colourCount<P>; ++i)
+                cd[i] = f(ca[i], cb[i]);
+            if constexpr (ColourKind<P>::alpha)
+                cd[3] = ca[3];
+        }
+    }
+}
+
+template <class P>
+VStatus negativeImage(const RasterT<P>& src, const RasterT<P>& dst)
+{
+    using T = typename PixelTraits<P>::Component;
+    mapColours(src, dst, [](T c) { return T(fullScale<T> - c); });
+    return VStatus::Ok;
+}
+
+template <class P>
+VStatus gammaImage(const RasterT<P>& src, const RasterT<P>& dst, double gamma)
+{
+    using T = typename PixelTraits<P>::Component;
+    constexpr double top = fullScale<T>;
+    if constexpr (std::is_floating_point_v<T>) {
+        mapColours(src, dst, [gamma](T c) { return T(std::pow(std::max(double(c), 0.0) / top, gamma) * top); });
+    } else {
+        // A table over every value; entries round to nearest, so gamma 1 is the identity and the top stays.
+        std::vector<T> table(size_t(top) + 1);
+        for (size_t i = 0; i < table.size(); ++i)
+            table[i] = T(std::lround(std::pow(double(i) / top, gamma) * top));
+        mapColours(src, dst, [&table](T c) { return table[c]; });
+    }
+    return VStatus::Ok;
+}
+
+template <class P, class D>
+VStatus mulImageDouble(const RasterT<P>& src, const RasterT<D>& dst, double factor)
+{
+    forEachPixelPair(src, src.roi, dst, dst.roi, [factor](const P& s, D& d) {
+        const auto* sc = componentsOf(s);
+        float* dc = componentsOf(d);
+        for (int i = 0; i < colourCount<P>; ++i)
+            dc[i] = narrow<float>(double(sc[i]) * factor);
+        if constexpr (ColourKind<P>::alpha)
+            dc[3] = float(sc[3]);
+    });
+    return VStatus::Ok;
+}
+
+template <class P>
+VStatus maskImage(const RasterT<P>& src, const RasterT<PixelGray<quint8>>& mask, const RasterT<P>& dst, bool inverse)
+{
+    const qint32 w = src.roi.width, h = src.roi.height;
+    for (qint32 y = 0; y < h; ++y) {
+        const P* s = src.row(src.roi.y + y) + src.roi.x;
+        const PixelGray<quint8>* m = mask.row(mask.roi.y + y) + mask.roi.x;
+        P* d = dst.row(dst.roi.y + y) + dst.roi.x;
+        for (qint32 x = 0; x < w; ++x)
+            d[x] = ((m[x].gray != 0) != inverse) ? s[x] : P{};
+    }
+    return VStatus::Ok;
+}
+
+template <class P>
+VStatus combineImagesMaxAbs(const RasterT<P>& src, const RasterT<P>& dst)
+{
+    using T = typename PixelTraits<P>::Component;
+    mapColours(dst, src, dst, [](T kept, T candidate) {
+        return std::fabs(double(candidate)) > std::fabs(double(kept)) ? candidate : kept;
+    });
+    return VStatus::Ok;
+}
+
+template <class P>
+VStatus subBackground(const RasterT<P>& src, const RasterT<P>& background, const RasterT<P>& dst, int level, bool divide)
+{
+    using T = typename PixelTraits<P>::Component;
+    if (divide)
+        mapColours(src, background, dst, [level](T s, T b) {
+            return b == T(0) ? T(0) : saturate<T>(double(s) * level / double(b));
+        });
+    else
+        mapColours(src, background, dst, [level](T s, T b) { return saturate<T>(double(s) - double(b) + level); });
+    return VStatus::Ok;
+}
+
+template <class T, class D>
+VStatus colorImage(const RasterT<PixelGray<T>>& src, const RasterT<D>& dst, int rgb)
+{
+    const double r = (rgb >> 16) & 0xff, g = (rgb >> 8) & 0xff, b = rgb & 0xff;
+    forEachPixelPair(src, src.roi, dst, dst.roi, [r, g, b](const PixelGray<T>& s, D& d) {
+        const double v = double(s.gray) / 255.0;
+        d.b = saturate<T>(v * b);
+        d.g = saturate<T>(v * g);
+        d.r = saturate<T>(v * r);
+    });
+    return VStatus::Ok;
+}
+
+template <class P>
+VStatus findExtremums(const RasterT<P>& src, const RasterT<PixelGray<quint8>>& dst, int window, bool minimum)
+{
+    if (window < 1)
+        throw dip_exception("Window size must be positive");
+    const cv::Mat s = asCvMat(src);
+    cv::Mat extreme;
+    const cv::Mat element = cv::Mat::ones(2 * (window / 2) + 1, 2 * (window / 2) + 1, CV_8U);
+    if (minimum)
+        cv::erode(s, extreme, element, cv::Point(-1, -1), 1, cv::BORDER_REPLICATE);
+    else
+        cv::dilate(s, extreme, element, cv::Point(-1, -1), 1, cv::BORDER_REPLICATE);
+    cv::Mat d = asCvMat(dst);
+    writeInto(d, [&](cv::Mat& out) { cv::compare(s, extreme, out, cv::CMP_EQ); });
+    return VStatus::Ok;
+}
+
+// Levels: a [low, high] pair per colour component in R, G, B order (gray: one pair).
+template <class P>
+VStatus thresholdImageColor(const RasterT<P>& src, const RasterT<PixelGray<quint8>>& dst, bool inverse,
+                            const int* levels, int count)
+{
+    constexpr int n = colourCount<P>;
+    if (count < 2 * n)
+        throw dip_exception("Not enough threshold levels");
+    double low[3], high[3]; // in memory order: blue, green, red
+    for (int i = 0; i < n; ++i) {
+        const int rgbIndex = n == 1 ? 0 : 2 - i;
+        low[i] = levels[2 * rgbIndex];
+        high[i] = levels[2 * rgbIndex + 1];
+    }
+    forEachPixelPair(src, src.roi, dst, dst.roi, [&](const P& s, PixelGray<quint8>& d) {
+        const auto* c = componentsOf(s);
+        bool inside = true;
+        for (int i = 0; i < n; ++i)
+            inside = inside && double(c[i]) >= low[i] && double(c[i]) <= high[i];
+        d.gray = inside != inverse ? 255 : 0;
+    });
+    return VStatus::Ok;
+}
+
+template <class P>
+VStatus thresholdImageHue(const RasterT<P>& src, const RasterT<PixelGray<quint8>>& dst, bool inverse, int low, int high)
+{
+    forEachPixelPair(src, src.roi, dst, dst.roi, [&](const P& s, PixelGray<quint8>& d) {
+        const int r = narrow<qint32>(double(s.r)), g = narrow<qint32>(double(s.g)), b = narrow<qint32>(double(s.b));
+        const bool chromatic = !(r == g && g == b);
+        const int hue = createHue(r, g, b);
+        const bool inRange = low <= high ? hue >= low && hue <= high : hue >= low || hue <= high;
+        d.gray = (chromatic && inRange) != inverse ? 255 : 0;
+    });
+    return VStatus::Ok;
+}
+
+VStatus failNoCommonPoints(const CallSite& site);
+
+// Root-mean-square difference over the pixels both regions of interest cover, at the same image
+// coordinates. Integer components differ as integers, float ones as doubles.
+template <class P>
+VStatus compareImages(const RasterT<P>& a, const RasterT<P>& b, double* result)
+{
+    using T = typename PixelTraits<P>::Component;
+    using Difference = std::conditional_t<std::is_floating_point_v<T>, double, qint64>;
+    const qint32 x0 = std::max(a.roi.x, b.roi.x), y0 = std::max(a.roi.y, b.roi.y);
+    const qint32 x1 = std::min(a.roi.x + a.roi.width, b.roi.x + b.roi.width);
+    const qint32 y1 = std::min(a.roi.y + a.roi.height, b.roi.y + b.roi.height);
+    double sum = 0.0;
+    qint64 pixels = 0;
+    for (qint32 y = y0; y < y1; ++y)
+        for (qint32 x = x0; x < x1; ++x) {
+            const auto* ca = componentsOf(a.at(x, y));
+            const auto* cb = componentsOf(b.at(x, y));
+            for (int i = 0; i < colourCount<P>; ++i) {
+                const Difference d = Difference(ca[i]) - Difference(cb[i]);
+                sum += double(d * d);
+            }
+            ++pixels;
+        }
+    if (pixels <= 0) {
+        *result = -1.0;
+        return failNoCommonPoints(VEXA_CALL_SITE);
+    }
+    *result = std::sqrt(sum / double(qint64(colourCount<P>) * pixels));
+    return VStatus::Ok;
+}
+
+// The running maximum starts at 0: an image of negative values only gives 0, on purpose.
+template <class T>
+VStatus getMax(const RasterT<PixelGray<T>>& src, double* result)
+{
+    double maximum = 0.0;
+    forEachPixelPair(src, src.roi, src, src.roi, [&maximum](const PixelGray<T>& s, PixelGray<T>&) {
+        if (double(s.gray) > maximum)
+            maximum = double(s.gray);
+    });
+    *result = maximum;
+    return VStatus::Ok;
+}
+
+template <class T>
+VStatus getMean(const RasterT<PixelGray<T>>& src, double* result)
+{
+    double sum = 0.0;
+    forEachPixelPair(src, src.roi, src, src.roi, [&sum](const PixelGray<T>& s, PixelGray<T>&) { sum += double(s.gray); });
+    const qint64 count = qint64(src.roi.width) * src.roi.height;
+    *result = count > 0 ? sum / double(count) : -1.0;
+    return VStatus::Ok;
+}
+
+} // namespace kernel
+} // namespace VEXA
