@@ -79,4 +79,35 @@ TEST(Concurrency, ImagesCrossThreadsThroughThePoolIntact)
     EXPECT_LE(BufferPool::instance().idleBytes(), BufferPool::limit);
 }
 
+TEST(Concurrency, SharedHistogramsAndListsAreReadOnManyThreads)
+{
+    VImage image;
+    image.create(64, 64, XRGB, Channel8u, OriginBottomLeft, RowsAlignNone);
+    std::memset(image.rawData(), 5, size_t(image.dataSize()));
+    const VHistogram shared = image.histogram();
+    VImageList list;
+    for (int i = 0; i < 3; ++i)
+        list.add(image.copy());
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 300; ++i) {
+                VHistogram mine = shared;
+                if (mine.componentData(ComponentRed)[5] != 4096)
+                    ++wrong;
+                mine.setSkipData(i); // a writer detaches; the shared one stays as it is
+                VImageList copy = list;
+                if (copy.count() != 3 || copy.at(2).width() != 64)
+                    ++wrong;
+                copy.add(image); // likewise
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_EQ(shared.skipData(), 0);
+    EXPECT_EQ(list.count(), 3);
+}
+
 } // namespace

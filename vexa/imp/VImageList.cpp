@@ -33,13 +33,17 @@ ImageListData* VImageList::data()
 
 const ImageListData* VImageList::constData() const { return d.data(); }
 
+// Reads go through constData(): a non-const QList call on the shared body (first(), begin()) would
+// detach the list inside it, a write that races with every other holder's reads.
+
 bool VImageList::add(VImage image)
 {
-    if (!d->images.isEmpty()) {
-        const VImage& first = d->images.first();
-        if (d->formatCheck && (image.format() != first.format() || image.channelType() != first.channelType()))
+    const ImageListData* body = constData();
+    if (!body->images.isEmpty()) {
+        const VImage& first = body->images.constFirst();
+        if (body->formatCheck && (image.format() != first.format() || image.channelType() != first.channelType()))
             return false;
-        if (d->sizeCheck && (image.width() != first.width() || image.height() != first.height()))
+        if (body->sizeCheck && (image.width() != first.width() || image.height() != first.height()))
             return false;
     }
     data()->images.append(std::move(image));
@@ -48,31 +52,35 @@ bool VImageList::add(VImage image)
 
 VImage VImageList::at(unsigned int index) const
 {
-    return index < unsigned(d->images.size()) ? d->images.at(qsizetype(index)) : VImage();
+    const QList<VImage>& images = constData()->images;
+    return index < unsigned(images.size()) ? images.at(qsizetype(index)) : VImage();
 }
 
 void VImageList::remove(unsigned int index)
 {
-    if (index < unsigned(d->images.size()))
+    if (index < unsigned(count()))
         data()->images.removeAt(qsizetype(index));
 }
 
 void VImageList::removeAll() { data()->images.clear(); }
-int VImageList::count() const { return int(d->images.size()); }
-bool VImageList::isEmpty() const { return d->images.isEmpty(); }
-Format VImageList::format() const { return d->images.isEmpty() ? Invalid : d->images.first().format(); }
-Channel VImageList::channelType() const { return d->images.isEmpty() ? ChannelInvalid : d->images.first().channelType(); }
+int VImageList::count() const { return int(constData()->images.size()); }
+bool VImageList::isEmpty() const { return constData()->images.isEmpty(); }
+Format VImageList::format() const { return isEmpty() ? Invalid : constData()->images.constFirst().format(); }
+Channel VImageList::channelType() const
+{
+    return isEmpty() ? ChannelInvalid : constData()->images.constFirst().channelType();
+}
 
 bool VImageList::enableSizeCheck(bool enabled) { return data()->sizeCheck = enabled; }
 bool VImageList::enableFormatCheck(bool enabled) { return data()->formatCheck = enabled; }
-bool VImageList::isEnabledSizeCheck() const { return d->sizeCheck; }
-bool VImageList::isEnabledFormatCheck() const { return d->formatCheck; }
+bool VImageList::isEnabledSizeCheck() const { return constData()->sizeCheck; }
+bool VImageList::isEnabledFormatCheck() const { return constData()->formatCheck; }
 
-VStatus VImageList::status() const { return d->status; }
+VStatus VImageList::status() const { return constData()->status; }
 void VImageList::setStatus(const VStatus& status) { data()->status = status; }
 
 void VImageList::modified() const
 {
-    for (const VImage& image : d->images)
+    for (const VImage& image : constData()->images)
         image.resetHash();
 }
