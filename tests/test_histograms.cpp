@@ -240,8 +240,9 @@ TEST(StackImages, SumsModulo256)
         list.add(uniform(3, 2, f, {100, 100, 100}));
         ASSERT_TRUE(stackImages(list, &dst));
         EXPECT_EQ(dst.pixel(2, 1), QList<QVariant>(f == GrayScale ? 1 : 3, 44.0)) << f;
-        if (f == XRGB)
+        if (f == XRGB) {
             EXPECT_EQ(RasterT<PixelXRGB<quint8>>(dst).at(1, 1).x, x) << "X is not written";
+        }
     }
     VImageList deep;
     deep.add(makeImage(3, 2, BGR, Channel16u));

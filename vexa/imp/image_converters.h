@@ -25,8 +25,10 @@
 
 #include <vexa/imp/dispatch.h>
 #include <vexa/imp/frame.h>
+#include <vexa/imp/simd/row_kernels.h>
 
 #include <cfloat>
+#include <cstring>
 #include <cmath>
 #include <type_traits>
 
@@ -243,31 +245,81 @@ VStatus convertImage(const RasterT<S>& src, const RasterT<D>& dst)
 // The 8-bit fast paths: whole rows, images of one size.
 VStatus failDifferentSizes(const CallSite& site);
 
-template <class S, class D>
-VStatus convertRowsOfOneSize(const RasterT<S>& src, const RasterT<D>& dst, const CallSite& site)
+// Row by row through the vectorised kernels of imp/simd, with the walk of the generic kernel (the whole
+// source into the destination's roi) or, for the three fast paths, whole rows of images of one size.
+template <class S, class D, class Row>
+VStatus convertRows(const RasterT<S>& src, const RasterT<D>& dst, Row row)
 {
-    if (src.width != dst.width || src.height != dst.height)
-        return failDifferentSizes(site);
-    forEachRowPair(src, src.whole(), dst, dst.whole(), [](const S* s, D* d, qint32 w) {
-        for (qint32 x = 0; x < w; ++x)
-            convert::pixel(s[x], d[x]);
+    forEachRowPair(src, src.whole(), dst, dst.roi, [&row](const S* s, D* d, qint32 w) {
+        row(reinterpret_cast<const std::uint8_t*>(s), reinterpret_cast<std::uint8_t*>(d), w);
     });
     return VStatus::Ok;
 }
 
+template <class S, class D, class Row>
+VStatus convertRowsOfOneSize(const RasterT<S>& src, const RasterT<D>& dst, const CallSite& site, Row row)
+{
+    if (src.width != dst.width || src.height != dst.height)
+        return failDifferentSizes(site);
+    for (qint32 y = 0; y < src.height; ++y)
+        row(reinterpret_cast<const std::uint8_t*>(src.row(y)), reinterpret_cast<std::uint8_t*>(dst.row(y)), src.width);
+    return VStatus::Ok;
+}
+
+inline VStatus convertImage(const RasterT<PixelBGR<quint8>>& src, const RasterT<PixelGray<quint8>>& dst)
+{
+    return convertRows(src, dst, simd::rowKernels().bgrToGray);
+}
+
+template <class P, std::enable_if_t<sizeof(P) == 4 && std::is_same_v<typename PixelTraits<P>::Component, quint8>, int> = 0>
+VStatus convertImage(const RasterT<P>& src, const RasterT<PixelGray<quint8>>& dst)
+{
+    return convertRows(src, dst, simd::rowKernels().bgraToGray); // XRGB, ARGB, ARGB_Premultiplied: stored values
+}
+
+inline VStatus convertImage(const RasterT<PixelBGR<quint8>>& src, const RasterT<PixelXRGB<quint8>>& dst)
+{
+    return convertRows(src, dst, [](const std::uint8_t* s, std::uint8_t* d, int w) { simd::rowKernels().bgrToBgra(s, d, w, true); });
+}
+
+inline VStatus convertImage(const RasterT<PixelBGR<quint8>>& src, const RasterT<PixelARGB<quint8>>& dst)
+{
+    return convertRows(src, dst, [](const std::uint8_t* s, std::uint8_t* d, int w) { simd::rowKernels().bgrToBgra(s, d, w, false); });
+}
+
+inline VStatus convertImage(const RasterT<PixelYUV422<quint8>>& src, const RasterT<PixelXRGB<quint8>>& dst)
+{
+    return convertRows(src, dst, [](const std::uint8_t* s, std::uint8_t* d, int w) { simd::rowKernels().yuvToBgra(s, d, w, true); });
+}
+
+template <class D, std::enable_if_t<std::is_same_v<D, PixelARGB<quint8>> || std::is_same_v<D, PixelARGBP<quint8>>, int> = 0>
+VStatus convertImage(const RasterT<PixelYUV422<quint8>>& src, const RasterT<D>& dst)
+{
+    return convertRows(src, dst, [](const std::uint8_t* s, std::uint8_t* d, int w) { simd::rowKernels().yuvToBgra(s, d, w, false); });
+}
+
 inline VStatus convertImage(const RasterT<PixelBGR<quint8>>& src, const RasterT<PixelARGBP<quint8>>& dst)
 {
-    return convertRowsOfOneSize(src, dst, VEXA_CALL_SITE);
+    return convertRowsOfOneSize(src, dst, VEXA_CALL_SITE,
+                                [](const std::uint8_t* s, std::uint8_t* d, int w) { simd::rowKernels().bgrToBgra(s, d, w, false); });
 }
 
 inline VStatus convertImage(const RasterT<PixelXRGB<quint8>>& src, const RasterT<PixelARGBP<quint8>>& dst)
 {
-    return convertRowsOfOneSize(src, dst, VEXA_CALL_SITE);
+    // Alpha 255 premultiplies nothing: the colour bytes are copied and the fourth byte set.
+    return convertRowsOfOneSize(src, dst, VEXA_CALL_SITE, [](const std::uint8_t* s, std::uint8_t* d, int w) {
+        for (int x = 0; x < w; ++x) {
+            d[4 * x] = s[4 * x];
+            d[4 * x + 1] = s[4 * x + 1];
+            d[4 * x + 2] = s[4 * x + 2];
+            d[4 * x + 3] = 255;
+        }
+    });
 }
 
 inline VStatus convertImage(const RasterT<PixelXRGB<quint8>>& src, const RasterT<PixelBGR<quint8>>& dst)
 {
-    return convertRowsOfOneSize(src, dst, VEXA_CALL_SITE);
+    return convertRowsOfOneSize(src, dst, VEXA_CALL_SITE, simd::rowKernels().bgraToBgr);
 }
 
 template <class Pixel>

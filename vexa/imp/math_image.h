@@ -10,6 +10,7 @@
 #include <vexa/imp/dispatch.h>
 #include <vexa/imp/frame.h>
 #include <vexa/imp/image_converters.h>
+#include <vexa/imp/simd/row_kernels.h>
 #include <vexa/gen/gen_normalization.h>
 
 #include <opencv2/imgproc.hpp>
@@ -70,10 +71,21 @@ inline T saturate(double v)
 
 namespace kernel {
 
-// dst colour = f(src colour), alpha copied, X untouched.
+// dst colour = f(src colour), alpha copied, X untouched. Pixels with no fourth component make rows of
+// colour components only, mapped as one flat run (which the compiler vectorises).
 template <class P, class F>
 void mapColours(const RasterT<P>& src, const RasterT<P>& dst, F f)
 {
+    if constexpr (colourCount<P> == PixelTraits<P>::components) {
+        forEachRowPair(src, src.roi, dst, dst.roi, [&f](const P* s, P* d, qint32 w) {
+            const auto* sc = componentsOf(*s);
+            auto* dc = componentsOf(*d);
+            const qint64 n = qint64(w) * colourCount<P>;
+            for (qint64 i = 0; i < n; ++i)
+                dc[i] = f(sc[i]);
+        });
+        return;
+    }
     forEachPixelPair(src, src.roi, dst, dst.roi, [&f](const P& s, P& d) {
         const auto* sc = componentsOf(s);
         auto* dc = componentsOf(d);
@@ -109,7 +121,10 @@ template <class P>
 VStatus negativeImage(const RasterT<P>& src, const RasterT<P>& dst)
 {
     using T = typename PixelTraits<P>::Component;
-    mapColours(src, dst, [](T c) { return T(fullScale<T> - c); });
+    if constexpr (std::is_floating_point_v<T>)
+        mapColours(src, dst, [](T c) { return T(fullScale<T> - c); });
+    else // in the component's own integers, which the compiler vectorises; c <= full: no wrap
+        mapColours(src, dst, [](T c) { return T(T(fullScale<T>) - c); });
     return VStatus::Ok;
 }
 
@@ -260,18 +275,41 @@ VStatus compareImages(const RasterT<P>& a, const RasterT<P>& b, double* result)
     const qint32 x0 = std::max(a.roi.x, b.roi.x), y0 = std::max(a.roi.y, b.roi.y);
     const qint32 x1 = std::min(a.roi.x + a.roi.width, b.roi.x + b.roi.width);
     const qint32 y1 = std::min(a.roi.y + a.roi.height, b.roi.y + b.roi.height);
+    // Integer squares are summed exactly per row (every partial sum far below 2^53), so the double total
+    // is the same as adding each square in turn.
     double sum = 0.0;
     qint64 pixels = 0;
-    for (qint32 y = y0; y < y1; ++y)
-        for (qint32 x = x0; x < x1; ++x) {
-            const auto* ca = componentsOf(a.at(x, y));
-            const auto* cb = componentsOf(b.at(x, y));
-            for (int i = 0; i < colourCount<P>; ++i) {
-                const Difference d = Difference(ca[i]) - Difference(cb[i]);
-                sum += double(d * d);
+    for (qint32 y = y0; y < y1; ++y) {
+        const auto* ca = componentsOf(a.at(x0, y));
+        const auto* cb = componentsOf(b.at(x0, y));
+        const qint32 w = x1 - x0;
+        if constexpr (std::is_floating_point_v<T>) {
+            for (qint32 x = 0; x < w; ++x)
+                for (int i = 0; i < colourCount<P>; ++i) {
+                    const Difference d = Difference(ca[x * PixelTraits<P>::components + i]) -
+                                         Difference(cb[x * PixelTraits<P>::components + i]);
+                    sum += d * d;
+                }
+        } else {
+            using Square = std::conditional_t<(sizeof(T) <= 2), qint64, double>;
+            Square rowSum = 0;
+            if constexpr (colourCount<P> == PixelTraits<P>::components) {
+                const qint64 n = qint64(w) * colourCount<P>;
+                for (qint64 i = 0; i < n; ++i) {
+                    const Square d = Square(qint32(ca[i]) - qint32(cb[i]));
+                    rowSum += d * d;
+                }
+            } else {
+                for (qint32 x = 0; x < w; ++x)
+                    for (int i = 0; i < colourCount<P>; ++i) {
+                        const Square d = Square(Difference(ca[4 * x + i]) - Difference(cb[4 * x + i]));
+                        rowSum += d * d; // 32-bit differences square in double: no 64-bit overflow
+                    }
             }
-            ++pixels;
+            sum += double(rowSum);
         }
+        pixels += w > 0 ? w : 0;
+    }
     if (pixels <= 0) {
         *result = -1.0;
         return failNoCommonPoints(VEXA_CALL_SITE);
@@ -297,7 +335,28 @@ template <class T>
 VStatus getMean(const RasterT<PixelGray<T>>& src, double* result)
 {
     double sum = 0.0;
-    forEachPixelPair(src, src.roi, src, src.roi, [&sum](const PixelGray<T>& s, PixelGray<T>&) { sum += double(s.gray); });
+    if constexpr (std::is_same_v<T, quint8>) {
+        forEachRowPair(src, src.roi, src, src.roi, [&sum](const PixelGray<T>* s, PixelGray<T>*, qint32 w) {
+            sum += double(simd::rowKernels().sumBytes(&s->gray, w));
+        });
+    } else if constexpr (sizeof(T) <= 2 && !std::is_floating_point_v<T>) {
+        // Exact integer sums: the same double total as adding pixel by pixel. 32-bit partial sums over runs
+        // of 32768 pixels cannot overflow, and vectorise well.
+        forEachRowPair(src, src.roi, src, src.roi, [&sum](const PixelGray<T>* s, PixelGray<T>*, qint32 w) {
+            const T* v = &s->gray;
+            qint64 rowSum = 0;
+            for (qint32 x0 = 0; x0 < w; x0 += 32768) {
+                const qint32 n = std::min<qint32>(32768, w - x0);
+                std::conditional_t<std::is_signed_v<T>, qint32, quint32> part = 0;
+                for (qint32 x = 0; x < n; ++x)
+                    part += v[x0 + x];
+                rowSum += part;
+            }
+            sum += double(rowSum);
+        });
+    } else {
+        forEachPixelPair(src, src.roi, src, src.roi, [&sum](const PixelGray<T>& s, PixelGray<T>&) { sum += double(s.gray); });
+    }
     const qint64 count = qint64(src.roi.width) * src.roi.height;
     *result = count > 0 ? sum / double(count) : -1.0;
     return VStatus::Ok;

@@ -1,0 +1,102 @@
+// The vectorised row kernels, every build this CPU runs, against the rules they must reproduce exactly.
+#include "support/images.h"
+
+#include <vexa/imp/simd/row_kernels.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+using namespace VEXA;
+
+namespace {
+
+std::vector<const simd::RowKernels*> builds()
+{
+    const simd::RowKernels* all[4];
+    const int n = simd::availableRowKernels(all, 4);
+    return std::vector<const simd::RowKernels*>(all, all + n);
+}
+
+int grayRule(int b, int g, int r) { return int(0.587 * double(g) + 0.114 * double(b) + 0.299 * double(r)); }
+
+TEST(RowKernels, GrayIsTheDoubleRuleForAllSixteenMillionColours)
+{
+    std::vector<std::uint8_t> bgr(3u << 24), bgra(4u << 24), gray(1u << 24);
+    for (std::uint32_t i = 0; i < (1u << 24); ++i) {
+        for (int c = 0; c < 3; ++c)
+            bgr[3 * i + c] = bgra[4 * i + c] = std::uint8_t(i >> (8 * c));
+        bgra[4 * i + 3] = std::uint8_t(i * 7);
+    }
+    std::vector<std::uint8_t> expected(1u << 24);
+    for (std::uint32_t i = 0; i < (1u << 24); ++i)
+        expected[i] = std::uint8_t(grayRule(i & 255, (i >> 8) & 255, i >> 16));
+    for (const simd::RowKernels* k : builds()) {
+        for (int rows = 0; rows < 4096; ++rows)
+            k->bgrToGray(bgr.data() + 3 * 4096 * rows, gray.data() + 4096 * rows, 4096);
+        EXPECT_TRUE(gray == expected) << k->name << " BGR";
+        for (int rows = 0; rows < 4096; ++rows)
+            k->bgraToGray(bgra.data() + 4 * 4096 * rows, gray.data() + 4096 * rows, 4096);
+        EXPECT_TRUE(gray == expected) << k->name << " BGRA";
+    }
+    // And through the operation, on an image of every colour.
+    VImage image;
+    image.set(bgr.data(), 4096, 4096, BGR, Channel8u, OriginBottomLeft, RowsAlignNone);
+    VImage out;
+    out.create(4096, 4096, GrayScale, Channel8u, OriginBottomLeft, RowsAlignNone);
+    ASSERT_TRUE(convertImage(image, &out));
+    EXPECT_EQ(std::memcmp(out.rawData(), expected.data(), expected.size()), 0);
+}
+
+TEST(RowKernels, ReLayoutsMatchTheirScalarRules)
+{
+    std::mt19937 random(3);
+    for (const simd::RowKernels* k : builds())
+        for (int w : {1, 2, 3, 15, 31, 32, 33, 63, 64, 65, 127, 200}) {
+            std::vector<std::uint8_t> src(4 * w + 64), dst(4 * w + 64), before;
+            for (auto& b : src)
+                b = std::uint8_t(random());
+            for (auto& b : dst)
+                b = std::uint8_t(random());
+            before = dst;
+            k->bgraToBgr(src.data(), dst.data(), w);
+            for (int x = 0; x < w; ++x)
+                for (int c = 0; c < 3; ++c)
+                    ASSERT_EQ(dst[3 * x + c], src[4 * x + c]) << k->name << " w " << w;
+            ASSERT_TRUE(std::equal(dst.begin() + 3 * w, dst.end(), before.begin() + 3 * w)) << "nothing past the row";
+
+            for (bool keep : {false, true}) {
+                dst = before;
+                k->bgrToBgra(src.data(), dst.data(), w, keep);
+                for (int x = 0; x < w; ++x) {
+                    for (int c = 0; c < 3; ++c)
+                        ASSERT_EQ(dst[4 * x + c], src[3 * x + c]) << k->name << " w " << w;
+                    ASSERT_EQ(dst[4 * x + 3], keep ? before[4 * x + 3] : 255) << k->name << " w " << w;
+                }
+                ASSERT_TRUE(std::equal(dst.begin() + 4 * w, dst.end(), before.begin() + 4 * w));
+
+                dst = before;
+                k->yuvToBgra(src.data(), dst.data(), w, keep);
+                for (int x = 0; x < w; ++x) {
+                    const int pair = x & ~1;
+                    const int u = src[2 * pair + 1] - 128, v = (pair + 1 < w ? src[2 * pair + 3] : 128) - 128;
+                    const int y = src[2 * x];
+                    const int expected[3] = {y + ((u * 1814) >> 10), y + ((u * -352 - v * 733) >> 10), y + ((v * 1435) >> 10)};
+                    for (int c = 0; c < 3; ++c)
+                        ASSERT_EQ(dst[4 * x + c], std::clamp(expected[c], 0, 255)) << k->name << " w " << w << " x " << x;
+                    ASSERT_EQ(dst[4 * x + 3], keep ? before[4 * x + 3] : 255);
+                }
+            }
+        }
+}
+
+TEST(RowKernels, TheBestBuildIsChosen)
+{
+    const auto all = builds();
+    ASSERT_FALSE(all.empty());
+    EXPECT_STREQ(all.front()->name, "baseline");
+    EXPECT_EQ(&simd::rowKernels(), all.back());
+}
+
+} // namespace

@@ -1,0 +1,250 @@
+// The row kernels, included once per instruction set with VEXA_SIMD_NAME naming the build.
+//
+// Gray: the sum S = 587 G + 114 B + 299 R splits as 8 (73 G + 14 B + 37 R) + (3 G + 2 B + 3 R), so
+// t = floor(S / 8) and S mod 8 come out of 16-bit lanes, and floor(t / 125) = (t * 33555) >> 22 exactly for
+// every t below 31875. The double-precision rule gives that quotient except at some exact multiples of
+// 1000, where its sum rounds just below the integer: those lanes take one off by grayCorrection().
+#include <cstdint>
+
+namespace VEXA::simd {
+namespace VEXA_SIMD_NAME {
+namespace {
+
+using std::uint8_t;
+
+inline uint8_t graySum(uint8_t b, uint8_t g, uint8_t r, const uint8_t* correction)
+{
+    const unsigned sum = 587u * g + 114u * b + 299u * r;
+    const unsigned q = sum / 1000u;
+    return uint8_t(sum % 1000u == 0 ? q - correction[g << 8 | b] : q);
+}
+
+#if CV_SIMD
+// The gray values of one vector of pixels; lanes at exact multiples of 1000 corrected afterwards.
+inline void grayVector(const cv::v_uint8& b, const cv::v_uint8& g, const cv::v_uint8& r, uint8_t* dst,
+                       const uint8_t* correction)
+{
+    using namespace cv;
+    const v_uint16 c73 = vx_setall_u16(73), c14 = vx_setall_u16(14), c37 = vx_setall_u16(37);
+    const v_uint16 c7 = vx_setall_u16(7), c125 = vx_setall_u16(125), reciprocal = vx_setall_u16(33555);
+    const v_uint16 zero = vx_setzero_u16();
+    v_uint16 bh[2], gh[2], rh[2], q[2], exact[2];
+    v_expand(b, bh[0], bh[1]);
+    v_expand(g, gh[0], gh[1]);
+    v_expand(r, rh[0], rh[1]);
+    for (int h = 0; h < 2; ++h) {
+        const v_uint16 u = v_mul_wrap(gh[h], c73) + v_mul_wrap(bh[h], c14) + v_mul_wrap(rh[h], c37);
+        const v_uint16 gr = gh[h] + rh[h];
+        const v_uint16 rest = gr + ((gr + bh[h]) << 1); // 3 G + 2 B + 3 R
+        const v_uint16 t = u + (rest >> 3);
+        q[h] = v_mul_hi(t, reciprocal) >> 6;
+        exact[h] = ((rest & c7) == zero) & (t == v_mul_wrap(q[h], c125));
+    }
+    v_store(dst, v_pack(q[0], q[1]));
+    const v_uint8 anyExact = v_pack(exact[0], exact[1]);
+    if (!v_check_any(anyExact))
+        return;
+    uint8_t bs[v_uint8::nlanes], gs[v_uint8::nlanes];
+    v_store(bs, b);
+    v_store(gs, g);
+    for (unsigned bits = unsigned(v_signmask(anyExact)); bits != 0; bits &= bits - 1) {
+        const int k = __builtin_ctz(bits);
+        dst[k] = uint8_t(dst[k] - correction[gs[k] << 8 | bs[k]]);
+    }
+}
+#endif
+
+void bgrToGray(const uint8_t* s, uint8_t* d, int w)
+{
+    const uint8_t* correction = grayCorrection();
+    int x = 0;
+#if CV_SIMD
+    for (const int n = cv::v_uint8::nlanes; x <= w - n; x += n) {
+        cv::v_uint8 b, g, r;
+        cv::v_load_deinterleave(s + 3 * x, b, g, r);
+        grayVector(b, g, r, d + x, correction);
+    }
+#endif
+    for (; x < w; ++x)
+        d[x] = graySum(s[3 * x], s[3 * x + 1], s[3 * x + 2], correction);
+}
+
+void bgraToGray(const uint8_t* s, uint8_t* d, int w)
+{
+    const uint8_t* correction = grayCorrection();
+    int x = 0;
+#if CV_SIMD
+    for (const int n = cv::v_uint8::nlanes; x <= w - n; x += n) {
+        cv::v_uint8 b, g, r, a;
+        cv::v_load_deinterleave(s + 4 * x, b, g, r, a);
+        grayVector(b, g, r, d + x, correction);
+    }
+#endif
+    for (; x < w; ++x)
+        d[x] = graySum(s[4 * x], s[4 * x + 1], s[4 * x + 2], correction);
+}
+
+void bgraToBgr(const uint8_t* s, uint8_t* d, int w)
+{
+    int x = 0;
+#if CV_SIMD
+    for (const int n = cv::v_uint8::nlanes; x <= w - n; x += n) {
+        cv::v_uint8 b, g, r, a;
+        cv::v_load_deinterleave(s + 4 * x, b, g, r, a);
+        cv::v_store_interleave(d + 3 * x, b, g, r);
+    }
+#endif
+    for (; x < w; ++x)
+        for (int c = 0; c < 3; ++c)
+            d[3 * x + c] = s[4 * x + c];
+}
+
+void bgrToBgra(const uint8_t* s, uint8_t* d, int w, bool keepFourth)
+{
+    int x = 0;
+#if CV_SIMD
+    const cv::v_uint8 opaque = cv::vx_setall_u8(255);
+    for (const int n = cv::v_uint8::nlanes; x <= w - n; x += n) {
+        cv::v_uint8 b, g, r, a = opaque;
+        cv::v_load_deinterleave(s + 3 * x, b, g, r);
+        if (keepFourth) {
+            cv::v_uint8 ob, og, orr;
+            cv::v_load_deinterleave(d + 4 * x, ob, og, orr, a);
+        }
+        cv::v_store_interleave(d + 4 * x, b, g, r, a);
+    }
+#endif
+    for (; x < w; ++x) {
+        for (int c = 0; c < 3; ++c)
+            d[4 * x + c] = s[3 * x + c];
+        if (!keepFourth)
+            d[4 * x + 3] = 255;
+    }
+}
+
+void luminance(const uint8_t* s, uint8_t* d, int w, int pixelBytes)
+{
+    int x = 0;
+#if CV_SIMD
+    using namespace cv;
+    const v_uint16 c76 = vx_setall_u16(76), c150 = vx_setall_u16(150), c29 = vx_setall_u16(29);
+    for (const int n = v_uint8::nlanes; x <= w - n; x += n) {
+        v_uint8 b, g, r, a;
+        if (pixelBytes == 3)
+            v_load_deinterleave(s + 3 * x, b, g, r);
+        else
+            v_load_deinterleave(s + 4 * x, b, g, r, a);
+        v_uint16 bh[2], gh[2], rh[2], l[2];
+        v_expand(b, bh[0], bh[1]);
+        v_expand(g, gh[0], gh[1]);
+        v_expand(r, rh[0], rh[1]);
+        for (int h = 0; h < 2; ++h) // at most 255 * 255: no 16-bit overflow
+            l[h] = (v_mul_wrap(rh[h], c76) + v_mul_wrap(gh[h], c150) + v_mul_wrap(bh[h], c29)) >> 8;
+        v_store(d + x, v_pack(l[0], l[1]));
+    }
+#endif
+    for (; x < w; ++x) {
+        const uint8_t* p = s + pixelBytes * x;
+        d[x] = uint8_t((p[2] * 76 + p[1] * 150 + p[0] * 29) >> 8);
+    }
+}
+
+std::uint64_t sumBytes(const uint8_t* s, int count)
+{
+    std::uint64_t total = 0;
+    int x = 0;
+#if CV_SIMD
+    using namespace cv;
+    const int n = v_uint8::nlanes;
+    while (x <= count - n) {
+        // 16-bit lanes take 128 vectors of bytes (2 per lane, each at most 255) without overflow.
+        v_uint16 acc = vx_setzero_u16();
+        for (int k = 0; k < 128 && x <= count - n; ++k, x += n) {
+            v_uint16 lo, hi;
+            v_expand(vx_load(s + x), lo, hi);
+            acc += lo + hi;
+        }
+        v_uint32 a0, a1;
+        v_expand(acc, a0, a1);
+        total += v_reduce_sum(a0 + a1);
+    }
+#endif
+    for (; x < count; ++x)
+        total += s[x];
+    return total;
+}
+
+inline uint8_t clamp8(int v) { return uint8_t(v < 0 ? 0 : v > 255 ? 255 : v); }
+
+void yuvToBgra(const uint8_t* s, uint8_t* d, int w, bool keepFourth)
+{
+    int x = 0; // pixels; pairs are x / 2
+#if CV_SIMD
+    using namespace cv;
+    const v_int16 c1435 = vx_setall_s16(1435), c1814 = vx_setall_s16(1814), c128 = vx_setall_s16(128);
+    const v_int16 greenWeights = v_reinterpret_as_s16(vx_setall_u32(std::uint32_t(std::uint16_t(-733)) << 16 |
+                                                                   std::uint16_t(-352)));
+    const v_uint8 opaque = vx_setall_u8(255);
+    for (const int n = v_uint8::nlanes; x <= w - 2 * n; x += 2 * n) {
+        v_uint8 y0, u, y1, v;
+        v_load_deinterleave(s + 2 * x, y0, u, y1, v);
+        v_uint16 y0h[2], uh[2], y1h[2], vh[2];
+        v_expand(y0, y0h[0], y0h[1]);
+        v_expand(u, uh[0], uh[1]);
+        v_expand(y1, y1h[0], y1h[1]);
+        v_expand(v, vh[0], vh[1]);
+        v_uint8 out[2][3]; // [first, second pixel of the pairs][b, g, r]
+        v_int16 parts[2][2][3];
+        for (int h = 0; h < 2; ++h) {
+            const v_int16 uu = v_reinterpret_as_s16(uh[h]) - c128, vv = v_reinterpret_as_s16(vh[h]) - c128;
+            const v_int16 dr = v_mul_hi(vv << 6, c1435); // (v * 1435) >> 10, floored
+            const v_int16 db = v_mul_hi(uu << 6, c1814);
+            v_int16 uv0, uv1;
+            v_zip(uu, vv, uv0, uv1);
+            const v_int16 dg = v_pack(v_dotprod(uv0, greenWeights) >> 10, v_dotprod(uv1, greenWeights) >> 10);
+            const v_int16 ya = v_reinterpret_as_s16(y0h[h]), yb = v_reinterpret_as_s16(y1h[h]);
+            parts[0][h][0] = ya + db;
+            parts[0][h][1] = ya + dg;
+            parts[0][h][2] = ya + dr;
+            parts[1][h][0] = yb + db;
+            parts[1][h][1] = yb + dg;
+            parts[1][h][2] = yb + dr;
+        }
+        for (int p = 0; p < 2; ++p)
+            for (int c = 0; c < 3; ++c)
+                out[p][c] = v_pack_u(parts[p][0][c], parts[p][1][c]); // clamped to 0..255
+        for (int half = 0; half < 2; ++half) {
+            v_uint8 channel[3], a = opaque;
+            for (int c = 0; c < 3; ++c) {
+                v_uint8 lo, hi;
+                v_zip(out[0][c], out[1][c], lo, hi); // first and second pixels in turn
+                channel[c] = half == 0 ? lo : hi;
+            }
+            uint8_t* target = d + 4 * (x + half * n);
+            if (keepFourth) {
+                v_uint8 ob, og, orr;
+                v_load_deinterleave(target, ob, og, orr, a);
+            }
+            v_store_interleave(target, channel[0], channel[1], channel[2], a);
+        }
+    }
+#endif
+    for (; x < w; x += 2) {
+        const int u = s[2 * x + 1] - 128;
+        const int v = (x + 1 < w ? s[2 * x + 3] : 128) - 128;
+        const int dr = (v * 1435) >> 10, dg = (u * -352 - v * 733) >> 10, db = (u * 1814) >> 10;
+        for (int k = x; k < x + 2 && k < w; ++k) {
+            const int y = s[2 * k];
+            d[4 * k] = clamp8(y + db);
+            d[4 * k + 1] = clamp8(y + dg);
+            d[4 * k + 2] = clamp8(y + dr);
+            if (!keepFourth)
+                d[4 * k + 3] = 255;
+        }
+    }
+}
+
+} // namespace
+
+} // namespace VEXA_SIMD_NAME
+} // namespace VEXA::simd
