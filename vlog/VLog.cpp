@@ -18,8 +18,14 @@ namespace {
 
 struct Registry {
     QMutex mutex;
-    // QLoggingCategory keeps the pointer to its name, so names and categories live as long as the process.
-    QHash<QString, QLoggingCategory*> categories;
+    // QLoggingCategory keeps a pointer to its name's bytes, so the registry holds each name (a QByteArray
+    // never changed again, whose bytes stay put however the hash moves it) and its category for as long as
+    // the process lives.
+    struct Category {
+        QByteArray name;
+        QLoggingCategory* category = nullptr;
+    };
+    QHash<QString, Category> categories;
     std::map<int, VLog::Sink> sinks;
     int nextHandle = 1;
 };
@@ -34,12 +40,12 @@ QLoggingCategory& categoryFor(const QString& module)
 {
     Registry& r = registry();
     QMutexLocker lock(&r.mutex);
-    QLoggingCategory*& category = r.categories[module];
-    if (!category) {
-        auto* name = new QByteArray(module.toLower().toUtf8());
-        category = new QLoggingCategory(name->constData());
+    Registry::Category& entry = r.categories[module];
+    if (!entry.category) {
+        entry.name = module.toLower().toUtf8();
+        entry.category = new QLoggingCategory(entry.name.constData());
     }
-    return *category;
+    return *entry.category;
 }
 
 void emitRecord(const VLog::Record& record)

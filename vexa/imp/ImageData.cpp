@@ -30,7 +30,10 @@ qint64 dataSizeFor(qint64 width, qint64 height, Format format, Channel channel)
 {
     if (height <= 0 || height > std::numeric_limits<qint32>::max())
         return 0;
-    return bytesPerLineFor(width, format, channel) * height; // < 2^31 * 2^36: no overflow
+    const qint64 stride = bytesPerLineFor(width, format, channel); // below 2^36
+    if (stride > 0 && height > std::numeric_limits<qint64>::max() / stride)
+        return std::numeric_limits<qint64>::max(); // beyond any limit; the caller refuses it
+    return stride * height;
 }
 
 ImageData::ImageData(const ImageData& other)

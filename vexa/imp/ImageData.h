@@ -57,7 +57,8 @@ constexpr Rect clipRect(const Rect& r, qint32 width, qint32 height)
 VEXA_EXPORT qint64 imageSizeLimit();
 VEXA_EXPORT void setImageSizeLimit(qint64 bytes);
 
-// Row stride and buffer size of an image, 0 for negative dimensions or unknown formats and types.
+// Row stride and buffer size of an image, 0 for negative dimensions or unknown formats and types; a size
+// beyond 64 bits comes back as the largest 64-bit value.
 VEXA_EXPORT qint64 bytesPerLineFor(qint64 width, Format format, Channel channel);
 VEXA_EXPORT qint64 dataSizeFor(qint64 width, qint64 height, Format format, Channel channel);
 
