@@ -36,4 +36,35 @@ TEST(Regressions, HueOfHugeComponentsStaysInRange)
     EXPECT_TRUE(thresholdImageHue(floats, &mask, ThresholdBinary, 0, 360));
 }
 
+// fuzz_byte_array: a byte array whose roi spans almost the whole int range made VImage::roi() overflow
+// inside QRect's constructor.
+TEST(Regressions, RoisBeyondTheIntRangeAreClamped)
+{
+    const QByteArray input = QByteArray::fromBase64(
+        "AAAAClZFWEFfSU1BR0UAAAACAAAAAAAAAAQAAAACAAAABQAAAAAAAAABAAAAAADpAgABAAAAf////wAAAAEAAAAcAAAAEHjaa4qTXxu5oXxD0MKuI+a808IBP0wHTw==");
+    const VImage image = VImage::fromByteArray(input);
+    ASSERT_TRUE(image.status()) << image.status().message().toStdString();
+    EXPECT_EQ(image.roi().left(), 15270400);
+    EXPECT_EQ(image.roi().right(), INT32_MAX);
+    const VImage again = VImage::fromByteArray(image.toByteArray());
+    EXPECT_EQ(again.roi(), image.roi());
+    VImage gray = makeImage(4, 2, GrayScale, Channel8u);
+    gray.setRoi(image.roi());
+    int count = -1;
+    EXPECT_TRUE(countNonZero(gray, &count));
+    EXPECT_EQ(count, 0) << "a roi outside the image leaves nothing to count";
+}
+
+// fuzz_operations: the difference of two 32-bit signed components overflowed 32-bit arithmetic.
+TEST(Regressions, ComparisonOfFarApart32BitValues)
+{
+    VImage a = makeImage(1, 1, GrayScale, Channel32s), b = a.copy();
+    double va[1] = {1077654333}, vb[1] = {-1684251511};
+    fillImage(&a, va, 1);
+    fillImage(&b, vb, 1);
+    double rms = 0;
+    ASSERT_TRUE(compareImages(a, b, &rms));
+    EXPECT_EQ(rms, 2761905844.0);
+}
+
 } // namespace

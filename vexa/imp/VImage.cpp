@@ -122,8 +122,10 @@ bool VImage::isEmpty() const { return constData()->isEmpty(); }
 QRect VImage::roi() const
 {
     const Rect r = constData()->roi();
-    return QRect(r.x, r.y, r.width, r.height);
+    return QRect(QPoint(r.x, r.y), QPoint(clampToInt32(qint64(r.x) + r.width - 1), clampToInt32(qint64(r.y) + r.height - 1)));
 }
+
+Rect VImage::roiRect() const { return constData()->roi(); }
 
 VImageHeader VImage::header() const
 {

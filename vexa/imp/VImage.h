@@ -80,7 +80,10 @@ public:
     long dataSize() const;
     unsigned char* rawData() const;
     bool isEmpty() const;
+    // The roi as a QRect; edges beyond the int range (from a roi read off a byte array) are clamped.
     QRect roi() const;
+    // The roi as stored: x, y, width, height.
+    VEXA::Rect roiRect() const;
     VImageHeader header() const;
 
     void setRoi(const QRect& roi);

@@ -4,8 +4,7 @@ namespace VEXA {
 
 cv::Mat asCvMat(const VImage& image)
 {
-    const QRect q = image.roi();
-    const Rect r = clipRect(Rect{q.x(), q.y(), q.width(), q.height()}, image.width(), image.height());
+    const Rect r = clipRect(image.roiRect(), image.width(), image.height());
     const int pixelBytes = channelsOf(image.format()) * bitsOf(image.channelType()) / 8;
     return cv::Mat(r.height, r.width, CV_MAKETYPE(cvDepthOf(image.channelType()), channelsOf(image.format())),
                    image.rawData() + qint64(r.y) * image.bytesPerLine() + qint64(r.x) * pixelBytes,

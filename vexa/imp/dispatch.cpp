@@ -57,8 +57,7 @@ VImage& prepareDestination(const VImage& model, VImage* image, Format format, Ch
 namespace {
 Rect clippedRoi(const VImage& image)
 {
-    const QRect r = image.roi();
-    return clipRect(Rect{r.x(), r.y(), r.width(), r.height()}, image.width(), image.height());
+    return clipRect(image.roiRect(), image.width(), image.height());
 }
 } // namespace
 

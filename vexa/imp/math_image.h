@@ -214,9 +214,12 @@ VStatus findExtremums(const RasterT<P>& src, const RasterT<PixelGray<quint8>>& d
 {
     if (window < 1)
         throw dip_exception("Window size must be positive");
+    // A window wider than the roi sees the same pixels as one that just covers it (it is clipped to the
+    // roi), and an absurd width must not become an absurd kernel.
+    const int half = std::min(window / 2, std::max(src.roi.width, src.roi.height));
     const cv::Mat s = asCvMat(src);
     cv::Mat extreme;
-    const cv::Mat element = cv::Mat::ones(2 * (window / 2) + 1, 2 * (window / 2) + 1, CV_8U);
+    const cv::Mat element = cv::Mat::ones(2 * half + 1, 2 * half + 1, CV_8U);
     if (minimum)
         cv::erode(s, extreme, element, cv::Point(-1, -1), 1, cv::BORDER_REPLICATE);
     else
@@ -296,7 +299,7 @@ VStatus compareImages(const RasterT<P>& a, const RasterT<P>& b, double* result)
             if constexpr (colourCount<P> == PixelTraits<P>::components) {
                 const qint64 n = qint64(w) * colourCount<P>;
                 for (qint64 i = 0; i < n; ++i) {
-                    const Square d = Square(qint32(ca[i]) - qint32(cb[i]));
+                    const Square d = Square(qint64(ca[i]) - qint64(cb[i])); // 32-bit components differ by up to 2^32
                     rowSum += d * d;
                 }
             } else {

@@ -17,8 +17,7 @@ ocvImage::ocvImage(const VImage& image)
     header_.widthStep = int(image.bytesPerLine());
     header_.imageSize = int(image.dataSize());
     header_.imageData = reinterpret_cast<char*>(image.rawData());
-    const QRect r = image.roi();
-    const Rect roi = clipRect(Rect{r.x(), r.y(), r.width(), r.height()}, image.width(), image.height());
+    const Rect roi = clipRect(image.roiRect(), image.width(), image.height());
     roi_ = IplROI{0, roi.x, roi.y, roi.width, roi.height};
     header_.roi = &roi_;
 }

@@ -30,8 +30,7 @@ struct RasterT {
         : data(reinterpret_cast<Pixel*>(image.rawData())), width(image.width()), height(image.height()),
           bytesPerLine(qint32(image.bytesPerLine())), origin(image.origin())
     {
-        const QRect r = image.roi();
-        roi = clipRect(Rect{r.x(), r.y(), r.width(), r.height()}, width, height);
+        roi = clipRect(image.roiRect(), width, height);
     }
 
     Pixel* row(qint32 y) const

@@ -1,0 +1,32 @@
+// VImage::load of any file contents, through every image reader Qt has here; what loads must convert,
+// save back and be counted.
+#include "fuzz_common.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <unistd.h>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    fuzzSetUp();
+    static const QString path = QDir::temp().filePath(QStringLiteral("vexa_fuzz_load_%1.img").arg(getpid()));
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            return 0;
+        file.write(reinterpret_cast<const char*>(data), qint64(size));
+    }
+    VImage image;
+    if (!image.load(path)) {
+        FUZZ_CHECK(image.isEmpty() && !image.status());
+        return 0;
+    }
+    FUZZ_CHECK(!image.isEmpty());
+    VImage gray = image.convert(VEXA::GrayScale, VEXA::Channel8u);
+    int count = 0;
+    VEXA::countNonZero(gray, &count);
+    (void)image.histogram();
+    (void)VEXA::toQImage(image);
+    return 0;
+}

@@ -1,0 +1,146 @@
+// A random sequence of operations over a few small images of random (format, channel type) pairs, invalid
+// values included, random sizes, contents, regions of interest and statuses, with random arguments.
+// Destinations may alias sources or be null. No call may crash, read or write out of bounds, or let an
+// exception out (the operations are noexcept: one escaping would terminate).
+#include "fuzz_common.h"
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <functional>
+#include <vector>
+
+using namespace VEXA;
+
+namespace {
+
+constexpr int imageCount = 4;
+
+struct State {
+    FuzzedDataProvider& in;
+    VImage images[imageCount];
+    VImageList list;
+    VHistogram histogram;
+
+    VImage& image() { return images[in.ConsumeIntegralInRange(0, imageCount - 1)]; }
+    VImage* destination() { return in.ConsumeProbability<float>() < 0.05f ? nullptr : &image(); }
+    int smallInt() { return in.ConsumeIntegralInRange(-4, 40); }
+    int anyInt() { return in.ConsumeBool() ? smallInt() : in.ConsumeIntegral<int>(); }
+    double anyDouble() { return in.ConsumeBool() ? double(smallInt()) : in.ConsumeFloatingPoint<double>(); }
+    QRect rect() { return QRect(smallInt() - 8, smallInt() - 8, smallInt(), smallInt()); }
+    Rect vexaRect() { return Rect{smallInt() - 8, smallInt() - 8, smallInt(), smallInt()}; }
+};
+
+VImage makeImage(FuzzedDataProvider& in)
+{
+    const Format format = Format(in.ConsumeIntegralInRange(-1, 7));
+    const Channel channel = Channel(in.ConsumeIntegralInRange(-1, 6));
+    const int width = in.ConsumeIntegralInRange(-1, 17), height = in.ConsumeIntegralInRange(-1, 13);
+    VImage image;
+    image.create(width, height, format, channel, Origin(in.ConsumeIntegralInRange(0, 1)),
+                 RowsAlign(in.ConsumeIntegralInRange(0, 1)));
+    const std::vector<std::uint8_t> bytes = in.ConsumeBytes<std::uint8_t>(size_t(std::max(0L, image.dataSize())));
+    if (!bytes.empty())
+        std::memcpy(image.rawData(), bytes.data(), bytes.size());
+    image.resetHash();
+    if (in.ConsumeBool())
+        image.setRoi(QRect(in.ConsumeIntegralInRange(-3, 18), in.ConsumeIntegralInRange(-3, 14),
+                           in.ConsumeIntegralInRange(-3, 20), in.ConsumeIntegralInRange(-3, 16)));
+    if (in.ConsumeProbability<float>() < 0.08f)
+        image.setStatus(VLog::errorStream("Fuzz", "f", "f", 0, Issue::None) << "failed on purpose");
+    return image;
+}
+
+const std::vector<std::function<void(State&)>>& operations()
+{
+    static const std::vector<std::function<void(State&)>> all = {
+        [](State& s) { int n; countNonZero(s.image(), &n); },
+        [](State& s) { copyImage(s.image(), s.destination()); },
+        [](State& s) { copyImageUsingRois(s.image(), s.destination(), s.vexaRect(), s.vexaRect()); },
+        [](State& s) { convertImage(s.image(), s.destination()); },
+        [](State& s) { double v[4]; int n = s.in.ConsumeIntegralInRange(-1, 5); getPixel(s.image(), s.anyInt(), s.anyInt(), v, &n); },
+        [](State& s) { double v[4] = {s.anyDouble(), s.anyDouble(), s.anyDouble(), s.anyDouble()};
+                       setPixel(s.destination(), s.smallInt(), s.smallInt(), v, s.in.ConsumeIntegralInRange(0, 4)); },
+        [](State& s) { double v[4] = {s.anyDouble(), s.anyDouble(), s.anyDouble(), s.anyDouble()};
+                       fillImage(s.destination(), v, s.in.ConsumeIntegralInRange(0, 4)); },
+        [](State& s) { addImages(s.image(), s.image(), s.destination()); },
+        [](State& s) { subtractImages(s.image(), s.image(), s.destination()); },
+        [](State& s) { mulImages(s.image(), s.image(), s.destination()); },
+        [](State& s) { divImages(s.image(), s.image(), s.destination()); },
+        [](State& s) { maxImages(s.image(), s.image(), s.destination()); },
+        [](State& s) { minImages(s.image(), s.image(), s.destination()); },
+        [](State& s) { absImage(s.image(), s.destination()); },
+        [](State& s) { notImage(s.image(), s.destination()); },
+        [](State& s) { setZero(s.destination()); },
+        [](State& s) { thresholdImage(s.image(), s.destination(), ThresholdOperation(s.in.ConsumeIntegralInRange(-1, 25)),
+                                      s.anyDouble(), s.anyDouble()); },
+        [](State& s) { adaptiveThresholdImage(s.image(), s.destination(), ThresholdOperation(s.in.ConsumeIntegralInRange(-1, 5)),
+                                              AdaptiveMethod(s.in.ConsumeIntegralInRange(-1, 2)), s.anyDouble(),
+                                              s.in.ConsumeIntegralInRange(-3, 31), s.anyDouble()); },
+        [](State& s) { negativeImage(s.image(), s.destination()); },
+        [](State& s) { gammaImage(s.image(), s.destination(), s.anyDouble()); },
+        [](State& s) { mulImageDouble(s.image(), s.destination(), s.anyDouble()); },
+        [](State& s) { maskImage(s.image(), s.image(), s.destination(), s.in.ConsumeBool()); },
+        [](State& s) { combineImagesMaxAbs(s.image(), s.destination()); },
+        [](State& s) { subBackground(s.image(), s.image(), s.destination(), s.anyInt(), s.in.ConsumeBool()); },
+        [](State& s) { colorImage(s.image(), s.destination(), s.anyInt()); },
+        [](State& s) { findExtremums(s.image(), s.destination(), s.anyInt(), s.in.ConsumeBool()); },
+        [](State& s) { int levels[6]; for (int& l : levels) l = s.anyInt();
+                       thresholdImageColor(s.image(), s.destination(), ThresholdOperation(s.in.ConsumeIntegralInRange(0, 2)),
+                                           s.in.ConsumeBool() ? levels : nullptr, s.in.ConsumeIntegralInRange(-1, 6)); },
+        [](State& s) { thresholdImageHue(s.image(), s.destination(), ThresholdOperation(s.in.ConsumeIntegralInRange(0, 2)),
+                                         s.anyInt(), s.anyInt()); },
+        [](State& s) { double r; compareImages(s.image(), s.image(), &r); },
+        [](State& s) { double r; getMax(s.image(), &r); },
+        [](State& s) { (void)getMean(s.image()); },
+        [](State& s) { calculateHistogram(s.image(), &s.histogram); },
+        [](State& s) { s.histogram.setSkipData(s.anyInt()); calculateHistogramFast(s.image(), &s.histogram); },
+        [](State& s) { calculateHistogramBGR(s.image(), &s.histogram); s.histogram.update(); },
+        [](State& s) { adjustHistogram(s.image(), s.destination(), s.in.ConsumeIntegral<quint8>(), s.in.ConsumeIntegral<quint8>(),
+                                       s.in.ConsumeIntegral<quint8>(), s.in.ConsumeIntegral<quint8>()); },
+        [](State& s) { adjustHistogramComponent(s.image(), s.destination(), s.in.ConsumeIntegral<quint8>(),
+                                                s.in.ConsumeIntegral<quint8>(), s.in.ConsumeIntegral<quint8>(),
+                                                s.in.ConsumeIntegral<quint8>(), Component(s.in.ConsumeIntegralInRange(-1, 7))); },
+        [](State& s) { VHistogramAdjustComponent c[4];
+                       const auto bytes = s.in.ConsumeBytes<std::uint8_t>(sizeof c);
+                       std::memset(c, 0, sizeof c);
+                       if (!bytes.empty())
+                           std::memcpy(c, bytes.data(), bytes.size());
+                       adjustHistogramByComponents(s.image(), s.destination(), s.in.ConsumeBool() ? c : nullptr); },
+        [](State& s) { s.list.add(s.image()); if (s.list.count() > 6) s.list.remove(0); },
+        [](State& s) { s.list.enableFormatCheck(s.in.ConsumeBool()); s.list.enableSizeCheck(s.in.ConsumeBool()); },
+        [](State& s) { stackImages(s.list, s.destination()); },
+        [](State& s) { s.image() = s.image().convert(Format(s.in.ConsumeIntegralInRange(-1, 6)), Channel(s.in.ConsumeIntegralInRange(-1, 6))); },
+        [](State& s) { s.image() = s.image().convertFast(Format(s.in.ConsumeIntegralInRange(-1, 6)), Channel(s.in.ConsumeIntegralInRange(-1, 6))); },
+        [](State& s) { s.image() = s.image().cropByRect(s.rect()); },
+        [](State& s) { s.image() = s.image().copy(); },
+        [](State& s) { s.image().copyTo(s.destination()); },
+        [](State& s) { s.image() = s.image().createCompatible(s.smallInt(), s.smallInt()); },
+        [](State& s) { s.image().setRoi(s.rect()); },
+        [](State& s) { s.image().resetRoi(); },
+        [](State& s) { (void)s.image().pixel(s.anyInt(), s.anyInt()); (void)s.image().pixelColor(s.smallInt(), s.smallInt()); },
+        [](State& s) { s.image().setPixel(s.smallInt(), s.smallInt(), {s.anyDouble(), s.anyDouble(), s.anyDouble(), s.anyDouble()});
+                       s.image().setPixelColor(s.smallInt(), s.smallInt(), QColor(Qt::red)); },
+        [](State& s) { (void)s.image().hash(); (void)s.image().isEqual(s.image()); },
+        [](State& s) { (void)s.image().histogram(); (void)s.image().histogramBGR(); },
+        [](State& s) { s.image() = VImage::fromByteArray(s.image().toByteArray(CompressionLevel(s.in.ConsumeIntegralInRange(-2, 10)))); },
+        [](State& s) { const QImage q = toQImage(s.image(), s.in.ConsumeIntegralInRange(-1, 40)); s.image() = fromQImage(q); },
+        [](State& s) { const QImage view = asQImage(s.image()); if (!view.isNull()) (void)view.pixel(0, 0); },
+        [](State& s) { s.image() = makeImage(s.in); },
+    };
+    return all;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    fuzzSetUp();
+    FuzzedDataProvider in(data, size);
+    State state{in, {}, VImageList(), VHistogram()};
+    for (VImage& image : state.images)
+        image = makeImage(in);
+    const auto& ops = operations();
+    for (int step = 0; step < 32 && in.remaining_bytes() > 0; ++step)
+        ops[in.ConsumeIntegralInRange<size_t>(0, ops.size() - 1)](state);
+    return 0;
+}
