@@ -177,15 +177,26 @@ bool serialize(VAbstractWriter* writer, const QVariant& value)
     }
 }
 
-bool deserializeValue(VAbstractReader* reader, double* value)
+namespace {
+
+// The N numbers of a value of the given type, handed to make; the element is stepped past on success.
+template <int N, class T, class Make>
+bool readNumbers(VAbstractReader* reader, const char* type, T* value, Make make)
 {
     QString text;
-    double v;
-    if (!typedValue(reader, "double", &text) || !parseNumbers(text, 1, &v))
+    double v[N];
+    if (!typedValue(reader, type, &text) || !parseNumbers(text, N, v))
         return false;
-    *value = v;
+    *value = make(v);
     stepPast(reader);
     return true;
+}
+
+} // namespace
+
+bool deserializeValue(VAbstractReader* reader, double* value)
+{
+    return readNumbers<1>(reader, "double", value, [](const double* v) { return v[0]; });
 }
 
 bool deserializeValue(VAbstractReader* reader, bool* value)
@@ -200,24 +211,12 @@ bool deserializeValue(VAbstractReader* reader, bool* value)
 
 bool deserializeValue(VAbstractReader* reader, QPointF* value)
 {
-    QString text;
-    double v[2];
-    if (!typedValue(reader, "QPointF", &text) || !parseNumbers(text, 2, v))
-        return false;
-    *value = QPointF(v[0], v[1]);
-    stepPast(reader);
-    return true;
+    return readNumbers<2>(reader, "QPointF", value, [](const double* v) { return QPointF(v[0], v[1]); });
 }
 
 bool deserializeValue(VAbstractReader* reader, QRectF* value)
 {
-    QString text;
-    double v[4];
-    if (!typedValue(reader, "QRectF", &text) || !parseNumbers(text, 4, v))
-        return false;
-    *value = QRectF(v[0], v[1], v[2], v[3]);
-    stepPast(reader);
-    return true;
+    return readNumbers<4>(reader, "QRectF", value, [](const double* v) { return QRectF(v[0], v[1], v[2], v[3]); });
 }
 
 bool deserializeValue(VAbstractReader* reader, QVariant* value)

@@ -290,16 +290,25 @@ VImage VImage::convertFast(Format format, Channel channel) const
     return convert(format, channel);
 }
 
+namespace {
+
+VHistogram updatedHistogram(const VImage& image, VStatus (*calculate)(const VImage&, VHistogram*))
+{
+    VHistogram result;
+    calculate(image, &result); // a failure is logged by the operation; the histogram stays empty
+    result.update();
+    return result;
+}
+
+} // namespace
+
 VHistogram VImage::histogram(int) const
 {
     if (!status()) {
         reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't create histogram by invalid image."));
         return VHistogram();
     }
-    VHistogram result;
-    calculateHistogram(*this, &result);
-    result.update();
-    return result;
+    return updatedHistogram(*this, calculateHistogram);
 }
 
 VHistogram VImage::histogramBGR() const
@@ -308,10 +317,7 @@ VHistogram VImage::histogramBGR() const
         reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't create histogram by invalid image."));
         return VHistogram();
     }
-    VHistogram result;
-    calculateHistogramBGR(*this, &result);
-    result.update();
-    return result;
+    return updatedHistogram(*this, calculateHistogramBGR);
 }
 
 QList<QVariant> VImage::pixel(long x, long y) const
