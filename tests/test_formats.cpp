@@ -59,16 +59,6 @@ TEST(Formats, ListsHoldTheValidValuesInOrder)
         EXPECT_EQ(allComponents()[i], i);
 }
 
-TEST(Formats, BitsPerPixelFollowFromTheTables)
-{
-    const auto bitsPerPixel = [](Format f, Channel c) { return formatInfo(f).channels * channelInfo(c).bits; };
-    EXPECT_EQ(bitsPerPixel(YUV422, Channel8u), 16);
-    EXPECT_EQ(bitsPerPixel(YUV422, Channel16u), 32);
-    EXPECT_EQ(bitsPerPixel(BGR, Channel8u), 24);
-    EXPECT_EQ(bitsPerPixel(XRGB, Channel32f), 128);
-    EXPECT_EQ(bitsPerPixel(Format(7), Channel8u), 0);
-}
-
 TEST(Formats, PixelStructuresKnowTheirFormatWhateverTheComponent)
 {
     int checked = 0;
