@@ -67,4 +67,17 @@ TEST(Regressions, ComparisonOfFarApart32BitValues)
     EXPECT_EQ(rms, 2761905844.0);
 }
 
+// fuzz_operations (in CI): pixelColor converted a float component of -2.7e19 to int.
+TEST(Regressions, ColoursOfComponentsBeyondEightBitsAreInvalid)
+{
+    VImage image = makeImage(2, 1, BGR, Channel32f);
+    double far[3] = {-2.71757e19, 10, 10}, wide[3] = {300, 20, 10}, fine[3] = {255.9, 0, 1.5};
+    setPixel(&image, 0, 0, far, 3);
+    EXPECT_FALSE(image.pixelColor(0, 0).isValid());
+    setPixel(&image, 0, 0, wide, 3);
+    EXPECT_FALSE(image.pixelColor(0, 0).isValid());
+    setPixel(&image, 1, 0, fine, 3);
+    EXPECT_EQ(image.pixelColor(1, 0), QColor(255, 0, 1));
+}
+
 } // namespace

@@ -359,8 +359,11 @@ QColor VImage::pixelColor(long x, long y) const
     int count = 4;
     if (!getPixel(*this, x, y, values, &count) || count < 3)
         return QColor();
-    const auto component = [](double v) { return int(v); };
-    return QColor(component(values[0]), component(values[1]), component(values[2]), 255);
+    // A colour holds 0..255 per component: anything else (wide or float values, NaN) has no QColor.
+    for (int i = 0; i < 3; ++i)
+        if (!(values[i] >= 0.0 && values[i] < 256.0))
+            return QColor();
+    return QColor(int(values[0]), int(values[1]), int(values[2]), 255);
 }
 
 void VImage::setPixelColor(long x, long y, const QColor& color)

@@ -128,7 +128,8 @@ public:
     // Components at (x, y) in R, G, B, A order, as doubles; empty on failure.
     QList<QVariant> pixel(long x, long y) const;
     void setPixel(long x, long y, const QList<QVariant>& values);
-    // Red, green and blue of (x, y) truncated to integers, alpha 255; an invalid colour on failure.
+    // Red, green and blue of (x, y) truncated to integers, alpha 255; an invalid colour on failure, and
+    // for components outside 0..255 (as 16-bit or float images may hold), which no QColor can carry.
     QColor pixelColor(long x, long y) const;
     void setPixelColor(long x, long y, const QColor& color);
 
