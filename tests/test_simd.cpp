@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -89,6 +90,18 @@ TEST(RowKernels, ReLayoutsMatchTheirScalarRules)
                 }
             }
         }
+}
+
+TEST(RowKernels, ByteSumsCoverEveryLength)
+{
+    std::vector<std::uint8_t> bytes(20000, 255); // the worst case for the narrow accumulators
+    std::mt19937 random(5);
+    for (size_t i = 0; i < bytes.size(); i += 3)
+        bytes[i] = std::uint8_t(random());
+    for (const simd::RowKernels* k : builds())
+        for (int n : {0, 1, 31, 32, 33, 4095, 4096, 4097, 20000})
+            EXPECT_EQ(k->sumBytes(bytes.data(), n), std::accumulate(bytes.begin(), bytes.begin() + n, std::uint64_t(0)))
+                << k->name << " " << n;
 }
 
 TEST(RowKernels, TheBestBuildIsChosen)

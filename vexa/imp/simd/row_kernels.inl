@@ -156,13 +156,14 @@ std::uint64_t sumBytes(const uint8_t* s, int count)
 #if CV_SIMD
     using namespace cv;
     const int n = v_uint8::nlanes;
+    const v_uint16 lowByte = vx_setall_u16(0x00FF);
     while (x <= count - n) {
-        // 16-bit lanes take 128 vectors of bytes (2 per lane, each at most 255) without overflow.
+        // Each 16-bit lane takes the two bytes above it (a mask and a shift, no lane-crossing expansion),
+        // at most 510 a vector: 128 vectors stay below 65536.
         v_uint16 acc = vx_setzero_u16();
         for (int k = 0; k < 128 && x <= count - n; ++k, x += n) {
-            v_uint16 lo, hi;
-            v_expand(vx_load(s + x), lo, hi);
-            acc += lo + hi;
+            const v_uint16 pairs = v_reinterpret_as_u16(vx_load(s + x));
+            acc += (pairs & lowByte) + (pairs >> 8);
         }
         v_uint32 a0, a1;
         v_expand(acc, a0, a1);
