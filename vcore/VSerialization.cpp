@@ -224,22 +224,18 @@ bool deserializeValue(VAbstractReader* reader, QVariant* value)
     if (!reader->isStartElement())
         return false;
     const QString type = reader->attribute(QStringLiteral("type"));
-    if (type == QLatin1String("double")) {
-        double v;
-        return deserializeValue(reader, &v) && (*value = v, true);
-    }
-    if (type == QLatin1String("bool")) {
-        bool v;
-        return deserializeValue(reader, &v) && (*value = v, true);
-    }
-    if (type == QLatin1String("QPointF")) {
-        QPointF v;
-        return deserializeValue(reader, &v) && (*value = v, true);
-    }
-    if (type == QLatin1String("QRectF")) {
-        QRectF v;
-        return deserializeValue(reader, &v) && (*value = v, true);
-    }
+    // A typed value read by its own reader, then held by the variant.
+    const auto readAs = [reader, value](auto typed) {
+        return deserializeValue(reader, &typed) && (*value = QVariant::fromValue(typed), true);
+    };
+    if (type == QLatin1String("double"))
+        return readAs(0.0);
+    if (type == QLatin1String("bool"))
+        return readAs(false);
+    if (type == QLatin1String("QPointF"))
+        return readAs(QPointF());
+    if (type == QLatin1String("QRectF"))
+        return readAs(QRectF());
     if (type == QLatin1String("int")) {
         bool ok = false;
         const int v = reader->attribute(QStringLiteral("value")).toInt(&ok);
