@@ -1,11 +1,10 @@
 // Each row times one of the library's own kernels beside, in the same run, OpenCV's closest equivalent
 // (single-threaded: the library starts no threads, so one thread against one) and memcpy of the same
 // number of bytes read and written, the physical limit. The table: kernel, ms per call, GB/s (bytes read
-// plus written per second), time relative to OpenCV (below 1 is faster) and throughput relative to memcpy.
+// plus written per second), time relative to OpenCV (below 1 is faster) and throughput relative to memcpy,
+// each the median over all rounds (and repetitions) of a row.
 //
 //   vexa_bench [--tiny] [google benchmark flags]    --tiny: a 64 x 48 image, for smoke runs
-//
-// With --benchmark_repetitions=N the table uses each benchmark's median (bench/run asks for 5).
 #include <vexa/Vexa.h>
 
 #include <opencv2/core.hpp>
@@ -13,6 +12,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -152,44 +153,53 @@ std::vector<Row> rows()
     };
 }
 
-// Collects the three timings of every row and prints the table at the end.
-class TableReporter : public benchmark::ConsoleReporter {
-public:
-    explicit TableReporter(std::vector<std::pair<std::string, double>> bytes) : bytes_(std::move(bytes)) {}
-
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        // With repetitions, the median stands for the row; a single run stands for itself.
-        for (const Run& run : runs) {
-            const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-            if (run.error_occurred || !(median || (run.run_type == Run::RT_Iteration && run.repetitions <= 1)))
-                continue;
-            const std::string name = run.run_name.function_name;
-            const size_t slash = name.rfind('/');
-            seconds_[name.substr(0, slash)][name.substr(slash + 1)] =
-                run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
-        }
-    }
-
-    void Finalize() override
-    {
-        ConsoleReporter::Finalize();
-        std::printf("\n%-30s %9s %8s %11s %10s\n", "kernel", "ms", "GB/s", "x OpenCV", "x memcpy");
-        for (const auto& [name, bytes] : bytes_) {
-            const auto& t = seconds_[name];
-            if (!t.count("vexa") || !t.count("opencv") || !t.count("memcpy"))
-                continue;
-            const double own = t.at("vexa");
-            std::printf("%-30s %9.3f %8.2f %11.2f %10.2f\n", name.c_str(), own * 1e3, bytes / own / 1e9,
-                        own / t.at("opencv"), t.at("memcpy") / own);
-        }
-    }
-
-private:
-    std::vector<std::pair<std::string, double>> bytes_;
-    std::map<std::string, std::map<std::string, double>> seconds_;
+// Every round of a row calls the three contenders once each, in an order that turns through all six, so
+// each runs after each of the others equally often and they share whatever the machine is doing at the
+// time. A row's ratios are the medians of the per-round ratios: a slow stretch of the machine slows all
+// three of a round and cancels out.
+struct Samples {
+    std::vector<double> own, opencv, memcpy;
 };
+
+double median(std::vector<double> values)
+{
+    if (values.empty())
+        return 0;
+    const auto middle = values.begin() + std::ptrdiff_t(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+template <class F>
+std::vector<double> pairwise(const Samples& s, F ratio)
+{
+    std::vector<double> r;
+    for (size_t i = 0; i < s.own.size(); ++i)
+        r.push_back(ratio(s.own[i], s.opencv[i], s.memcpy[i]));
+    return r;
+}
+
+double timeOnce(const std::function<void()>& call)
+{
+    const auto start = std::chrono::steady_clock::now();
+    call();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void printTable(const std::vector<std::pair<std::string, double>>& bytes, const std::map<std::string, Samples>& samples)
+{
+    std::printf("\n%-30s %9s %8s %11s %10s %7s\n", "kernel", "ms", "GB/s", "x OpenCV", "x memcpy", "rounds");
+    for (const auto& [name, perCall] : bytes) {
+        const auto found = samples.find(name);
+        if (found == samples.end() || found->second.own.empty())
+            continue;
+        const Samples& s = found->second;
+        const double own = median(s.own);
+        std::printf("%-30s %9.3f %8.2f %11.2f %10.2f %7zu\n", name.c_str(), own * 1e3, perCall / own / 1e9,
+                    median(pairwise(s, [](double o, double c, double) { return o / c; })),
+                    median(pairwise(s, [](double o, double, double m) { return m / o; })), s.own.size());
+    }
+}
 
 } // namespace
 
@@ -209,25 +219,41 @@ int main(int argc, char** argv)
     cv::setNumThreads(1);
 
     std::vector<std::pair<std::string, double>> bytes;
+    std::map<std::string, Samples> samples;
     for (Row& row : rows()) {
         bytes.emplace_back(row.name, row.bytes);
-        const auto timed = [](std::function<void()> call, double bytesPerCall) {
-            return [call, bytesPerCall](benchmark::State& state) {
-                for (auto _ : state)
-                    call();
-                state.SetBytesProcessed(int64_t(bytesPerCall * double(state.iterations())));
-            };
-        };
-        const size_t half = size_t(row.bytes / 2);
         Fixture& f = fixture();
-        benchmark::RegisterBenchmark((row.name + "/vexa").c_str(), timed(row.vexa, row.bytes))->Unit(benchmark::kMillisecond)->UseRealTime();
-        benchmark::RegisterBenchmark((row.name + "/opencv").c_str(), timed(row.opencv, row.bytes))->Unit(benchmark::kMillisecond)->UseRealTime();
-        benchmark::RegisterBenchmark((row.name + "/memcpy").c_str(),
-                                     timed([&f, half] { std::memcpy(f.to.data(), f.from.data(), half); benchmark::ClobberMemory(); }, row.bytes))
-            ->Unit(benchmark::kMillisecond)->UseRealTime();
+        const size_t half = size_t(row.bytes / 2);
+        const std::function<void()> copy = [&f, half] {
+            std::memcpy(f.to.data(), f.from.data(), half);
+            benchmark::ClobberMemory();
+        };
+        Samples& s = samples[row.name];
+        benchmark::RegisterBenchmark(row.name.c_str(), [row, copy, &s](benchmark::State& state) {
+            static const int orders[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}, {0, 2, 1}, {2, 1, 0}, {1, 0, 2}};
+            const std::function<void()>* calls[3] = {&row.vexa, &row.opencv, &copy};
+            Samples run;
+            std::vector<double>* into[3] = {&run.own, &run.opencv, &run.memcpy};
+            int round = 0;
+            for (auto _ : state) {
+                double seconds[3];
+                for (int k : orders[round++ % 6])
+                    seconds[k] = timeOnce(*calls[k]);
+                for (int k = 0; k < 3; ++k)
+                    into[k]->push_back(seconds[k]);
+                state.SetIterationTime(seconds[0]);
+            }
+            state.SetBytesProcessed(int64_t(row.bytes * double(state.iterations())));
+            state.counters["x_OpenCV"] = median(pairwise(run, [](double o, double c, double) { return o / c; }));
+            state.counters["x_memcpy"] = median(pairwise(run, [](double o, double, double m) { return m / o; }));
+            for (int k = 0; k < 3; ++k) {
+                std::vector<double>& all = k == 0 ? s.own : k == 1 ? s.opencv : s.memcpy;
+                all.insert(all.end(), into[k]->begin(), into[k]->end());
+            }
+        })->Unit(benchmark::kMillisecond)->UseManualTime();
     }
-    TableReporter reporter(bytes);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::RunSpecifiedBenchmarks();
+    printTable(bytes, samples);
     benchmark::Shutdown();
     return 0;
 }
