@@ -49,6 +49,33 @@ TEST(Histogram, WalksTheRoiOrTheWholeBufferByFormat)
     }
 }
 
+TEST(Histogram, RandomRowsCountLikeOneByteAtATime)
+{
+    // Widths around the eight-pixel groups of the word-wise counting, each byte against a plain count.
+    for (Format f : {GrayScale, BGR, XRGB})
+        for (int w : {1, 7, 8, 9, 37}) {
+            const VImage image = makeImage(w, 3, f, Channel8u, unsigned(w));
+            VHistogram h;
+            ASSERT_TRUE(calculateHistogram(image, &h));
+            qint64 expected[4][256] = {}; // luminance, red, green, blue
+            for (int y = 0; y < 3; ++y)
+                for (int x = 0; x < w; ++x) {
+                    const unsigned char* p = pixelAt(image, x, y);
+                    if (f == GrayScale) {
+                        ++expected[0][p[0]];
+                        continue;
+                    }
+                    ++expected[0][(p[2] * 76 + p[1] * 150 + p[0] * 29) >> 8];
+                    for (int c = 0; c < 3; ++c)
+                        ++expected[1 + c][p[2 - c]];
+                }
+            const Component components[4] = {ComponentLuminance, ComponentRed, ComponentGreen, ComponentBlue};
+            for (int c = 0; c < (f == GrayScale ? 1 : 4); ++c)
+                EXPECT_TRUE(std::equal(expected[c], expected[c] + 256, h.componentData(components[c])))
+                    << f << " width " << w << " component " << c;
+        }
+}
+
 TEST(Histogram, FastSamplingAndTheReversedPremultipliedKernel)
 {
     const VImage image = uniform(5, 4, XRGB, {7, 8, 9});
