@@ -290,4 +290,29 @@ TEST(StackImages, SumsModulo256)
     EXPECT_EQ(big.pixel(3, 0)[0].toInt(), 1);
 }
 
+TEST(StackImages, AnyNumberOfLongRowsAndTheDestinationInTheList)
+{
+    // Rows longer than the kernel's chunk, image counts around its groups of four.
+    for (Format f : {GrayScale, BGR, XRGB})
+        for (int count : {1, 2, 3, 4, 5, 8, 9}) {
+            VImageList list;
+            for (int i = 0; i < count; ++i)
+                list.add(makeImage(1500, 2, f, Channel8u, unsigned(10 * count + i)));
+            VImage dst = makeImage(1500, 2, f, Channel8u, 99);
+            const VImage before = dst.copy();
+            if (count == 9)
+                list.add(dst); // sums its own old contents
+            ASSERT_TRUE(stackImages(list, &dst));
+            const int size = f == GrayScale ? 1 : f == BGR ? 3 : 4;
+            for (int y = 0; y < 2; ++y)
+                for (int k = 0; k < 1500 * size; ++k) {
+                    unsigned sum = count == 9 ? pixelAt(before, 0, y)[k] : 0;
+                    for (int i = 0; i < count; ++i)
+                        sum += pixelAt(list.at(i), 0, y)[k];
+                    const unsigned expected = size == 4 && k % 4 == 3 ? pixelAt(before, 0, y)[k] : sum % 256;
+                    ASSERT_EQ(pixelAt(dst, 0, y)[k], expected) << f << " count " << count << " byte " << k;
+                }
+        }
+}
+
 } // namespace

@@ -42,6 +42,10 @@ VStatus copyRect(const RasterT<Pixel>& src, const RasterT<Pixel>& dst, const Rec
 
 VStatus failNoImages(const CallSite& site);
 
+// Adds count rows of bytes into out modulo 256: out[k] = rows[0][k] + ... + rows[count - 1][k], or, with
+// keepFourth, only bytes 0..2 of every 4 (the rest of out stays). out may be one of the rows.
+void sumRowsModulo256(const quint8* const* rows, int count, quint8* out, size_t bytes, bool keepFourth);
+
 // The sum of the list's images taken modulo 256 per component (the low eight bits of the sum, no mean, no
 // saturation), at every position of the destination's roi that every image covers. Adding bytes with
 // wrap-around is that sum exactly. The X byte of XRGB is not written.
@@ -53,20 +57,12 @@ VStatus stackImagesRGBBased(const RasterListT<P>& list, const RasterT<P>& dst)
     Rect r = dst.roi;
     for (int i = 0; i < list.count(); ++i)
         r = clipRect(r, list.at(i).width, list.at(i).height);
-    constexpr int n = PixelTraits<P>::format == GrayScale ? 1 : 3;
-    std::vector<quint8> sums(size_t(r.width) * n);
+    std::vector<const quint8*> rows(size_t(list.count()));
     for (qint32 y = r.y; y < r.y + r.height; ++y) {
-        std::fill(sums.begin(), sums.end(), quint8(0));
-        for (int i = 0; i < list.count(); ++i) {
-            const auto* bytes = reinterpret_cast<const quint8*>(list.at(i).row(y) + r.x);
-            for (qint32 x = 0; x < r.width; ++x)
-                for (int c = 0; c < n; ++c)
-                    sums[size_t(x) * n + c] = quint8(sums[size_t(x) * n + c] + bytes[size_t(x) * sizeof(P) + c]);
-        }
-        auto* out = reinterpret_cast<quint8*>(dst.row(y) + r.x);
-        for (qint32 x = 0; x < r.width; ++x)
-            for (int c = 0; c < n; ++c)
-                out[size_t(x) * sizeof(P) + c] = sums[size_t(x) * n + c];
+        for (int i = 0; i < list.count(); ++i)
+            rows[size_t(i)] = reinterpret_cast<const quint8*>(list.at(i).row(y) + r.x);
+        sumRowsModulo256(rows.data(), list.count(), reinterpret_cast<quint8*>(dst.row(y) + r.x),
+                         size_t(r.width) * sizeof(P), PixelTraits<P>::format == XRGB);
     }
     return VStatus::Ok;
 }
