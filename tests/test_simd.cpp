@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <numeric>
 #include <random>
 #include <vector>
@@ -110,6 +111,52 @@ TEST(RowKernels, TheBestBuildIsChosen)
     ASSERT_FALSE(all.empty());
     EXPECT_STREQ(all.front()->name, "baseline");
     EXPECT_EQ(&simd::rowKernels(), all.back());
+}
+
+TEST(RowKernels, StreamedCopiesKeepEveryByteAroundThem)
+{
+    std::vector<std::uint8_t> from(300), to(300);
+    std::iota(from.begin(), from.end(), std::uint8_t(0));
+    for (const simd::RowKernels* k : builds())
+        for (int offset : {0, 1, 31})
+            for (int n : {0, 5, 64, 200}) {
+                std::fill(to.begin(), to.end(), std::uint8_t(0xEE));
+                k->streamBytes(to.data() + offset, from.data() + 7, size_t(n));
+                simd::finishStreaming();
+                for (int i = 0; i < 300; ++i) {
+                    const bool inside = i >= offset && i < offset + n;
+                    ASSERT_EQ(to[size_t(i)], inside ? from[size_t(i - offset + 7)] : 0xEE) << k->name << " " << offset << " " << n;
+                }
+            }
+}
+
+// Random bytes a 32-bit word at a time: this image is large.
+VImage noise(int w, int h, Format f, unsigned seed)
+{
+    VImage image;
+    image.create(w, h, f, Channel8u, OriginBottomLeft, RowsAlignNone);
+    std::mt19937 random(seed);
+    unsigned char* bytes = image.rawData();
+    for (long i = 0, size = image.dataSize(); i + 4 <= size; i += 4) {
+        const std::uint32_t word = random();
+        std::memcpy(bytes + i, &word, 4);
+    }
+    image.resetHash();
+    return image;
+}
+
+TEST(Streaming, LargeCopiesStreamEveryRowIntoItsPlace)
+{
+    const int w = 2371, h = 2400; // 17 MB: past the streaming size
+    VImage src = noise(w, h, BGR, 1), dst = noise(w, h, BGR, 2);
+    const VImage before = dst.copy();
+    src.setRoi(QRect(0, 0, w - 1, h));
+    dst.setRoi(QRect(1, 0, w - 1, h)); // rows start off the vector alignment
+    ASSERT_TRUE(copyImage(src, &dst));
+    for (int y = 0; y < h; ++y) {
+        ASSERT_EQ(std::memcmp(pixelAt(dst, 1, y), pixelAt(src, 0, y), size_t(3 * (w - 1))), 0) << "row " << y;
+        ASSERT_EQ(std::memcmp(pixelAt(dst, 0, y), pixelAt(before, 0, y), 3), 0) << "outside the roi, row " << y;
+    }
 }
 
 } // namespace

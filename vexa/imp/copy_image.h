@@ -3,6 +3,7 @@
 
 #include <vexa/imp/dispatch.h>
 #include <vexa/imp/frame.h>
+#include <vexa/imp/streaming.h>
 
 #include <vector>
 
@@ -31,6 +32,14 @@ VStatus copyRect(const RasterT<Pixel>& src, const RasterT<Pixel>& dst, const Rec
     if (s == d)
         return VStatus::Ok;
     const size_t rowBytes = size_t(w) * sizeof(Pixel);
+    if (qint64(rowBytes) * h >= StreamingBytes && separateBuffers(src, dst)) {
+        const auto& kernels = simd::rowKernels();
+        for (qint32 y = 0; y < h; ++y)
+            kernels.streamBytes(reinterpret_cast<std::uint8_t*>(dst.row(to.y + y) + to.x),
+                                reinterpret_cast<const std::uint8_t*>(src.row(from.y + y) + from.x), rowBytes);
+        simd::finishStreaming();
+        return VStatus::Ok;
+    }
     if (src.bytesPerLine == dst.bytesPerLine && w == src.width && w == dst.width) {
         std::memmove(d, s, size_t(src.bytesPerLine) * (h - 1) + rowBytes);
         return VStatus::Ok;

@@ -2,7 +2,11 @@
 
 #include <opencv2/core/utility.hpp>
 
+#include <atomic>
 #include <cmath>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace VEXA::simd {
 
@@ -23,6 +27,15 @@ const std::uint8_t* grayCorrection()
         return t;
     }();
     return table;
+}
+
+void finishStreaming()
+{
+#if defined(__SSE2__)
+    _mm_sfence();
+#else
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+#endif
 }
 
 int availableRowKernels(const RowKernels** kernels, int capacity)

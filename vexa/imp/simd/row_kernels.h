@@ -5,6 +5,7 @@
 // includes this header, and nothing it includes may be compiled for AVX2 into shared inline code.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include <vexa/vexa_export.h>
@@ -26,7 +27,13 @@ struct RowKernels {
     std::uint64_t (*sumBytes)(const std::uint8_t* src, int count);
     // YUV422 (Y0 U Y1 V per pair of pixels) to 4-byte BGRA-ordered pixels, fourth byte as above.
     void (*yuvToBgra)(const std::uint8_t* src, std::uint8_t* dst, int width, bool keepFourth);
+    // Copies n bytes with stores that bypass the caches where the destination is vector-aligned; the
+    // writer must call finishStreaming() before anyone else may read them.
+    void (*streamBytes)(std::uint8_t* dst, const std::uint8_t* src, std::size_t n);
 };
+
+// Orders the streaming stores before every later store (a store fence).
+VEXA_EXPORT void finishStreaming();
 
 // The kernels of this CPU's best build.
 VEXA_EXPORT const RowKernels& rowKernels();

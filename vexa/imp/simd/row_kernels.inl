@@ -4,7 +4,9 @@
 // t = floor(S / 8) and S mod 8 come out of 16-bit lanes, and floor(t / 125) = (t * 33555) >> 22 exactly for
 // every t below 31875. The double-precision rule gives that quotient except at some exact multiples of
 // 1000, where its sum rounds just below the integer: those lanes take one off by grayCorrection().
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace VEXA::simd {
 namespace VEXA_SIMD_NAME {
@@ -243,6 +245,20 @@ void yuvToBgra(const uint8_t* s, uint8_t* d, int w, bool keepFourth)
                 d[4 * k + 3] = 255;
         }
     }
+}
+
+void streamBytes(uint8_t* d, const uint8_t* s, std::size_t n)
+{
+    std::size_t k = 0;
+#if CV_SIMD
+    // Ordinary stores up to the first vector-aligned byte, then whole vectors that skip the caches.
+    const std::size_t lanes = std::size_t(cv::v_uint8::nlanes);
+    k = std::min(n, (std::size_t(0) - reinterpret_cast<std::uintptr_t>(d)) & (lanes - 1));
+    std::memcpy(d, s, k);
+    for (; k + lanes <= n; k += lanes)
+        cv::v_store_aligned_nocache(d + k, cv::vx_load(s + k));
+#endif
+    std::memcpy(d + k, s + k, n - k);
 }
 
 } // namespace

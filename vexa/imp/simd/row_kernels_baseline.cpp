@@ -8,6 +8,6 @@
 namespace VEXA::simd {
 
 const RowKernels baselineKernels{"baseline", baseline::bgrToGray, baseline::bgraToGray, baseline::bgraToBgr,
-                                 baseline::bgrToBgra, baseline::luminance, baseline::sumBytes, baseline::yuvToBgra};
+                                 baseline::bgrToBgra, baseline::luminance, baseline::sumBytes, baseline::yuvToBgra, baseline::streamBytes};
 
 } // namespace VEXA::simd
