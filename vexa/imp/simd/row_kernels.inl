@@ -29,11 +29,12 @@ inline void grayVector(const cv::v_uint8& b, const cv::v_uint8& g, const cv::v_u
     using namespace cv;
     const v_uint16 c73 = vx_setall_u16(73), c14 = vx_setall_u16(14), c37 = vx_setall_u16(37);
     const v_uint16 c7 = vx_setall_u16(7), c125 = vx_setall_u16(125), reciprocal = vx_setall_u16(33555);
-    const v_uint16 zero = vx_setzero_u16();
-    v_uint16 bh[2], gh[2], rh[2], q[2], exact[2];
-    v_expand(b, bh[0], bh[1]);
-    v_expand(g, gh[0], gh[1]);
-    v_expand(r, rh[0], rh[1]);
+    const v_uint16 zero = vx_setzero_u16(), lowByte = vx_setall_u16(0x00FF), highByte = vx_setall_u16(0xFF00);
+    // Even pixels in the low byte of each 16-bit lane, odd pixels in the high byte: a mask and a shift
+    // widen them in place, and the two halves go back together the same way (no lane-crossing expansion).
+    const v_uint16 b16 = v_reinterpret_as_u16(b), g16 = v_reinterpret_as_u16(g), r16 = v_reinterpret_as_u16(r);
+    const v_uint16 bh[2] = {b16 & lowByte, b16 >> 8}, gh[2] = {g16 & lowByte, g16 >> 8}, rh[2] = {r16 & lowByte, r16 >> 8};
+    v_uint16 q[2], exact[2];
     for (int h = 0; h < 2; ++h) {
         const v_uint16 u = v_mul_wrap(gh[h], c73) + v_mul_wrap(bh[h], c14) + v_mul_wrap(rh[h], c37);
         const v_uint16 gr = gh[h] + rh[h];
@@ -42,8 +43,8 @@ inline void grayVector(const cv::v_uint8& b, const cv::v_uint8& g, const cv::v_u
         q[h] = v_mul_hi(t, reciprocal) >> 6;
         exact[h] = ((rest & c7) == zero) & (t == v_mul_wrap(q[h], c125));
     }
-    v_store(dst, v_pack(q[0], q[1]));
-    const v_uint8 anyExact = v_pack(exact[0], exact[1]);
+    v_store(dst, v_reinterpret_as_u8(q[0] | (q[1] << 8)));
+    const v_uint8 anyExact = v_reinterpret_as_u8((exact[0] & lowByte) | (exact[1] & highByte));
     if (!v_check_any(anyExact))
         return;
     uint8_t bs[v_uint8::nlanes], gs[v_uint8::nlanes];
