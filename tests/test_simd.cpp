@@ -68,6 +68,17 @@ TEST(RowKernels, ReLayoutsMatchTheirScalarRules)
                     ASSERT_EQ(dst[3 * x + c], src[4 * x + c]) << k->name << " w " << w;
             ASSERT_TRUE(std::equal(dst.begin() + 3 * w, dst.end(), before.begin() + 3 * w)) << "nothing past the row";
 
+            dst = before;
+            k->invertBytes(src.data(), dst.data(), size_t(w));
+            for (int x = 0; x < w; ++x)
+                ASSERT_EQ(dst[x], 255 - src[x]) << k->name << " w " << w;
+            ASSERT_TRUE(std::equal(dst.begin() + w, dst.end(), before.begin() + w));
+            std::vector<float> floats(size_t(w) + 1, -1.0f);
+            k->bytesToFloats(src.data(), floats.data(), w);
+            for (int x = 0; x < w; ++x)
+                ASSERT_EQ(floats[size_t(x)], float(src[x])) << k->name << " w " << w;
+            ASSERT_EQ(floats[size_t(w)], -1.0f);
+
             for (bool keep : {false, true}) {
                 dst = before;
                 k->bgrToBgra(src.data(), dst.data(), w, keep);

@@ -317,6 +317,13 @@ inline VStatus convertImage(const RasterT<PixelXRGB<quint8>>& src, const RasterT
     });
 }
 
+inline VStatus convertImage(const RasterT<PixelGray<quint8>>& src, const RasterT<PixelGray<float>>& dst)
+{
+    return convertRows(src, dst, [](const std::uint8_t* s, std::uint8_t* d, int w) {
+        simd::rowKernels().bytesToFloats(s, reinterpret_cast<float*>(d), w);
+    });
+}
+
 inline VStatus convertImage(const RasterT<PixelXRGB<quint8>>& src, const RasterT<PixelBGR<quint8>>& dst)
 {
     return convertRowsOfOneSize(src, dst, VEXA_CALL_SITE, simd::rowKernels().bgraToBgr);

@@ -121,7 +121,11 @@ template <class P>
 VStatus negativeImage(const RasterT<P>& src, const RasterT<P>& dst)
 {
     using T = typename PixelTraits<P>::Component;
-    if constexpr (std::is_floating_point_v<T>)
+    if constexpr (std::is_same_v<T, quint8> && colourCount<P> == PixelTraits<P>::components)
+        forEachRowPair(src, src.roi, dst, dst.roi, [](const P* s, P* d, qint32 w) {
+            simd::rowKernels().invertBytes(componentsOf(*s), componentsOf(*d), size_t(w) * sizeof(P));
+        });
+    else if constexpr (std::is_floating_point_v<T>)
         mapColours(src, dst, [](T c) { return T(fullScale<T> - c); });
     else // in the component's own integers, which the compiler vectorises; c <= full: no wrap
         mapColours(src, dst, [](T c) { return T(T(fullScale<T>) - c); });

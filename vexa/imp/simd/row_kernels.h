@@ -27,6 +27,10 @@ struct RowKernels {
     std::uint64_t (*sumBytes)(const std::uint8_t* src, int count);
     // YUV422 (Y0 U Y1 V per pair of pixels) to 4-byte BGRA-ordered pixels, fourth byte as above.
     void (*yuvToBgra)(const std::uint8_t* src, std::uint8_t* dst, int width, bool keepFourth);
+    // Bytes to floats of the same values.
+    void (*bytesToFloats)(const std::uint8_t* src, float* dst, int count);
+    // 255 - each byte.
+    void (*invertBytes)(const std::uint8_t* src, std::uint8_t* dst, std::size_t count);
     // Copies n bytes with stores that bypass the caches where the destination is vector-aligned; the
     // writer must call finishStreaming() before anyone else may read them.
     void (*streamBytes)(std::uint8_t* dst, const std::uint8_t* src, std::size_t n);

@@ -106,15 +106,24 @@ void bgrToBgra(const uint8_t* s, uint8_t* d, int w, bool keepFourth)
 {
     int x = 0;
 #if CV_SIMD
-    const cv::v_uint8 opaque = cv::vx_setall_u8(255);
-    for (const int n = cv::v_uint8::nlanes; x <= w - n; x += n) {
-        cv::v_uint8 b, g, r, a = opaque;
-        cv::v_load_deinterleave(s + 3 * x, b, g, r);
-        if (keepFourth) {
-            cv::v_uint8 ob, og, orr;
-            cv::v_load_deinterleave(d + 4 * x, ob, og, orr, a);
+    using namespace cv;
+    // Interleaved by two zips (b with g, r with a zero byte, then the pairs) into 32-bit pixels whose
+    // fourth byte is or-ed in: 255, or the destination's own, read as whole words (no four-way split).
+    const v_uint32 fourth = vx_setall_u32(0xFF000000u);
+    const v_uint8 zero = vx_setzero_u8();
+    for (const int n = v_uint8::nlanes; x <= w - n; x += n) {
+        v_uint8 b, g, r, bg[2], r0[2];
+        v_load_deinterleave(s + 3 * x, b, g, r);
+        v_zip(b, g, bg[0], bg[1]);
+        v_zip(r, zero, r0[0], r0[1]);
+        v_uint16 p[4];
+        v_zip(v_reinterpret_as_u16(bg[0]), v_reinterpret_as_u16(r0[0]), p[0], p[1]);
+        v_zip(v_reinterpret_as_u16(bg[1]), v_reinterpret_as_u16(r0[1]), p[2], p[3]);
+        for (int k = 0; k < 4; ++k) {
+            auto* out = reinterpret_cast<unsigned*>(d + 4 * x + k * n);
+            const v_uint32 top = keepFourth ? vx_load(out) & fourth : fourth;
+            v_store(out, v_reinterpret_as_u32(p[k]) | top);
         }
-        cv::v_store_interleave(d + 4 * x, b, g, r, a);
     }
 #endif
     for (; x < w; ++x) {
@@ -123,6 +132,39 @@ void bgrToBgra(const uint8_t* s, uint8_t* d, int w, bool keepFourth)
         if (!keepFourth)
             d[4 * x + 3] = 255;
     }
+}
+
+void bytesToFloats(const uint8_t* s, float* d, int n)
+{
+    int x = 0;
+#if CV_SIMD
+    using namespace cv;
+    const int lanes = v_uint8::nlanes, quarter = lanes / 4;
+    for (; x <= n - lanes; x += lanes) {
+        v_uint16 half[2];
+        v_expand(vx_load(s + x), half[0], half[1]);
+        for (int h = 0; h < 2; ++h) {
+            v_uint32 q[2];
+            v_expand(half[h], q[0], q[1]);
+            v_store(d + x + (2 * h) * quarter, v_cvt_f32(v_reinterpret_as_s32(q[0])));
+            v_store(d + x + (2 * h + 1) * quarter, v_cvt_f32(v_reinterpret_as_s32(q[1])));
+        }
+    }
+#endif
+    for (; x < n; ++x)
+        d[x] = float(s[x]);
+}
+
+void invertBytes(const uint8_t* s, uint8_t* d, std::size_t n)
+{
+    std::size_t x = 0;
+#if CV_SIMD
+    const std::size_t lanes = std::size_t(cv::v_uint8::nlanes);
+    for (; x + lanes <= n; x += lanes)
+        cv::v_store(d + x, ~cv::vx_load(s + x));
+#endif
+    for (; x < n; ++x)
+        d[x] = uint8_t(255 - s[x]);
 }
 
 void luminance(const uint8_t* s, uint8_t* d, int w, int pixelBytes)

@@ -8,6 +8,7 @@
 namespace VEXA::simd {
 
 const RowKernels baselineKernels{"baseline", baseline::bgrToGray, baseline::bgraToGray, baseline::bgraToBgr,
-                                 baseline::bgrToBgra, baseline::luminance, baseline::sumBytes, baseline::yuvToBgra, baseline::streamBytes};
+                                 baseline::bgrToBgra, baseline::luminance, baseline::sumBytes, baseline::yuvToBgra,
+    baseline::bytesToFloats, baseline::invertBytes, baseline::streamBytes};
 
 } // namespace VEXA::simd
