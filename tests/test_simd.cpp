@@ -73,11 +73,15 @@ TEST(RowKernels, ReLayoutsMatchTheirScalarRules)
             for (int x = 0; x < w; ++x)
                 ASSERT_EQ(dst[x], 255 - src[x]) << k->name << " w " << w;
             ASSERT_TRUE(std::equal(dst.begin() + w, dst.end(), before.begin() + w));
-            std::vector<float> floats(size_t(w) + 1, -1.0f);
-            k->bytesToFloats(src.data(), floats.data(), w);
-            for (int x = 0; x < w; ++x)
-                ASSERT_EQ(floats[size_t(x)], float(src[x])) << k->name << " w " << w;
-            ASSERT_EQ(floats[size_t(w)], -1.0f);
+            for (bool stream : {false, true}) {
+                std::vector<float> floats(size_t(w) + 2, -1.0f); // from floats[1]: off the vector alignment
+                k->bytesToFloats(src.data(), floats.data() + 1, w, stream);
+                simd::finishStreaming();
+                for (int x = 0; x < w; ++x)
+                    ASSERT_EQ(floats[size_t(x) + 1], float(src[x])) << k->name << " w " << w;
+                ASSERT_EQ(floats[0], -1.0f);
+                ASSERT_EQ(floats[size_t(w) + 1], -1.0f);
+            }
 
             for (bool keep : {false, true}) {
                 dst = before;

@@ -26,6 +26,7 @@
 #include <vexa/imp/dispatch.h>
 #include <vexa/imp/frame.h>
 #include <vexa/imp/simd/row_kernels.h>
+#include <vexa/imp/streaming.h>
 
 #include <cfloat>
 #include <cstring>
@@ -317,11 +318,17 @@ inline VStatus convertImage(const RasterT<PixelXRGB<quint8>>& src, const RasterT
     });
 }
 
+// Four bytes written for each one read: a large result goes past the cache (see imp/streaming.h).
 inline VStatus convertImage(const RasterT<PixelGray<quint8>>& src, const RasterT<PixelGray<float>>& dst)
 {
-    return convertRows(src, dst, [](const std::uint8_t* s, std::uint8_t* d, int w) {
-        simd::rowKernels().bytesToFloats(s, reinterpret_cast<float*>(d), w);
+    const qint64 written = qint64(std::min(src.width, dst.roi.width)) * std::min(src.height, dst.roi.height) * 4;
+    const bool stream = written >= StreamingBytes;
+    convertRows(src, dst, [stream](const std::uint8_t* s, std::uint8_t* d, int w) {
+        simd::rowKernels().bytesToFloats(s, reinterpret_cast<float*>(d), w, stream);
     });
+    if (stream)
+        simd::finishStreaming();
+    return VStatus::Ok;
 }
 
 inline VStatus convertImage(const RasterT<PixelXRGB<quint8>>& src, const RasterT<PixelBGR<quint8>>& dst)

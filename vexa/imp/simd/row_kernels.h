@@ -27,8 +27,8 @@ struct RowKernels {
     std::uint64_t (*sumBytes)(const std::uint8_t* src, int count);
     // YUV422 (Y0 U Y1 V per pair of pixels) to 4-byte BGRA-ordered pixels, fourth byte as above.
     void (*yuvToBgra)(const std::uint8_t* src, std::uint8_t* dst, int width, bool keepFourth);
-    // Bytes to floats of the same values.
-    void (*bytesToFloats)(const std::uint8_t* src, float* dst, int count);
+    // Bytes to floats of the same values; with stream, by streaming stores (see streamBytes).
+    void (*bytesToFloats)(const std::uint8_t* src, float* dst, int count, bool stream);
     // 255 - each byte.
     void (*invertBytes)(const std::uint8_t* src, std::uint8_t* dst, std::size_t count);
     // Copies n bytes with stores that bypass the caches where the destination is vector-aligned; the

@@ -134,22 +134,31 @@ void bgrToBgra(const uint8_t* s, uint8_t* d, int w, bool keepFourth)
     }
 }
 
-void bytesToFloats(const uint8_t* s, float* d, int n)
+void bytesToFloats(const uint8_t* s, float* d, int n, bool stream)
 {
     int x = 0;
 #if CV_SIMD
     using namespace cv;
     const int lanes = v_uint8::nlanes, quarter = lanes / 4;
+    if (stream) // floats up to a vector-aligned one, then aligned streaming stores
+        for (; x < n && (reinterpret_cast<std::uintptr_t>(d + x) & (sizeof(v_float32) - 1)) != 0; ++x)
+            d[x] = float(s[x]);
     for (; x <= n - lanes; x += lanes) {
         v_uint16 half[2];
         v_expand(vx_load(s + x), half[0], half[1]);
-        for (int h = 0; h < 2; ++h) {
-            v_uint32 q[2];
-            v_expand(half[h], q[0], q[1]);
-            v_store(d + x + (2 * h) * quarter, v_cvt_f32(v_reinterpret_as_s32(q[0])));
-            v_store(d + x + (2 * h + 1) * quarter, v_cvt_f32(v_reinterpret_as_s32(q[1])));
+        v_uint32 q[4];
+        v_expand(half[0], q[0], q[1]);
+        v_expand(half[1], q[2], q[3]);
+        for (int k = 0; k < 4; ++k) {
+            const v_float32 f = v_cvt_f32(v_reinterpret_as_s32(q[k]));
+            if (stream)
+                v_store_aligned_nocache(d + x + k * quarter, f);
+            else
+                v_store(d + x + k * quarter, f);
         }
     }
+#else
+    (void)stream;
 #endif
     for (; x < n; ++x)
         d[x] = float(s[x]);
