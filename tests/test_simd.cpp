@@ -68,11 +68,15 @@ TEST(RowKernels, ReLayoutsMatchTheirScalarRules)
                     ASSERT_EQ(dst[3 * x + c], src[4 * x + c]) << k->name << " w " << w;
             ASSERT_TRUE(std::equal(dst.begin() + 3 * w, dst.end(), before.begin() + 3 * w)) << "nothing past the row";
 
-            dst = before;
-            k->invertBytes(src.data(), dst.data(), size_t(w));
-            for (int x = 0; x < w; ++x)
-                ASSERT_EQ(dst[x], 255 - src[x]) << k->name << " w " << w;
-            ASSERT_TRUE(std::equal(dst.begin() + w, dst.end(), before.begin() + w));
+            for (bool stream : {false, true}) {
+                dst = before;
+                k->invertBytes(src.data(), dst.data() + 1, size_t(w), stream);
+                simd::finishStreaming();
+                for (int x = 0; x < w; ++x)
+                    ASSERT_EQ(dst[x + 1], 255 - src[x]) << k->name << " w " << w;
+                ASSERT_EQ(dst[0], before[0]);
+                ASSERT_TRUE(std::equal(dst.begin() + w + 1, dst.end(), before.begin() + w + 1));
+            }
             for (bool stream : {false, true}) {
                 std::vector<float> floats(size_t(w) + 2, -1.0f); // from floats[1]: off the vector alignment
                 k->bytesToFloats(src.data(), floats.data() + 1, w, stream);

@@ -11,6 +11,7 @@
 #include <vexa/imp/frame.h>
 #include <vexa/imp/image_converters.h>
 #include <vexa/imp/simd/row_kernels.h>
+#include <vexa/imp/streaming.h>
 #include <vexa/gen/gen_normalization.h>
 
 #include <opencv2/imgproc.hpp>
@@ -121,11 +122,16 @@ template <class P>
 VStatus negativeImage(const RasterT<P>& src, const RasterT<P>& dst)
 {
     using T = typename PixelTraits<P>::Component;
-    if constexpr (std::is_same_v<T, quint8> && colourCount<P> == PixelTraits<P>::components)
-        forEachRowPair(src, src.roi, dst, dst.roi, [](const P* s, P* d, qint32 w) {
-            simd::rowKernels().invertBytes(componentsOf(*s), componentsOf(*d), size_t(w) * sizeof(P));
+    if constexpr (std::is_same_v<T, quint8> && colourCount<P> == PixelTraits<P>::components) {
+        // A byte written for each byte read, like a copy: large results go past the cache.
+        const qint64 written = qint64(std::min(src.roi.width, dst.roi.width)) * std::min(src.roi.height, dst.roi.height) * qint64(sizeof(P));
+        const bool stream = written >= StreamingBytes && separateBuffers(src, dst);
+        forEachRowPair(src, src.roi, dst, dst.roi, [stream](const P* s, P* d, qint32 w) {
+            simd::rowKernels().invertBytes(componentsOf(*s), componentsOf(*d), size_t(w) * sizeof(P), stream);
         });
-    else if constexpr (std::is_floating_point_v<T>)
+        if (stream)
+            simd::finishStreaming();
+    } else if constexpr (std::is_floating_point_v<T>)
         mapColours(src, dst, [](T c) { return T(fullScale<T> - c); });
     else // in the component's own integers, which the compiler vectorises; c <= full: no wrap
         mapColours(src, dst, [](T c) { return T(T(fullScale<T>) - c); });

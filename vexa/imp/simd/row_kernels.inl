@@ -164,13 +164,21 @@ void bytesToFloats(const uint8_t* s, float* d, int n, bool stream)
         d[x] = float(s[x]);
 }
 
-void invertBytes(const uint8_t* s, uint8_t* d, std::size_t n)
+void invertBytes(const uint8_t* s, uint8_t* d, std::size_t n, bool stream)
 {
     std::size_t x = 0;
 #if CV_SIMD
     const std::size_t lanes = std::size_t(cv::v_uint8::nlanes);
+    if (stream) {
+        for (; x < n && (reinterpret_cast<std::uintptr_t>(d + x) & (lanes - 1)) != 0; ++x)
+            d[x] = uint8_t(255 - s[x]);
+        for (; x + lanes <= n; x += lanes)
+            cv::v_store_aligned_nocache(d + x, ~cv::vx_load(s + x));
+    }
     for (; x + lanes <= n; x += lanes)
         cv::v_store(d + x, ~cv::vx_load(s + x));
+#else
+    (void)stream;
 #endif
     for (; x < n; ++x)
         d[x] = uint8_t(255 - s[x]);
