@@ -32,7 +32,7 @@ VStatus copyRect(const RasterT<Pixel>& src, const RasterT<Pixel>& dst, const Rec
     if (s == d)
         return VStatus::Ok;
     const size_t rowBytes = size_t(w) * sizeof(Pixel);
-    if (qint64(rowBytes) * h >= StreamingBytes && separateBuffers(src, dst)) {
+    if (streamsInto(src, from, dst, to)) {
         const auto& kernels = simd::rowKernels();
         for (qint32 y = 0; y < h; ++y)
             kernels.streamBytes(reinterpret_cast<std::uint8_t*>(dst.row(to.y + y) + to.x),

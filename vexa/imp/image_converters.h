@@ -321,8 +321,7 @@ inline VStatus convertImage(const RasterT<PixelXRGB<quint8>>& src, const RasterT
 // Four bytes written for each one read: a large result goes past the cache (see imp/streaming.h).
 inline VStatus convertImage(const RasterT<PixelGray<quint8>>& src, const RasterT<PixelGray<float>>& dst)
 {
-    const qint64 written = qint64(std::min(src.width, dst.roi.width)) * std::min(src.height, dst.roi.height) * 4;
-    const bool stream = written >= StreamingBytes;
+    const bool stream = streamsInto(src, src.whole(), dst, dst.roi);
     convertRows(src, dst, [stream](const std::uint8_t* s, std::uint8_t* d, int w) {
         simd::rowKernels().bytesToFloats(s, reinterpret_cast<float*>(d), w, stream);
     });

@@ -124,8 +124,7 @@ VStatus negativeImage(const RasterT<P>& src, const RasterT<P>& dst)
     using T = typename PixelTraits<P>::Component;
     if constexpr (std::is_same_v<T, quint8> && colourCount<P> == PixelTraits<P>::components) {
         // A byte written for each byte read, like a copy: large results go past the cache.
-        const qint64 written = qint64(std::min(src.roi.width, dst.roi.width)) * std::min(src.roi.height, dst.roi.height) * qint64(sizeof(P));
-        const bool stream = written >= StreamingBytes && separateBuffers(src, dst);
+        const bool stream = streamsInto(src, src.roi, dst, dst.roi);
         forEachRowPair(src, src.roi, dst, dst.roi, [stream](const P* s, P* d, qint32 w) {
             simd::rowKernels().invertBytes(componentsOf(*s), componentsOf(*d), size_t(w) * sizeof(P), stream);
         });

@@ -1,4 +1,4 @@
-// Copying large blocks past the caches.
+// Writing large results past the caches.
 //
 // A destination of more than StreamingBytes does not stay in any one core's share of the last-level cache:
 // written through the cache, every line is first read from memory (to be overwritten). Streaming stores
@@ -12,19 +12,22 @@
 #include <vexa/imp/raster.h>
 #include <vexa/imp/simd/row_kernels.h>
 
+#include <algorithm>
 #include <cstdint>
 
 namespace VEXA {
 
 constexpr qint64 StreamingBytes = qint64(16) << 20;
 
-// Whether the two rasters' buffers share no byte (only then may a copy ignore the order of its rows).
+// Whether a kernel that walks the common size of two rectangles (each inside its own raster) should write
+// the destination with streaming stores: it is large, and no byte of it is also a byte of the source.
 template <class S, class D>
-bool separateBuffers(const RasterT<S>& src, const RasterT<D>& dst)
+bool streamsInto(const RasterT<S>& src, const Rect& from, const RasterT<D>& dst, const Rect& to)
 {
+    const qint64 written = qint64(std::min(from.width, to.width)) * std::min(from.height, to.height) * qint64(sizeof(D));
     const auto begin = [](const auto& r) { return reinterpret_cast<std::uintptr_t>(r.data); };
     const auto end = [&begin](const auto& r) { return begin(r) + std::uintptr_t(qint64(r.bytesPerLine) * r.height); };
-    return end(src) <= begin(dst) || end(dst) <= begin(src);
+    return written >= StreamingBytes && (end(src) <= begin(dst) || end(dst) <= begin(src));
 }
 
 } // namespace VEXA
