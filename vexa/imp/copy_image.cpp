@@ -15,25 +15,14 @@ void sumRowsModulo256(const quint8* const* rows, int count, quint8* out, size_t 
     alignas(64) quint8 acc[ChunkBytes];
     for (size_t at = 0; at < bytes; at += ChunkBytes) {
         const size_t n = std::min(ChunkBytes, bytes - at);
-        // Four rows a pass keeps the passes over the chunk few; the first pass sets it.
-        for (int i = 0; i < count; i += 4) {
+        // The first row sets the chunk; the others are added four a pass, which keeps the passes few.
+        std::memcpy(acc, rows[0] + at, n);
+        for (int i = 1; i < count; i += 4) {
             const quint8* a = rows[i] + at;
             const quint8* b = i + 1 < count ? rows[i + 1] + at : nullptr;
             const quint8* c = i + 2 < count ? rows[i + 2] + at : nullptr;
             const quint8* d = i + 3 < count ? rows[i + 3] + at : nullptr;
-            if (i == 0) {
-                if (d)
-                    for (size_t k = 0; k < n; ++k)
-                        acc[k] = quint8(a[k] + b[k] + c[k] + d[k]);
-                else if (c)
-                    for (size_t k = 0; k < n; ++k)
-                        acc[k] = quint8(a[k] + b[k] + c[k]);
-                else if (b)
-                    for (size_t k = 0; k < n; ++k)
-                        acc[k] = quint8(a[k] + b[k]);
-                else
-                    std::memcpy(acc, a, n);
-            } else if (d) {
+            if (d) {
                 for (size_t k = 0; k < n; ++k)
                     acc[k] = quint8(acc[k] + a[k] + b[k] + c[k] + d[k]);
             } else if (c) {

@@ -14,6 +14,13 @@ namespace {
 
 using std::uint8_t;
 
+// Elements of the given size from p to the first address aligned to alignment (a power of two).
+template <class T>
+inline std::size_t untilAligned(const T* p, std::size_t alignment)
+{
+    return ((std::size_t(0) - reinterpret_cast<std::uintptr_t>(p)) & (alignment - 1)) / sizeof(T);
+}
+
 inline uint8_t graySum(uint8_t b, uint8_t g, uint8_t r, const uint8_t* correction)
 {
     const unsigned sum = 587u * g + 114u * b + 299u * r;
@@ -22,6 +29,20 @@ inline uint8_t graySum(uint8_t b, uint8_t g, uint8_t r, const uint8_t* correctio
 }
 
 #if CV_SIMD
+// Bytes widened to 16-bit lanes without crossing lanes: even-indexed bytes (a mask) and odd-indexed bytes (a
+// shift). narrowEvenOdd puts two such halves (each value below 256) back in byte order.
+inline void widenEvenOdd(const cv::v_uint8& v, cv::v_uint16 (&halves)[2])
+{
+    const cv::v_uint16 pairs = cv::v_reinterpret_as_u16(v);
+    halves[0] = pairs & cv::vx_setall_u16(0x00FF);
+    halves[1] = pairs >> 8;
+}
+
+inline cv::v_uint8 narrowEvenOdd(const cv::v_uint16 (&halves)[2])
+{
+    return cv::v_reinterpret_as_u8(halves[0] | (halves[1] << 8));
+}
+
 // The gray values of one vector of pixels; lanes at exact multiples of 1000 corrected afterwards.
 inline void grayVector(const cv::v_uint8& b, const cv::v_uint8& g, const cv::v_uint8& r, uint8_t* dst,
                        const uint8_t* correction)
@@ -30,11 +51,10 @@ inline void grayVector(const cv::v_uint8& b, const cv::v_uint8& g, const cv::v_u
     const v_uint16 c73 = vx_setall_u16(73), c14 = vx_setall_u16(14), c37 = vx_setall_u16(37);
     const v_uint16 c7 = vx_setall_u16(7), c125 = vx_setall_u16(125), reciprocal = vx_setall_u16(33555);
     const v_uint16 zero = vx_setzero_u16(), lowByte = vx_setall_u16(0x00FF), highByte = vx_setall_u16(0xFF00);
-    // Even pixels in the low byte of each 16-bit lane, odd pixels in the high byte: a mask and a shift
-    // widen them in place, and the two halves go back together the same way (no lane-crossing expansion).
-    const v_uint16 b16 = v_reinterpret_as_u16(b), g16 = v_reinterpret_as_u16(g), r16 = v_reinterpret_as_u16(r);
-    const v_uint16 bh[2] = {b16 & lowByte, b16 >> 8}, gh[2] = {g16 & lowByte, g16 >> 8}, rh[2] = {r16 & lowByte, r16 >> 8};
-    v_uint16 q[2], exact[2];
+    v_uint16 bh[2], gh[2], rh[2], q[2], exact[2];
+    widenEvenOdd(b, bh);
+    widenEvenOdd(g, gh);
+    widenEvenOdd(r, rh);
     for (int h = 0; h < 2; ++h) {
         const v_uint16 u = v_mul_wrap(gh[h], c73) + v_mul_wrap(bh[h], c14) + v_mul_wrap(rh[h], c37);
         const v_uint16 gr = gh[h] + rh[h];
@@ -43,7 +63,7 @@ inline void grayVector(const cv::v_uint8& b, const cv::v_uint8& g, const cv::v_u
         q[h] = v_mul_hi(t, reciprocal) >> 6;
         exact[h] = ((rest & c7) == zero) & (t == v_mul_wrap(q[h], c125));
     }
-    v_store(dst, v_reinterpret_as_u8(q[0] | (q[1] << 8)));
+    v_store(dst, narrowEvenOdd(q));
     const v_uint8 anyExact = v_reinterpret_as_u8((exact[0] & lowByte) | (exact[1] & highByte));
     if (!v_check_any(anyExact))
         return;
@@ -141,7 +161,7 @@ void bytesToFloats(const uint8_t* s, float* d, int n, bool stream)
     using namespace cv;
     const int lanes = v_uint8::nlanes, quarter = lanes / 4;
     if (stream) // floats up to a vector-aligned one, then aligned streaming stores
-        for (; x < n && (reinterpret_cast<std::uintptr_t>(d + x) & (sizeof(v_float32) - 1)) != 0; ++x)
+        for (const int head = std::min(n, int(untilAligned(d, sizeof(v_float32)))); x < head; ++x)
             d[x] = float(s[x]);
     for (; x <= n - lanes; x += lanes) {
         v_uint16 half[2];
@@ -170,7 +190,7 @@ void invertBytes(const uint8_t* s, uint8_t* d, std::size_t n, bool stream)
 #if CV_SIMD
     const std::size_t lanes = std::size_t(cv::v_uint8::nlanes);
     if (stream) {
-        for (; x < n && (reinterpret_cast<std::uintptr_t>(d + x) & (lanes - 1)) != 0; ++x)
+        for (const std::size_t head = std::min(n, untilAligned(d, lanes)); x < head; ++x)
             d[x] = uint8_t(255 - s[x]);
         for (; x + lanes <= n; x += lanes)
             cv::v_store_aligned_nocache(d + x, ~cv::vx_load(s + x));
@@ -197,12 +217,12 @@ void luminance(const uint8_t* s, uint8_t* d, int w, int pixelBytes)
         else
             v_load_deinterleave(s + 4 * x, b, g, r, a);
         v_uint16 bh[2], gh[2], rh[2], l[2];
-        v_expand(b, bh[0], bh[1]);
-        v_expand(g, gh[0], gh[1]);
-        v_expand(r, rh[0], rh[1]);
+        widenEvenOdd(b, bh);
+        widenEvenOdd(g, gh);
+        widenEvenOdd(r, rh);
         for (int h = 0; h < 2; ++h) // at most 255 * 255: no 16-bit overflow
             l[h] = (v_mul_wrap(rh[h], c76) + v_mul_wrap(gh[h], c150) + v_mul_wrap(bh[h], c29)) >> 8;
-        v_store(d + x, v_pack(l[0], l[1]));
+        v_store(d + x, narrowEvenOdd(l));
     }
 #endif
     for (; x < w; ++x) {
@@ -218,14 +238,13 @@ std::uint64_t sumBytes(const uint8_t* s, int count)
 #if CV_SIMD
     using namespace cv;
     const int n = v_uint8::nlanes;
-    const v_uint16 lowByte = vx_setall_u16(0x00FF);
     while (x <= count - n) {
-        // Each 16-bit lane takes the two bytes above it (a mask and a shift, no lane-crossing expansion),
-        // at most 510 a vector: 128 vectors stay below 65536.
+        // Each 16-bit lane takes the two bytes above it, at most 510 a vector: 128 vectors stay below 65536.
         v_uint16 acc = vx_setzero_u16();
         for (int k = 0; k < 128 && x <= count - n; ++k, x += n) {
-            const v_uint16 pairs = v_reinterpret_as_u16(vx_load(s + x));
-            acc += (pairs & lowByte) + (pairs >> 8);
+            v_uint16 halves[2];
+            widenEvenOdd(vx_load(s + x), halves);
+            acc += halves[0] + halves[1];
         }
         v_uint32 a0, a1;
         v_expand(acc, a0, a1);
@@ -313,7 +332,7 @@ void streamBytes(uint8_t* d, const uint8_t* s, std::size_t n)
 #if CV_SIMD
     // Ordinary stores up to the first vector-aligned byte, then whole vectors that skip the caches.
     const std::size_t lanes = std::size_t(cv::v_uint8::nlanes);
-    k = std::min(n, (std::size_t(0) - reinterpret_cast<std::uintptr_t>(d)) & (lanes - 1));
+    k = std::min(n, untilAligned(d, lanes));
     std::memcpy(d, s, k);
     for (; k + lanes <= n; k += lanes)
         cv::v_store_aligned_nocache(d + k, cv::vx_load(s + k));
