@@ -14,32 +14,6 @@ using namespace VEXA;
 
 namespace {
 
-// A cv::Mat over an image's roi, built here independently of the library's bridge.
-cv::Mat roiMat(const VImage& image)
-{
-    const QRect r = image.roi();
-    const int cn = channelsOf(image.format()), esz = bitsOf(image.channelType()) / 8;
-    return cv::Mat(r.height(), r.width(), CV_MAKETYPE(int(image.channelType()), cn),
-                   image.rawData() + r.y() * image.bytesPerLine() + r.x() * cn * esz, size_t(image.bytesPerLine()));
-}
-
-bool sameRoiBytes(const VImage& a, const VImage& b)
-{
-    const cv::Mat ma = roiMat(a), mb = roiMat(b);
-    if (ma.size() != mb.size() || ma.type() != mb.type())
-        return false;
-    for (int y = 0; y < ma.rows; ++y)
-        if (std::memcmp(ma.ptr(y), mb.ptr(y), ma.cols * ma.elemSize()) != 0)
-            return false;
-    return true;
-}
-
-VImage withRoi(VImage image, QRect roi)
-{
-    image.setRoi(roi);
-    return image;
-}
-
 using TwoImageOp = VStatus (*)(const VImage&, const VImage&, VImage*);
 using CvTwoImageOp = std::function<void(const cv::Mat&, const cv::Mat&, cv::Mat&)>;
 

@@ -7,6 +7,7 @@
 #include <vexa/imp/ImageData.h>
 #include <vexa/imp/VHistogram.h>
 #include <vexa/imp/VImage.h>
+#include <vexa/imp/VConvKernel.h>
 #include <vexa/imp/VImageList.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/formats.h>
@@ -18,5 +19,7 @@
 #include <vexa/gen/gen_histograms.h>
 #include <vexa/gen/gen_image_converters.h>
 #include <vexa/gen/gen_math_image.h>
+#include <vexa/gen/gen_morph_image.h>
 #include <vexa/gen/gen_normalization.h>
+#include <vexa/gen/gen_smooth_image.h>
 #include <vexa/gen/gen_stat_image.h>

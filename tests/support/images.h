@@ -5,6 +5,8 @@
 
 #include <QCryptographicHash>
 
+#include <opencv2/core.hpp>
+
 #include <cstring>
 #include <random>
 
@@ -41,4 +43,30 @@ inline VImage failedImage(const VImage& image)
     VImage failed = image.copy();
     failed.setStatus(VLog::errorStream("Vexa", "f", "t", 1, Issue::None) << "broken on purpose");
     return failed;
+}
+
+// A cv::Mat over an image's roi, built here independently of the library's bridge.
+inline cv::Mat roiMat(const VImage& image)
+{
+    const QRect r = image.roi();
+    const int cn = VEXA::channelsOf(image.format()), esz = VEXA::bitsOf(image.channelType()) / 8;
+    return cv::Mat(r.height(), r.width(), CV_MAKETYPE(int(image.channelType()), cn),
+                   image.rawData() + r.y() * image.bytesPerLine() + r.x() * cn * esz, size_t(image.bytesPerLine()));
+}
+
+inline bool sameRoiBytes(const VImage& a, const VImage& b)
+{
+    const cv::Mat ma = roiMat(a), mb = roiMat(b);
+    if (ma.size() != mb.size() || ma.type() != mb.type())
+        return false;
+    for (int y = 0; y < ma.rows; ++y)
+        if (std::memcmp(ma.ptr(y), mb.ptr(y), ma.cols * ma.elemSize()) != 0)
+            return false;
+    return true;
+}
+
+inline VImage withRoi(VImage image, QRect roi)
+{
+    image.setRoi(roi);
+    return image;
 }

@@ -1,5 +1,6 @@
 #include <vexa/gen/gen_math_image.h>
 
+#include <vexa/imp/filter_image.h>
 #include <vexa/imp/math_image.h>
 
 #include <cmath>
@@ -63,6 +64,21 @@ VImage& prepareMask(const VImage& src, VImage* destination)
     if (dst.format() != GrayScale || dst.channelType() != Channel8u)
         throwUnsupported();
     return dst;
+}
+
+// The C wrappers of the linear filters let the depth change, never the size or the channel count.
+void requireDerivable(const cv::Mat& s, const cv::Mat& d, const char* cFunction)
+{
+    requireOpenCv(s.size() == d.size() && s.channels() == d.channels(),
+                  "src.size() == dst.size() && src.channels() == dst.channels()", cFunction);
+}
+
+// A coordinate truncated toward zero; beyond the int range (or NaN) it becomes an int no kernel contains.
+int truncatedCoordinate(double v)
+{
+    if (v > -2147483649.0 && v < 2147483648.0)
+        return int(v);
+    return v > 0 ? INT32_MAX : INT32_MIN;
 }
 
 bool inverseOf(ThresholdOperation op)
@@ -349,6 +365,48 @@ double getMean(const VImage& src)
         return dispatch(GrayStatisticsPixels{}, src, [&](const auto& s) { return kernel::getMean(s, &mean); });
     });
     return mean;
+}
+
+VStatus filter2D(const VImage& src, VImage* dst, const VImage& kernel, QPointF anchor)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(kernel);
+        if (!supports(FilterKernelPixels{}, kernel.format(), kernel.channelType()))
+            throwUnsupported();
+        return throughOpenCv(DerivativePixels{}, src, dst, [&](const cv::Mat& s, cv::Mat& d, auto) {
+            const cv::Mat k = asCvMat(kernel);
+            requireDerivable(s, d, "cvFilter2D");
+            checkKernelExtent(s, k.cols, k.rows);
+            const cv::Point at(truncatedCoordinate(anchor.x()), truncatedCoordinate(anchor.y()));
+            writeInto(d, [&](cv::Mat& o) { cv::filter2D(s, o, o.depth(), k, at, 0, cv::BORDER_REPLICATE); });
+        });
+    });
+}
+
+VStatus laplaceImage(const VImage& src, VImage* dst, int aperture)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return throughOpenCv(DerivativePixels{}, src, dst, [&](const cv::Mat& s, cv::Mat& d, auto) {
+            requireDerivable(s, d, "cvLaplace");
+            checkKernelExtent(s, aperture, aperture);
+            writeInto(d, [&](cv::Mat& o) { cv::Laplacian(s, o, o.depth(), aperture, 1, 0, cv::BORDER_REPLICATE); });
+        });
+    });
+}
+
+VStatus sobelImage(const VImage& src, VImage* dst, int xorder, int yorder, int aperture)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        return throughOpenCv(DerivativePixels{}, src, dst, [&](const cv::Mat& s, cv::Mat& d, auto) {
+            requireDerivable(s, d, "cvSobel");
+            checkKernelExtent(s, aperture, aperture);
+            writeInto(d, [&](cv::Mat& o) {
+                cv::Sobel(s, o, o.depth(), xorder, yorder, aperture, 1, 0, cv::BORDER_REPLICATE);
+            });
+            if (src.origin() != OriginTopLeft && yorder % 2 != 0)
+                d.convertTo(d, -1, -1.0);
+        });
+    });
 }
 
 } // namespace VEXA

@@ -36,10 +36,29 @@
 //   coordinates; -1 and "No common points" when there are none.
 // - getMax: the largest value of a gray roi, starting from 0 (all negative gives 0).
 // - getMean: the mean of a gray roi; -1 on failure.
+//
+// Convolution and derivatives, each one OpenCV call with the border replicated at the roi's edge. Sources:
+// every format in 8u, 16u, 16s, 32f. The result takes the destination's channel type: a new destination
+// has the source's, a prepared one of the source's format may be wider (8u into 16s or 32f keeps negative
+// and large results; 8u into 8u saturates them to 0..255). A destination of another size or format fails
+// with OpenCV's C-interface error (-215, "src.size() == dst.size() && src.channels() == dst.channels()"),
+// a depth pair OpenCV does not run with its own. In place all three give the result they give into a
+// separate image.
+// - filter2D(src, dst, kernel, anchor): correlation (the kernel is not flipped) with kernel, a GrayScale
+//   image of any channel type whose roi is the kernel; the anchor's coordinates truncated toward zero,
+//   -1 meaning the centre. A kernel so large that OpenCV's working buffers would pass imageSizeLimit() is
+//   refused ("Kernel is too large for the image").
+// - laplaceImage(aperture): d2/dx2 + d2/dy2; aperture 1 and 3 use 3 x 3 kernels, larger odd apertures up
+//   to 31 Sobel kernels.
+// - sobelImage(xorder, yorder, aperture): Sobel derivative; aperture -1 is Scharr's 3 x 3. For a source
+//   whose origin is bottom-left (origin 1) and an odd yorder the result is negated, rows counting upwards
+//   there (an unsigned destination then holds 0).
 #pragma once
 
 #include <vexa/imp/VImage.h>
 #include <vexa/vexa_export.h>
+
+#include <QPointF>
 
 namespace VEXA {
 
@@ -85,5 +104,9 @@ VEXA_EXPORT VStatus thresholdImageHue(const VImage& src, VImage* dst, ThresholdO
 VEXA_EXPORT VStatus compareImages(const VImage& a, const VImage& b, double* result);
 VEXA_EXPORT VStatus getMax(const VImage& src, double* result);
 VEXA_EXPORT double getMean(const VImage& src);
+
+VEXA_EXPORT VStatus filter2D(const VImage& src, VImage* dst, const VImage& kernel, QPointF anchor);
+VEXA_EXPORT VStatus laplaceImage(const VImage& src, VImage* dst, int aperture);
+VEXA_EXPORT VStatus sobelImage(const VImage& src, VImage* dst, int xorder, int yorder, int aperture);
 
 } // namespace VEXA

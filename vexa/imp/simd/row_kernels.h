@@ -12,6 +12,20 @@
 
 namespace VEXA::simd {
 
+// The unsharp mask's rule for 4-byte BGRA-ordered pixels, as sharpenRow applies it. A pixel is sharpened when
+// low <= |lum(blur) - lum(src)| <= high, lum = 0.114 B + 0.587 G + 0.299 R in double precision; then each of
+// B, G, R becomes bound8u((s - b) * amount + b), the fourth byte staying the blurred one; otherwise the
+// source pixel is copied whole. The row kernel decides by the exact integer 1000 * lum difference and asks
+// the double-precision rule only where that sum sits exactly on a bound; it computes the components as
+// b + (((s - b) * factor + bias) >> shift), which the caller has checked against the rule for every (s, b).
+struct SharpenRule {
+    double amount;
+    int low, high;                    // the bounds as given
+    std::int32_t lowSum, highSum;     // 1000 * the bounds, clamped to -1000 .. 256000
+    std::int32_t factor, bias;
+    int shift;
+};
+
 struct RowKernels {
     const char* name;
     // BGR (3 bytes) or BGRA-ordered 4-byte pixels to gray, by the double-precision rule.
@@ -34,6 +48,8 @@ struct RowKernels {
     // Copies n bytes with stores that bypass the caches where the destination is vector-aligned; the
     // writer must call finishStreaming() before anyone else may read them.
     void (*streamBytes)(std::uint8_t* dst, const std::uint8_t* src, std::size_t n);
+    // dst holds the blurred row and receives the sharpened one (see SharpenRule).
+    void (*sharpenRow)(const std::uint8_t* src, std::uint8_t* dst, int width, const SharpenRule& rule);
 };
 
 // Orders the streaming stores before every later store (a store fence).

@@ -5,6 +5,7 @@
 // every t below 31875. The double-precision rule gives that quotient except at some exact multiples of
 // 1000, where its sum rounds just below the integer: those lanes take one off by grayCorrection().
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -338,6 +339,97 @@ void streamBytes(uint8_t* d, const uint8_t* s, std::size_t n)
         cv::v_store_aligned_nocache(d + k, cv::vx_load(s + k));
 #endif
     std::memcpy(d + k, s + k, n - k);
+}
+
+// The unsharp mask's decision and pixel by the double-precision rule itself (tails and exact bounds).
+inline bool sharpenInside(const uint8_t* s, const uint8_t* b, const SharpenRule& rule)
+{
+    const double lumBlur = 0.114 * b[0] + 0.587 * b[1] + 0.299 * b[2];
+    const double lumSrc = 0.114 * s[0] + 0.587 * s[1] + 0.299 * s[2];
+    const double difference = std::abs(lumBlur - lumSrc);
+    return rule.low <= difference && difference <= rule.high;
+}
+
+inline uint8_t bound8(double v) { return !(v > 0.0) ? 0 : v >= 255.0 ? 255 : uint8_t(v); }
+
+inline void sharpenPixel(const uint8_t* s, uint8_t* d, const SharpenRule& rule)
+{
+    if (!sharpenInside(s, d, rule)) {
+        std::memcpy(d, s, 4);
+        return;
+    }
+    for (int c = 0; c < 3; ++c)
+        d[c] = bound8(double(s[c] - d[c]) * rule.amount + double(d[c]));
+}
+
+void sharpenRow(const uint8_t* s, uint8_t* d, int w, const SharpenRule& rule)
+{
+    int x = 0;
+#if CV_SIMD
+    using namespace cv;
+    const int n = v_uint8::nlanes;
+    // 1000 * (lum(src) - lum(blur)) = 114 dB + 587 dG + 299 dR exactly, d = s - b: (dB, dG) pairs by a dot
+    // product, dR by a widening multiply, each giving the pixels in order.
+    const v_int16 blueGreen = v_reinterpret_as_s16(vx_setall_u32(587u << 16 | 114u)), red = vx_setall_s16(299);
+    const v_int32 lowSum = vx_setall_s32(rule.lowSum), highSum = vx_setall_s32(rule.highSum);
+    const v_int32 factor = vx_setall_s32(rule.factor), bias = vx_setall_s32(rule.bias);
+    for (; x <= w - n; x += n) {
+        v_uint8 sv[4], bv[4];
+        v_load_deinterleave(s + 4 * x, sv[0], sv[1], sv[2], sv[3]);
+        v_load_deinterleave(d + 4 * x, bv[0], bv[1], bv[2], bv[3]);
+        v_int16 diff[3][2], blur[3][2]; // [component][half of the pixels]
+        for (int c = 0; c < 3; ++c) {
+            v_uint16 s16[2], b16[2];
+            v_expand(sv[c], s16[0], s16[1]);
+            v_expand(bv[c], b16[0], b16[1]);
+            for (int h = 0; h < 2; ++h) {
+                blur[c][h] = v_reinterpret_as_s16(b16[h]);
+                diff[c][h] = v_reinterpret_as_s16(s16[h]) - blur[c][h];
+            }
+        }
+        v_int16 inside[2], onBound[2];
+        for (int h = 0; h < 2; ++h) {
+            v_int16 bg[2];
+            v_zip(diff[0][h], diff[1][h], bg[0], bg[1]);
+            v_int32 r[2];
+            v_mul_expand(diff[2][h], red, r[0], r[1]);
+            v_int32 in[2], on[2];
+            for (int q = 0; q < 2; ++q) {
+                const v_int32 sum = v_reinterpret_as_s32(v_abs(v_dotprod(bg[q], blueGreen) + r[q]));
+                in[q] = (sum >= lowSum) & (sum <= highSum);
+                on[q] = (sum == lowSum) | (sum == highSum);
+            }
+            inside[h] = v_pack(in[0], in[1]);
+            onBound[h] = v_pack(on[0], on[1]);
+        }
+        v_uint8 mask = v_reinterpret_as_u8(v_pack(inside[0], inside[1]));
+        const v_uint8 bound = v_reinterpret_as_u8(v_pack(onBound[0], onBound[1]));
+        if (v_check_any(bound)) {
+            // On a bound the double-precision sums may fall either side of it: ask the rule.
+            uint8_t m[v_uint8::nlanes];
+            v_store(m, mask);
+            for (unsigned bits = unsigned(v_signmask(bound)); bits != 0; bits &= bits - 1) {
+                const int k = __builtin_ctz(bits);
+                m[k] = sharpenInside(s + 4 * (x + k), d + 4 * (x + k), rule) ? 0xFF : 0;
+            }
+            mask = vx_load(m);
+        }
+        v_uint8 out[4];
+        for (int c = 0; c < 3; ++c) {
+            v_int16 r[2];
+            for (int h = 0; h < 2; ++h) {
+                v_int32 lo, hi;
+                v_expand(diff[c][h], lo, hi);
+                r[h] = v_pack((lo * factor + bias) >> rule.shift, (hi * factor + bias) >> rule.shift) + blur[c][h]; // saturating
+            }
+            out[c] = v_select(mask, v_pack_u(r[0], r[1]), sv[c]);
+        }
+        out[3] = v_select(mask, bv[3], sv[3]);
+        v_store_interleave(d + 4 * x, out[0], out[1], out[2], out[3]);
+    }
+#endif
+    for (; x < w; ++x)
+        sharpenPixel(s + 4 * x, d + 4 * x, rule);
 }
 
 } // namespace
