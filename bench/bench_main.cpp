@@ -2,7 +2,9 @@
 // (single-threaded: the library starts no threads, so one thread against one) and memcpy of the same
 // number of bytes read and written, the physical limit. The table: kernel, ms per call, GB/s (bytes read
 // plus written per second), time relative to OpenCV (below 1 is faster) and throughput relative to memcpy,
-// each the median over all rounds (and repetitions) of a row.
+// each the median over all rounds (and repetitions) of a row. Rows of operations that wrap one OpenCV call
+// set the library's operation beside that bare call on the same memory: their "x OpenCV" is the cost of
+// the frame, checks and dispatch.
 //
 //   vexa_bench [--tiny] [google benchmark flags]    --tiny: a 64 x 48 image, for smoke runs
 #include <vexa/Vexa.h>
@@ -68,6 +70,9 @@ struct Fixture {
     VImage argbpOut = blank(ARGB_Premultiplied, Channel8u);
     VImageList stack;
     cv::Mat bgra, scratch, lut = cv::Mat(1, 256, CV_8U);
+    cv::Mat blurred, sharpened, graySrc, grayBlur, difference, inside; // the bare unsharp-mask chain
+    VImage kernel3;
+    VConvKernel rect3 = VConvKernel(3, 3, 1, 1, ConvKernelRect);
     VHistogram histogram;
     std::vector<unsigned char> from, to;
     double sink = 0;
@@ -79,6 +84,10 @@ struct Fixture {
         cv::cvtColor(matOf(bgr), bgra, cv::COLOR_BGR2BGRA);
         for (int i = 0; i < 256; ++i)
             lut.at<uchar>(i) = cv::saturate_cast<uchar>(i * 1.5 - 40);
+        kernel3.create(3, 3, GrayScale, Channel32f, OriginTopLeft, RowsAlignNone);
+        const float taps[9] = {0, -1, 0, -1, 5, -1, 0, -1, 0};
+        for (int y = 0; y < 3; ++y)
+            std::memcpy(kernel3.rawData() + y * kernel3.bytesPerLine(), taps + 3 * y, 12);
         const size_t most = size_t(width) * height * 14;
         from.assign(most, 1);
         to.assign(most, 0);
@@ -150,6 +159,45 @@ std::vector<Row> rows()
         {"countNonZero GrayScale", 1 * px, [&f] { int n; countNonZero(f.gray, &n); }, [&f] { f.sink = cv::countNonZero(matOf(f.gray)); }},
         {"copyImage BGR", 6 * px, [&f] { copyImage(f.bgr, &f.bgrOut); },
          [&f] { cv::Mat d = matOf(f.bgrOut); matOf(f.bgr).copyTo(d); }},
+        // Wrappers against the bare call (BGR 8u).
+        {"smoothGaussian 5 BGR", 6 * px, [&f] { smoothGaussian(f.bgr, &f.bgrOut, 5); },
+         [&f] { cv::Mat d = matOf(f.bgrOut); cv::GaussianBlur(matOf(f.bgr), d, {5, 5}, 0, 0, cv::BORDER_REPLICATE); }},
+        {"smoothMedian 5 BGR", 6 * px, [&f] { smoothMedian(f.bgr, &f.bgrOut, 5); },
+         [&f] { cv::Mat d = matOf(f.bgrOut); cv::medianBlur(matOf(f.bgr), d, 5); }},
+        {"smoothBlur 5x5 BGR", 6 * px, [&f] { smoothBlur(f.bgr, &f.bgrOut, 5, 5); },
+         [&f] { cv::Mat d = matOf(f.bgrOut); cv::boxFilter(matOf(f.bgr), d, -1, {5, 5}, {-1, -1}, true, cv::BORDER_REPLICATE); }},
+        {"erodeImage 3x3 rect BGR", 6 * px, [&f] { erodeImage(f.bgr, &f.bgrOut, f.rect3, 1); },
+         [&f] {
+             cv::Mat d = matOf(f.bgrOut);
+             cv::erode(matOf(f.bgr), d, cv::getStructuringElement(cv::MORPH_RECT, {3, 3}), {1, 1}, 1, cv::BORDER_REPLICATE);
+         }},
+        {"morphOpening 3x3 rect BGR", 6 * px, [&f] { morphOpening(f.bgr, &f.bgrOut, f.rect3, 1); },
+         [&f] {
+             cv::Mat d = matOf(f.bgrOut);
+             cv::morphologyEx(matOf(f.bgr), d, cv::MORPH_OPEN, cv::getStructuringElement(cv::MORPH_RECT, {3, 3}), {1, 1}, 1,
+                              cv::BORDER_REPLICATE);
+         }},
+        {"filter2D 3x3 BGR", 6 * px, [&f] { filter2D(f.bgr, &f.bgrOut, f.kernel3, QPointF(-1, -1)); },
+         [&f] { cv::Mat d = matOf(f.bgrOut); cv::filter2D(matOf(f.bgr), d, -1, matOf(f.kernel3), {-1, -1}, 0, cv::BORDER_REPLICATE); }},
+        {"sobelImage 1,0,3 BGR", 6 * px, [&f] { sobelImage(f.bgr, &f.bgrOut, 1, 0, 3); },
+         [&f] { cv::Mat d = matOf(f.bgrOut); cv::Sobel(matOf(f.bgr), d, -1, 1, 0, 3, 1, 0, cv::BORDER_REPLICATE); }},
+        {"laplaceImage 3 BGR", 6 * px, [&f] { laplaceImage(f.bgr, &f.bgrOut, 3); },
+         [&f] { cv::Mat d = matOf(f.bgrOut); cv::Laplacian(matOf(f.bgr), d, -1, 3, 1, 0, cv::BORDER_REPLICATE); }},
+        // The library's unsharp mask against the cheapest OpenCV chain for the same job: blur, weighted sum,
+        // both luminances, their difference, the range mask, and the source copied where it is outside.
+        {"sharpImage 5 XRGB", 8 * px, [&f] { sharpImage(f.xrgb, &f.xrgbOut, 5, 2.0, 3, 60); },
+         [&f] {
+             const cv::Mat s = matOf(f.xrgb);
+             cv::Mat d = matOf(f.xrgbOut);
+             cv::GaussianBlur(s, f.blurred, {5, 5}, 0, 0, cv::BORDER_REPLICATE);
+             cv::addWeighted(s, 2.0, f.blurred, -1.0, 0, d);
+             cv::cvtColor(s, f.graySrc, cv::COLOR_BGRA2GRAY);
+             cv::cvtColor(f.blurred, f.grayBlur, cv::COLOR_BGRA2GRAY);
+             cv::absdiff(f.graySrc, f.grayBlur, f.difference);
+             cv::inRange(f.difference, 3, 60, f.inside);
+             cv::bitwise_not(f.inside, f.inside);
+             s.copyTo(d, f.inside);
+         }},
     };
 }
 
@@ -195,7 +243,7 @@ void printTable(const std::vector<std::pair<std::string, double>>& bytes, const 
             continue;
         const Samples& s = found->second;
         const double own = median(s.own);
-        std::printf("%-30s %9.3f %8.2f %11.2f %10.2f %7zu\n", name.c_str(), own * 1e3, perCall / own / 1e9,
+        std::printf("%-30s %9.3f %8.2f %11.3f %10.2f %7zu\n", name.c_str(), own * 1e3, perCall / own / 1e9,
                     median(pairwise(s, [](double o, double c, double) { return o / c; })),
                     median(pairwise(s, [](double o, double, double m) { return m / o; })), s.own.size());
     }

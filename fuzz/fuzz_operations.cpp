@@ -27,6 +27,22 @@ struct State {
     int anyInt() { return in.ConsumeBool() ? smallInt() : in.ConsumeIntegral<int>(); }
     double anyDouble() { return in.ConsumeBool() ? double(smallInt()) : in.ConsumeFloatingPoint<double>(); }
     QRect rect() { return QRect(smallInt() - 8, smallInt() - 8, smallInt(), smallInt()); }
+    // Odd, even, zero, negative and now and then huge.
+    int size() { return in.ConsumeProbability<float>() < 0.9f ? in.ConsumeIntegralInRange(-3, 12) : in.ConsumeIntegral<int>(); }
+    // Every shape (OpenCV's three, the refused 3, the working 100, nonsense), values of any length, nested.
+    VConvKernel element()
+    {
+        static const int shapes[] = {0, 1, 2, 3, 100, -1, 7};
+        VConvKernel k(size(), size(), in.ConsumeIntegralInRange(-2, 6), in.ConsumeIntegralInRange(-2, 6),
+                      ConvKernelShape(shapes[in.ConsumeIntegralInRange(0, 6)]));
+        if (in.ConsumeBool()) {
+            QVariantList values;
+            for (int n = in.ConsumeIntegralInRange(0, 30); n > 0; --n)
+                values.append(in.ConsumeBool() ? QVariant(smallInt()) : QVariant(QVariantList{smallInt(), anyDouble()}));
+            k.setCustomValues(values);
+        }
+        return k;
+    }
     Rect vexaRect() { return Rect{smallInt() - 8, smallInt() - 8, smallInt(), smallInt()}; }
 };
 
@@ -125,6 +141,24 @@ const std::vector<std::function<void(State&)>>& operations()
         [](State& s) { s.image() = VImage::fromByteArray(s.image().toByteArray(CompressionLevel(s.in.ConsumeIntegralInRange(-2, 10)))); },
         [](State& s) { const QImage q = toQImage(s.image(), s.in.ConsumeIntegralInRange(-1, 40)); s.image() = fromQImage(q); },
         [](State& s) { const QImage view = asQImage(s.image()); if (!view.isNull()) (void)view.pixel(0, 0); },
+        [](State& s) { smoothGaussian(s.image(), s.destination(), s.size()); },
+        [](State& s) { smoothGaussianSigma(s.image(), s.destination(), s.size(), s.anyDouble()); },
+        [](State& s) { smoothMedian(s.image(), s.destination(), s.size()); },
+        [](State& s) { smoothBlur(s.image(), s.destination(), s.size(), s.size()); },
+        [](State& s) { smoothBlurNoScale(s.image(), s.destination(), s.size(), s.size()); },
+        [](State& s) { smoothBilaterial(s.image(), s.destination(), s.size(), s.size(), s.anyDouble(), s.anyDouble()); },
+        [](State& s) { sharpImage(s.image(), s.destination(), s.size(), s.anyDouble(), s.anyInt(), s.anyInt()); },
+        [](State& s) { erodeImage(s.image(), s.destination(), s.element(), s.size()); },
+        [](State& s) { dilateImage(s.image(), s.destination(), s.element(), s.size()); },
+        [](State& s) {
+            using Morph = VStatus (*)(const VImage&, VImage*, VConvKernel, int);
+            static const Morph ops[] = {morphOpening, morphClosing, morphGradient, morphTopHat, morphBlackHat};
+            ops[s.in.ConsumeIntegralInRange(0, 4)](s.image(), s.destination(), s.element(), s.size());
+        },
+        [](State& s) { VConvKernel k = s.element(); (void)k.kernel(); VConvKernel copy = k; (void)(copy == k); },
+        [](State& s) { filter2D(s.image(), s.destination(), s.image(), QPointF(s.anyDouble(), s.anyDouble())); },
+        [](State& s) { laplaceImage(s.image(), s.destination(), s.size()); },
+        [](State& s) { sobelImage(s.image(), s.destination(), s.size(), s.size(), s.size()); },
         [](State& s) { s.image() = makeImage(s.in); },
     };
     return all;
