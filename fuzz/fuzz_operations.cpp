@@ -6,6 +6,7 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <cmath>
 #include <functional>
 #include <vector>
 
@@ -25,7 +26,13 @@ struct State {
     VImage* destination() { return in.ConsumeProbability<float>() < 0.05f ? nullptr : &image(); }
     int smallInt() { return in.ConsumeIntegralInRange(-4, 40); }
     int anyInt() { return in.ConsumeBool() ? smallInt() : in.ConsumeIntegral<int>(); }
-    double anyDouble() { return in.ConsumeBool() ? double(smallInt()) : in.ConsumeFloatingPoint<double>(); }
+    double anyDouble()
+    {
+        static const double special[] = {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e-300, -0.0};
+        if (in.ConsumeProbability<float>() < 0.05f)
+            return special[in.ConsumeIntegralInRange(0, 4)];
+        return in.ConsumeBool() ? double(smallInt()) : in.ConsumeFloatingPoint<double>();
+    }
     QRect rect() { return QRect(smallInt() - 8, smallInt() - 8, smallInt(), smallInt()); }
     // Odd, even, zero, negative and now and then huge.
     int size() { return in.ConsumeProbability<float>() < 0.9f ? in.ConsumeIntegralInRange(-3, 12) : in.ConsumeIntegral<int>(); }

@@ -60,7 +60,7 @@ struct Wrapper {
     Origin origin = OriginBottomLeft;
 };
 
-cv::Mat elementMat() { return valuesElement().element().values; }
+cv::Mat elementMat() { return valuesElement().kernel()->values.clone(); }
 
 std::vector<Wrapper> wrappers()
 {
@@ -279,6 +279,16 @@ TEST(FilterWrappers, AbsurdKernelsAndValuesAreRefusedBeforeOpenCv)
         EXPECT_TRUE(call().message().contains("Kernel is too large for the image"));
     reinterpret_cast<float*>(bgr32f.rawData())[4] = std::numeric_limits<float>::infinity();
     EXPECT_TRUE(smoothBilaterial(bgr32f, fresh(), 5, 0, 10, 10).message().contains("Bilateral filtering needs finite values"));
+    // Values no filter can use fail or give a result, and never crash.
+    const double nan = std::nan(""), inf = std::numeric_limits<double>::infinity();
+    for (const double v : {nan, inf, -inf}) {
+        (void)smoothGaussianSigma(gray, fresh(), 5, v);
+        (void)smoothGaussianSigma(gray, fresh(), -1, v);
+        (void)smoothBilaterial(gray, fresh(), 5, 0, v, v);
+        (void)smoothBilaterial(gray, fresh(), 0, 0, 10, v);
+        (void)filter2D(gray, fresh(), gray, QPointF(v, 1));
+        (void)sharpImage(testImage(300, 300, XRGB, Channel8u, 15), fresh(), 3, v, 0, 255);
+    }
     VConvKernel huge(1 << 17, 1 << 17, 0, 0, ConvKernelRect);
     EXPECT_EQ(huge.kernel(), nullptr);
     EXPECT_TRUE(huge.status().message().contains("Structuring element is too large"));
@@ -393,11 +403,18 @@ TEST(SharpImage, AmountOneAndAnEmptyRangeGiveTheSourceBack)
                         src.rawData()[y * src.bytesPerLine() + x] = 255;
                     }
                 }
-            VImage same, untouched;
+            VImage same, untouched, separate;
             ASSERT_TRUE(sharpImage(src, &same, 7, 1.0, 0, 255));
             ASSERT_TRUE(sharpImage(src, &untouched, 3, 5.0, 20, 10));
             EXPECT_TRUE(sameRoiBytes(same, src)) << f << "/" << c << " " << width;
             EXPECT_TRUE(sameRoiBytes(untouched, src)) << f << "/" << c << " " << width;
+            // In place: the source is read from a copy before the blur overwrites it.
+            ASSERT_TRUE(sharpImage(src, &separate, 5, 2.5, 1, 90));
+            VImage image = src.copy();
+            image.setRoi(src.roi());
+            VImage alias = image;
+            ASSERT_TRUE(sharpImage(image, &alias, 5, 2.5, 1, 90));
+            EXPECT_TRUE(sameRoiBytes(image, separate)) << f << "/" << c << " " << width;
         }
 }
 

@@ -12,7 +12,7 @@ namespace {
 // C call evaluated its arguments first.
 void morph(const cv::Mat& s, cv::Mat& d, VConvKernel& element, int op, int iterations, const char* cFunction)
 {
-    const StructuringElement& e = element.element();
+    const StructuringElement& e = ConvKernelAccess::element(element);
     requireOpenCv(s.size() == d.size() && s.type() == d.type(), "src.size() == dst.size() && src.type() == dst.type()",
                   cFunction);
     // n passes reach as far as one element grown n times.

@@ -37,6 +37,8 @@ struct StructuringElement {
     cv::Point anchor;
 };
 
+struct ConvKernelAccess;
+
 } // namespace VEXA
 
 class VEXA_EXPORT VConvKernel {
@@ -78,10 +80,11 @@ public:
     VStatus status() const { return status_; }
     void setStatus(const VStatus& status) const { status_ = status; }
 
-    // As kernel(), for operations: throws instead, inside their frame.
+private:
+    friend struct VEXA::ConvKernelAccess;
+    // As kernel(), for the operations: throws instead, inside their frame.
     const VEXA::StructuringElement& element();
 
-private:
     void dropCache();
 
     int cols_ = 0;

@@ -7,6 +7,7 @@
 // new buffer. Pairs follow what OpenCV 4.6 runs for the channel count and depth of each pair.
 #pragma once
 
+#include <vexa/imp/VConvKernel.h>
 #include <vexa/imp/cv_bridge.h>
 #include <vexa/imp/dispatch.h>
 #include <vexa/imp/frame.h>
@@ -29,6 +30,11 @@ using DerivativePixels = EightSixteenFloatPixels;  // filter2D, laplaceImage, so
 using FilterKernelPixels = AllChannelsOf<PixelGray>; // the kernel image of filter2D
 using SharpPixels = PixelList<PixelXRGB<quint8>, PixelARGB<quint8>, PixelARGBP<quint8>, PixelXRGB<float>,
                               PixelARGB<float>, PixelARGBP<float>>;
+
+// The element of a VConvKernel as the operations build it: failures thrown into their frame.
+struct ConvKernelAccess {
+    static const StructuringElement& element(VConvKernel& k) { return k.element(); }
+};
 
 // OpenCV's C-interface assertion: a cv::Exception (-215) with the condition's text and the C function.
 VEXA_EXPORT void requireOpenCv(bool holds, const char* condition, const char* function);
