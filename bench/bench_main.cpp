@@ -73,6 +73,8 @@ struct Fixture {
     cv::Mat blurred, sharpened, graySrc, grayBlur, difference, inside; // the bare unsharp-mask chain
     VImage kernel3;
     VConvKernel rect3 = VConvKernel(3, 3, 1, 1, ConvKernelRect);
+    VTransformPerspective homography;
+    cv::Mat homographyMat;
     VHistogram histogram;
     std::vector<unsigned char> from, to;
     double sink = 0;
@@ -84,6 +86,8 @@ struct Fixture {
         cv::cvtColor(matOf(bgr), bgra, cv::COLOR_BGR2BGRA);
         for (int i = 0; i < 256; ++i)
             lut.at<uchar>(i) = cv::saturate_cast<uchar>(i * 1.5 - 40);
+        homography.fromQTransform(QTransform(0.98, 0.17, 0.00001, -0.17, 0.98, -0.00002, 150, -40, 1));
+        homographyMat = VTransformPerspective(homography).createCvMat().clone();
         kernel3.create(3, 3, GrayScale, Channel32f, OriginTopLeft, RowsAlignNone);
         const float taps[9] = {0, -1, 0, -1, 5, -1, 0, -1, 0};
         for (int y = 0; y < 3; ++y)
@@ -183,6 +187,11 @@ std::vector<Row> rows()
          [&f] { cv::Mat d = matOf(f.bgrOut); cv::Sobel(matOf(f.bgr), d, -1, 1, 0, 3, 1, 0, cv::BORDER_REPLICATE); }},
         {"laplaceImage 3 BGR", 6 * px, [&f] { laplaceImage(f.bgr, &f.bgrOut, 3); },
          [&f] { cv::Mat d = matOf(f.bgrOut); cv::Laplacian(matOf(f.bgr), d, -1, 3, 1, 0, cv::BORDER_REPLICATE); }},
+        {"warpPerspectiveImage BGR", 6 * px, [&f] { warpPerspectiveImage(f.bgr, &f.bgrOut, f.homography); },
+         [&f] {
+             cv::Mat d = matOf(f.bgrOut);
+             cv::warpPerspective(matOf(f.bgr), d, f.homographyMat, d.size(), cv::INTER_LINEAR, cv::BORDER_TRANSPARENT);
+         }},
         // The library's unsharp mask against the cheapest OpenCV chain for the same job: blur, weighted sum,
         // both luminances, their difference, the range mask, and the source copied where it is outside.
         {"sharpImage 5 XRGB", 8 * px, [&f] { sharpImage(f.xrgb, &f.xrgbOut, 5, 2.0, 3, 60); },

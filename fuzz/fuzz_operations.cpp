@@ -6,6 +6,9 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <QDataStream>
+#include <QIODevice>
+
 #include <cmath>
 #include <functional>
 #include <vector>
@@ -166,6 +169,26 @@ const std::vector<std::function<void(State&)>>& operations()
         [](State& s) { filter2D(s.image(), s.destination(), s.image(), QPointF(s.anyDouble(), s.anyDouble())); },
         [](State& s) { laplaceImage(s.image(), s.destination(), s.size()); },
         [](State& s) { sobelImage(s.image(), s.destination(), s.size(), s.size(), s.size()); },
+        [](State& s) {
+            VTransformPerspective t; // near the identity, or anything at all
+            const bool wild = s.in.ConsumeBool();
+            for (int k = 0; k < 9; ++k)
+                t.set(k / 3, k % 3, wild ? s.anyDouble() : (k % 4 == 0 ? 1.0 : 0.0) + s.smallInt() / 64.0);
+            warpPerspectiveImage(s.image(), s.destination(), t);
+            QByteArray bytes;
+            QDataStream out(&bytes, QIODevice::WriteOnly);
+            out << t;
+            QDataStream in(bytes);
+            in >> t;
+            (void)t.toAngleDegree();
+        },
+        [](State& s) {
+            QList<QPair<QPointF, QPointF>> pairs;
+            for (int n = s.in.ConsumeIntegralInRange(0, 12); n > 0; --n)
+                pairs.append({QPointF(s.anyDouble(), s.anyDouble()), QPointF(s.anyDouble(), s.anyDouble())});
+            bool ok;
+            (void)findPerspectiveTransformationByPoints(pairs, s.in.ConsumeBool() ? &ok : nullptr).isValid();
+        },
         [](State& s) { s.image() = makeImage(s.in); },
     };
     return all;

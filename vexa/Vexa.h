@@ -9,6 +9,7 @@
 #include <vexa/imp/VImage.h>
 #include <vexa/imp/VConvKernel.h>
 #include <vexa/imp/VImageList.h>
+#include <vexa/imp/VTransform.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/formats.h>
 #include <vexa/imp/ocvImage.h>
@@ -21,5 +22,6 @@
 #include <vexa/gen/gen_math_image.h>
 #include <vexa/gen/gen_morph_image.h>
 #include <vexa/gen/gen_normalization.h>
+#include <vexa/gen/gen_resize_image.h>
 #include <vexa/gen/gen_smooth_image.h>
 #include <vexa/gen/gen_stat_image.h>
