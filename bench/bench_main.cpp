@@ -42,12 +42,14 @@ VImage randomImage(Format format, Channel channel, unsigned seed)
     return image;
 }
 
-VImage blank(Format format, Channel channel)
+VImage sized(int w, int h, Format format, Channel channel)
 {
     VImage image;
-    image.create(width, height, format, channel, OriginTopLeft, RowsAlignNone);
+    image.create(w, h, format, channel, OriginTopLeft, RowsAlignNone);
     return image;
 }
+
+VImage blank(Format format, Channel channel) { return sized(width, height, format, channel); }
 
 cv::Mat matOf(const VImage& image)
 {
@@ -68,6 +70,7 @@ struct Fixture {
     VImage grayOut = blank(GrayScale, Channel8u), gray32f = blank(GrayScale, Channel32f);
     VImage bgrOut = blank(BGR, Channel8u), xrgbOut = blank(XRGB, Channel8u), argbOut = blank(ARGB, Channel8u);
     VImage argbpOut = blank(ARGB_Premultiplied, Channel8u);
+    VImage bgrHalf = sized(width / 2, height / 2, BGR, Channel8u);
     VImageList stack;
     cv::Mat bgra, scratch, lut = cv::Mat(1, 256, CV_8U);
     cv::Mat blurred, sharpened, graySrc, grayBlur, difference, inside; // the bare unsharp-mask chain
@@ -75,6 +78,8 @@ struct Fixture {
     VConvKernel rect3 = VConvKernel(3, 3, 1, 1, ConvKernelRect);
     VTransformPerspective homography;
     cv::Mat homographyMat;
+    VTransform2D rotation; // 10 degrees about the centre
+    cv::Mat rotationMat, halfTurnMat;
     VHistogram histogram;
     std::vector<unsigned char> from, to;
     double sink = 0;
@@ -88,6 +93,12 @@ struct Fixture {
             lut.at<uchar>(i) = cv::saturate_cast<uchar>(i * 1.5 - 40);
         homography.fromQTransform(QTransform(0.98, 0.17, 0.00001, -0.17, 0.98, -0.00002, 150, -40, 1));
         homographyMat = VTransformPerspective(homography).createCvMat().clone();
+        rotation.fromQTransform(QTransform().translate(width / 2.0, height / 2.0).rotate(10).translate(-width / 2.0, -height / 2.0));
+        rotationMat = cv::Mat(2, 3, CV_32F);
+        for (int r = 0; r < 2; ++r)
+            for (int c = 0; c < 3; ++c)
+                rotationMat.at<float>(r, c) = float(rotation.get(c, r));
+        halfTurnMat = (cv::Mat_<float>(2, 3) << -1, 0, width - 1, 0, -1, height - 1);
         kernel3.create(3, 3, GrayScale, Channel32f, OriginTopLeft, RowsAlignNone);
         const float taps[9] = {0, -1, 0, -1, 5, -1, 0, -1, 0};
         for (int y = 0; y < 3; ++y)
@@ -192,6 +203,22 @@ std::vector<Row> rows()
              cv::Mat d = matOf(f.bgrOut);
              cv::warpPerspective(matOf(f.bgr), d, f.homographyMat, d.size(), cv::INTER_LINEAR, cv::BORDER_TRANSPARENT);
          }},
+        {"resizeImage BGR half linear", 3.75 * px, [&f] { resizeImage(f.bgr, &f.bgrHalf, InterpolationLinear); },
+         [&f] { cv::Mat d = matOf(f.bgrHalf); cv::resize(matOf(f.bgr), d, d.size(), 0, 0, cv::INTER_LINEAR); }},
+        {"resizeImage BGR half area", 3.75 * px, [&f] { resizeImage(f.bgr, &f.bgrHalf, InterpolationArea); },
+         [&f] { cv::Mat d = matOf(f.bgrHalf); cv::resize(matOf(f.bgr), d, d.size(), 0, 0, cv::INTER_AREA); }},
+        {"warpAffine 10 deg BGR", 6 * px, [&f] { warpAffine(f.bgr, &f.bgrOut, f.rotation); },
+         [&f] {
+             cv::Mat d = matOf(f.bgrOut);
+             cv::warpAffine(matOf(f.bgr), d, f.rotationMat, d.size(), cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+         }},
+        {"rotateImage Angle180 BGR", 6 * px, [&f] { rotateImage(f.bgr, &f.bgrOut, Angle180); },
+         [&f] {
+             cv::Mat d = matOf(f.bgrOut);
+             cv::warpAffine(matOf(f.bgr), d, f.halfTurnMat, d.size(), cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+         }},
+        {"flipImage -1 BGR", 6 * px, [&f] { flipImage(f.bgr, &f.bgrOut, -1); },
+         [&f] { cv::Mat d = matOf(f.bgrOut); cv::flip(matOf(f.bgr), d, -1); }},
         // The library's unsharp mask against the cheapest OpenCV chain for the same job: blur, weighted sum,
         // both luminances, their difference, the range mask, and the source copied where it is outside.
         {"sharpImage 5 XRGB", 8 * px, [&f] { sharpImage(f.xrgb, &f.xrgbOut, 5, 2.0, 3, 60); },

@@ -189,6 +189,25 @@ const std::vector<std::function<void(State&)>>& operations()
             bool ok;
             (void)findPerspectiveTransformationByPoints(pairs, s.in.ConsumeBool() ? &ok : nullptr).isValid();
         },
+        [](State& s) { resizeImage(s.image(), s.destination(), InterpolationMethod(s.in.ConsumeIntegralInRange(-1, 5))); },
+        [](State& s) {
+            VTransform2D t;
+            for (int k = 0; k < 9; ++k)
+                t.set(k / 3, k % 3, s.in.ConsumeBool() ? s.anyDouble() : (k % 4 == 0 ? 1.0 : 0.0) + s.smallInt() / 16.0);
+            warpAffine(s.image(), s.destination(), t);
+        },
+        [](State& s) { flipImage(s.image(), s.destination(), s.anyInt()); },
+        [](State& s) { rotateImage(s.image(), s.destination(), s.anyDouble(), RotateMethod(s.smallInt())); },
+        [](State& s) { rotateImage(s.image(), s.destination(), FixedAngle(s.smallInt()), RotateMethod(s.smallInt())); },
+        [](State& s) {
+            VImage& image = s.image();
+            const bool fixed = s.in.ConsumeBool();
+            const RotateMethod method = RotateMethod(s.in.ConsumeIntegralInRange(-1, 2));
+            VImage turned = fixed ? image.rotate(FixedAngle(s.smallInt()), method) : image.rotate(s.anyDouble(), method);
+            if (s.in.ConsumeBool())
+                image = turned;
+        },
+        [](State& s) { undistortImage(s.image(), s.destination(), s.in.ConsumeBool() ? s.anyDouble() : s.smallInt() * 1e-3); },
         [](State& s) { s.image() = makeImage(s.in); },
     };
     return all;

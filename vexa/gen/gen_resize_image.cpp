@@ -2,27 +2,154 @@
 
 #include <vexa/imp/image_transform.h>
 
+#include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <cmath>
+#include <limits>
+
 namespace VEXA {
+
+namespace {
+
+// The common frame of the warps: the source's pair in the list, a destination of its format, OpenCV's
+// type precondition under the C function's name, then call(source, destination) on the rois.
+template <class List, class Call>
+VStatus warpInto(List list, const VImage& src, VImage& dst, const char* function, Call call)
+{
+    return visitPixel(list, src.format(), src.channelType(), [&](auto) {
+        if (dst.format() != src.format())
+            throwUnsupported();
+        cv::Mat out = asCvMat(dst);
+        const cv::Mat s = readableSource(asCvMat(src), out);
+        requireOpenCv(s.type() == out.type(), "src.type() == dst.type()", function);
+        writeInto(out, [&](cv::Mat& o) { call(s, o); });
+        return VStatus::Ok;
+    });
+}
+
+// warpAffine's body: the affine part of t in single precision, bilinear, outliers filled with 0.
+VStatus affineWarp(const VImage& src, VImage& dst, const VTransform2D& t)
+{
+    const cv::Mat m = affineMatrix(t);
+    return warpInto(WarpPixels{}, src, dst, "cvWarpAffine", [&](const cv::Mat& s, cv::Mat& o) {
+        cv::warpAffine(s, o, m, o.size(), cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+    });
+}
+
+// A size of the rotated image, or 0 when it cannot be a 32-bit pixel count.
+qint32 wholePixels(double extent)
+{
+    const double rounded = std::ceil(extent - 1e-6);
+    if (!(rounded >= 0.0) || rounded > double(std::numeric_limits<qint32>::max()))
+        return 0;
+    return qint32(rounded);
+}
+
+} // namespace
+
+VStatus resizeImage(const VImage& src, VImage* dst, InterpolationMethod method)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = checkExistingDestination(dst);
+        const int code = resizeCode(method);
+        return warpInto(ResizePixels{}, src, d, "cvResize", [&](const cv::Mat& s, cv::Mat& o) {
+            cv::resize(s, o, o.size(), 0, 0, code);
+        });
+    });
+}
+
+VStatus warpAffine(const VImage& src, VImage* dst, VTransform2D t)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        return affineWarp(src, checkExistingDestination(dst), t);
+    });
+}
 
 VStatus warpPerspectiveImage(VImage src, VImage* dst, const VTransformPerspective& t)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
         VImage& d = checkExistingDestination(dst);
-        return visitPixel(WarpPixels{}, src.format(), src.channelType(), [&](auto) {
-            if (d.format() != src.format())
-                throwUnsupported();
-            cv::Mat out = asCvMat(d);
-            const cv::Mat s = readableSource(asCvMat(src), out);
-            requireOpenCv(s.type() == out.type(), "src.type() == dst.type()", "cvWarpPerspective");
-            VTransformPerspective matrix = t;
-            const cv::Mat m = matrix.createCvMat();
-            writeInto(out, [&](cv::Mat& o) {
-                cv::warpPerspective(s, o, m, o.size(), cv::INTER_LINEAR, cv::BORDER_TRANSPARENT);
-            });
-            return VStatus::Ok;
+        VTransformPerspective matrix = t;
+        const cv::Mat m = matrix.createCvMat();
+        return warpInto(WarpPixels{}, src, d, "cvWarpPerspective", [&](const cv::Mat& s, cv::Mat& o) {
+            cv::warpPerspective(s, o, m, o.size(), cv::INTER_LINEAR, cv::BORDER_TRANSPARENT);
+        });
+    });
+}
+
+VStatus flipImage(const VImage& src, VImage* dst, int mode)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = prepareDestination(src, dst);
+        return warpInto(AllPixels{}, src, d, "cvFlip", [&](const cv::Mat& s, cv::Mat& o) {
+            requireOpenCv(s.size() == o.size(), "src.type() == dst.type() && src.size() == dst.size()", "cvFlip");
+            cv::flip(s, o, mode);
+        });
+    });
+}
+
+VStatus rotateImage(const VImage& src, VImage* dst, double angle, RotateMethod)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = checkExistingDestination(dst);
+        return affineWarp(src, d, rotationTransform(std::cos(angle), std::sin(angle), src, d));
+    });
+}
+
+VStatus rotateImage(const VImage& src, VImage* dst, FixedAngle angle, RotateMethod)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = checkExistingDestination(dst);
+        const QPointF cs = quarterTurn(angle);
+        return affineWarp(src, d, rotationTransform(cs.x(), cs.y(), src, d));
+    });
+}
+
+void headerForRotate(const VImageHeader& src, FixedAngle angle, RotateMethod method, VImageHeader* dst)
+{
+    if (!dst)
+        return;
+    *dst = src;
+    if (method != RotateKeepSize && (angle == Angle90 || angle == Angle270))
+        std::swap(dst->width, dst->height);
+}
+
+void headerForRotate(const VImageHeader& src, double angle, RotateMethod method, VImageHeader* dst)
+{
+    if (!dst)
+        return;
+    *dst = src;
+    if (method == RotateKeepSize || !std::isfinite(angle))
+        return;
+    const double c = std::abs(std::cos(angle));
+    const double s = std::abs(std::sin(angle));
+    const double w = src.width;
+    const double h = src.height;
+    dst->width = wholePixels(w * c + h * s);
+    dst->height = wholePixels(w * s + h * c);
+    if (dst->width == 0 || dst->height == 0)
+        dst->width = dst->height = 0;
+}
+
+VStatus undistortImage(const VImage& src, VImage* dst, double k1)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = prepareDestination(src, dst);
+        return warpInto(WarpPixels{}, src, d, "cvUndistort2", [&](const cv::Mat& s, cv::Mat& o) {
+            requireOpenCv(s.size() == o.size(), "src.size() == dst.size() && src.type() == dst.type()",
+                          "cvUndistort2");
+            const cv::Matx33d camera(1.0, 0.0, double(s.cols / 2), 0.0, 1.0, double(s.rows / 2), 0.0, 0.0, 1.0);
+            const cv::Matx41d distortion(k1, 0.0, 0.0, 0.0);
+            // OpenCV refuses to work in place; the exact in-place call reads a copy like any overlap.
+            cv::undistort(s.data == o.data ? s.clone() : s, o, camera, distortion);
         });
     });
 }

@@ -3,6 +3,7 @@
 #include <vexa/gen/gen_copy_image.h>
 #include <vexa/gen/gen_histograms.h>
 #include <vexa/gen/gen_image_converters.h>
+#include <vexa/gen/gen_resize_image.h>
 #include <vexa/imp/frame.h>
 #include <vexa/imp/qimage_support.h>
 
@@ -289,6 +290,33 @@ VImage VImage::convertFast(Format format, Channel channel) const
         return *this;
     return convert(format, channel);
 }
+
+namespace {
+
+template <class Angle>
+VImage rotated(const VImage& image, Angle angle, RotateMethod method)
+{
+    if (!image.status()) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't rotate invalid image."));
+        return VImage();
+    }
+    VImageHeader header;
+    headerForRotate(image.header(), angle, method, &header);
+    VImage result;
+    result.create(header);
+    const VStatus status = result.status() ? rotateImage(image, &result, angle, method) : result.status();
+    if (status)
+        return result;
+    VImage failed;
+    failed.setStatus(status);
+    return failed;
+}
+
+} // namespace
+
+VImage VImage::rotate(double angle, RotateMethod method) const { return rotated(*this, angle, method); }
+
+VImage VImage::rotate(FixedAngle angle, RotateMethod method) const { return rotated(*this, angle, method); }
 
 namespace {
 

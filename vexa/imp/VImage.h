@@ -120,6 +120,11 @@ public:
     // returned as a shared copy without copying pixels.
     VImage convertFast(VEXA::Format format, VEXA::Channel channel = VEXA::ChannelInvalid) const;
 
+    // This image turned by angle radians (or a quarter turn) into a new image sized by headerForRotate for
+    // the method, through rotateImage. On failure: an empty image whose status carries the reason.
+    VImage rotate(double angle, VEXA::RotateMethod method = VEXA::RotateBoundingBox) const;
+    VImage rotate(VEXA::FixedAngle angle, VEXA::RotateMethod method = VEXA::RotateBoundingBox) const;
+
     // The histogram of this image (calculateHistogram, or calculateHistogramBGR), updated; the int is not
     // used. An invalid image gives an empty histogram.
     VHistogram histogram(int unused = 0) const;

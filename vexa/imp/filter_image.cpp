@@ -21,7 +21,7 @@ void checkKernelExtent(const cv::Mat& src, double kernelWidth, double kernelHeig
 
 cv::Mat readableSource(const cv::Mat& src, const cv::Mat& dst)
 {
-    if (src.data == dst.data || src.empty() || dst.empty())
+    if (src.empty() || dst.empty() || (src.data == dst.data && src.size() == dst.size() && src.step[0] == dst.step[0]))
         return src;
     const uchar* srcEnd = src.data + (src.rows - 1) * src.step[0] + src.cols * src.elemSize();
     const uchar* dstEnd = dst.data + (dst.rows - 1) * dst.step[0] + dst.cols * dst.elemSize();

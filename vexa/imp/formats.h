@@ -71,6 +71,30 @@ enum CompressionLevel : qint32 {
     CompressionBest = 9,
 };
 
+// Resampling of resizeImage, as OpenCV's codes 0..3; any other value is refused.
+enum InterpolationMethod : qint32 {
+    InterpolationNearest = 0,
+    InterpolationLinear = 1,
+    InterpolationCubic = 2,
+    InterpolationArea = 3,
+};
+
+// Quarter turns of rotateImage, counter-clockwise as the image is displayed (y down): Angle90 takes the
+// right-hand edge to the top. Any other value leaves the image unturned.
+enum FixedAngle : qint32 {
+    Angle90 = 0,
+    Angle180 = 1,
+    Angle270 = 2,
+    AngleNone = 3,
+};
+
+// How headerForRotate sizes a rotated image: the bounding box of the whole turned image, or the source's
+// own size (corners cut off). The rotation itself always fills whatever destination it is given.
+enum RotateMethod : qint32 {
+    RotateBoundingBox = 0,
+    RotateKeepSize = 1,
+};
+
 struct FormatInfo {
     Format format;
     std::string name;
