@@ -41,7 +41,8 @@ int main(int argc, char** argv)
         return 2;
     }
     const QDir root(QString::fromLocal8Bit(argv[1]));
-    for (const char* target : {"fuzz_byte_array", "fuzz_data_stream", "fuzz_load", "fuzz_xml", "fuzz_operations"})
+    for (const char* target :
+         {"fuzz_byte_array", "fuzz_data_stream", "fuzz_load", "fuzz_xml", "fuzz_operations", "fuzz_figures"})
         root.mkpath(QString::fromLatin1(target));
     bool ok = true;
 
@@ -88,6 +89,32 @@ int main(int argc, char** argv)
         serializeProperty(&writer, QStringLiteral("values"), QVariant(QVariantList{1, 2.5, true, QPointF(1, 2), QRectF(0, 0, 3, 4)}));
     }
     ok &= write(QDir(root.filePath("fuzz_xml")), QStringLiteral("document.xml"), xml);
+
+    // Every figure class in one document, and each alone as the root.
+    VPolyPoint polyline(QPolygonF({{1, 2}, {30.5, 4}, {12, 40}, {-3, 7.25}}));
+    VPolygon polygon(QPolygonF({{0, 0}, {10, 0}, {10, 8}, {5, 12}, {0, 8}, {0, 0}}));
+    VRectBase rect(4, 5, 20, 10, 30);
+    rect.setTransformPos(QPointF(2, 3));
+    VEllipse ellipse(QRectF(-5, -5, 10, 6), 15, 0, 90);
+    VAngle angle(QPointF(1, 1), QPointF(5, 1), QPointF(1, 5));
+    VFigure* const figures[] = {&polyline, &polygon, &rect, &ellipse, &angle};
+    const QDir figureDir(root.filePath("fuzz_figures"));
+    QByteArray all;
+    {
+        VXmlWriter writer(&all);
+        writer.beginElement(QStringLiteral("document"));
+        for (VFigure* figure : figures)
+            ok &= figure->writeStreamThis(&writer, figure->typeString().toLower());
+    }
+    ok &= write(figureDir, QStringLiteral("figures.xml"), all);
+    for (VFigure* figure : figures) {
+        QByteArray one;
+        {
+            VXmlWriter writer(&one);
+            ok &= figure->writeStreamThis(&writer, QStringLiteral("figure"));
+        }
+        ok &= write(figureDir, figure->typeString() + QStringLiteral(".xml"), one);
+    }
 
     std::mt19937 random(12);
     for (int i = 0; i < 4; ++i) {

@@ -137,6 +137,48 @@ TEST(Transform, HomographyFromPoints)
     EXPECT_FALSE(none.status());
 }
 
+TEST(Transform, PerspectiveFromFigures)
+{
+    const QPolygonF quad({{10, 12}, {90, 5}, {95, 70}, {3, 80}, {50, 50}}),
+        target({{0, 0}, {100, 0}, {100, 60}, {0, 60}});
+    const VTransformPerspective found = findPerspectiveTransformation(VPolyPoint(quad), VPolyPoint(target));
+    EXPECT_TRUE(found.status());
+    cv::Point2f src[4], dst[4];
+    for (int i = 0; i < 4; ++i) {
+        src[i] = cv::Point2f(float(quad[i].x()), float(quad[i].y()));
+        dst[i] = cv::Point2f(float(target[i].x()), float(target[i].y()));
+    }
+    cv::Mat expected;
+    cv::getPerspectiveTransform(src, dst).convertTo(expected, CV_32F);
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 3; ++c)
+            EXPECT_EQ(found.get(r, c), double(expected.at<float>(c, r))) << r << "," << c << ": stored transposed";
+    for (int i = 0; i < 4; ++i) {
+        const QPointF p = found.qTransform().map(quad[i]);
+        EXPECT_NEAR(p.x(), target[i].x(), 1e-3) << i;
+        EXPECT_NEAR(p.y(), target[i].y(), 1e-3) << i;
+    }
+    EXPECT_EQ(findPerspectiveTransformation(VPolyPoint(quad), QSize(100, 60)).qTransform(), found.qTransform());
+
+    // A rectangle turned by 30 degrees about its centre goes back upright onto the target.
+    const VTransformPerspective upright = findPerspectiveTransformation(VRectBase(10, 20, 40, 30, 30), QSize(40, 30));
+    const QTransform turn = QTransform().translate(30, 35).rotate(30).translate(-30, -35);
+    const QPointF corners[] = {{10, 20}, {50, 20}, {50, 50}, {10, 50}},
+                  targets[] = {{0, 0}, {40, 0}, {40, 30}, {0, 30}};
+    for (int i = 0; i < 4; ++i) {
+        const QPointF p = upright.qTransform().map(turn.map(corners[i]));
+        EXPECT_NEAR(p.x(), targets[i].x(), 1e-3) << i;
+        EXPECT_NEAR(p.y(), targets[i].y(), 1e-3) << i;
+    }
+    EXPECT_NEAR(upright.toAngleDegree(), -30.0, 1e-3);
+
+    // Fewer than four points in either figure: the identity, and a failed status instead of a read past the end.
+    const VTransformPerspective few = findPerspectiveTransformation(VPolyPoint(quad.mid(0, 3)), QSize(5, 5));
+    EXPECT_EQ(few.qTransform(), QTransform());
+    EXPECT_FALSE(few.status());
+    EXPECT_FALSE(findPerspectiveTransformation(VPolyPoint(quad), VPolyPoint()).status());
+}
+
 TEST(WarpPerspective, MatchesOpenCvOverEveryPairAndKeepsOutliers)
 {
     VTransformPerspective t;

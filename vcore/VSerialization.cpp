@@ -177,6 +177,19 @@ bool serialize(VAbstractWriter* writer, const QVariant& value)
     }
 }
 
+bool serializePoints(VAbstractWriter* writer, const QList<QPointF>& points)
+{
+    bool ok = true;
+    for (const QPointF& point : points) {
+        if (!writer->beginElement(VSerializationKeys::listElement))
+            return false;
+        writer->writeAttribute(VSerializationKeys::name, VSerializationKeys::listElement);
+        ok = serialize(writer, point) && ok;
+        writer->endElement();
+    }
+    return ok && !writer->hasError();
+}
+
 namespace {
 
 // The N numbers of a value of the given type, handed to make; the element is stepped past on success.
@@ -266,4 +279,25 @@ bool deserializeValue(VAbstractReader* reader, QVariant* value)
         return true;
     }
     return false;
+}
+
+bool deserializePoints(VAbstractReader* reader, QList<QPointF>* points)
+{
+    if (!reader->isStartElement())
+        return false;
+    QList<QPointF> read;
+    reader->readNext(); // onto the first point, or the element's own end
+    while (reader->isStartElement()) {
+        QPointF point;
+        // A point read steps past its element; anything else is passed over whole.
+        if (reader->tag() == VSerializationKeys::listElement && deserializeValue(reader, &point))
+            read.append(point);
+        else
+            stepPast(reader);
+    }
+    if (!reader->isEndElement())
+        return false;
+    reader->readNext(); // past the element's end
+    *points = read;
+    return true;
 }

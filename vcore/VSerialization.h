@@ -11,6 +11,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QPointF>
 #include <QRectF>
 #include <QString>
@@ -97,17 +98,44 @@ private:
     QXmlStreamReader xml_;
 };
 
+// Keys shared by every class that writes itself into a tree: the class of an object, the name it was written
+// under, and the element of one item of a list.
+namespace VSerializationKeys {
+inline constexpr QLatin1String className("className");
+inline constexpr QLatin1String name("name");
+inline constexpr QLatin1String listElement("list_element");
+} // namespace VSerializationKeys
+
 VCORE_EXPORT bool serialize(VAbstractWriter* writer, double value);
 VCORE_EXPORT bool serialize(VAbstractWriter* writer, bool value);
 VCORE_EXPORT bool serialize(VAbstractWriter* writer, const QPointF& value);
 VCORE_EXPORT bool serialize(VAbstractWriter* writer, const QRectF& value);
 VCORE_EXPORT bool serialize(VAbstractWriter* writer, const QVariant& value);
 
+// A pointer has no value encoding: without this, any object pointer (to a class only declared where the call
+// is made, to a const object, a string literal) would quietly be written as the bool "true". Classes that write
+// themselves add overloads for their own pointer types, which are better matches than this one.
+bool serialize(VAbstractWriter* writer, const void* value) = delete;
+
+// Points as child elements of the element the caller has opened, one "list_element" each (with the
+// attribute "name" = "list_element"), holding the point as a QPointF value.
+VCORE_EXPORT bool serializePoints(VAbstractWriter* writer, const QList<QPointF>& points);
+
 VCORE_EXPORT bool deserializeValue(VAbstractReader* reader, double* value);
 VCORE_EXPORT bool deserializeValue(VAbstractReader* reader, bool* value);
 VCORE_EXPORT bool deserializeValue(VAbstractReader* reader, QPointF* value);
 VCORE_EXPORT bool deserializeValue(VAbstractReader* reader, QRectF* value);
 VCORE_EXPORT bool deserializeValue(VAbstractReader* reader, QVariant* value);
+
+// The points of the element the reader is on, written by serializePoints: children that are not a readable
+// "list_element" point are skipped. On the element's end, *points is replaced and the reader steps past it;
+// a document that ends first (or a reader not on a start element) leaves *points as it was.
+VCORE_EXPORT bool deserializePoints(VAbstractReader* reader, QList<QPointF>* points);
+
+// A new object of the class named className, owned by the caller, or null for a name the class family does not
+// know; the caller then reads the object's content. Specialised by each family that is read this way.
+template <class T>
+T* deserializeNew(VAbstractReader* reader, const QString& className);
 
 // <name type=".." value=".."/> as one child element.
 template <class T>

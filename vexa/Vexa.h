@@ -8,6 +8,7 @@
 #include <vexa/imp/VHistogram.h>
 #include <vexa/imp/VImage.h>
 #include <vexa/imp/VConvKernel.h>
+#include <vexa/imp/VFigure.h>
 #include <vexa/imp/VImageList.h>
 #include <vexa/imp/VTransform.h>
 #include <vexa/imp/exceptions.h>

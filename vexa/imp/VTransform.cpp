@@ -1,13 +1,16 @@
 #include <vexa/imp/VTransform.h>
 
+#include <vexa/imp/VFigure.h>
 #include <vexa/imp/frame.h>
 #include <vcore/MathUtils.h>
 
 #include <opencv2/calib3d.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 VTransform::VTransform() : data_{} { init(); }
@@ -196,6 +199,40 @@ VTransformPerspective findPerspectiveTransformationByPoints(QList<QPair<QPointF,
     result.fromMatrix(h);
     result.setStatus(status);
     return result;
+}
+
+VTransformPerspective findPerspectiveTransformation(const VPolyPoint& from, const VPolyPoint& to)
+{
+    VTransformPerspective result;
+    const CallSite site = VEXA_CALL_SITE;
+    if (from.count() < 4 || to.count() < 4) {
+        result.setStatus(errorAt(site, Issue::LibraryError)
+                         << "A perspective transformation needs four points in each figure, not " << from.count()
+                         << " and " << to.count());
+        return result;
+    }
+    float m[9] = {};
+    const VStatus status = guarded(site, [&] {
+        const std::unique_ptr<cv::Point2f[]> src(from.toCvPoint2D32f()), dst(to.toCvPoint2D32f());
+        cv::Mat target(3, 3, CV_32F, m);
+        cv::getPerspectiveTransform(src.get(), dst.get()).convertTo(target, CV_32F);
+        return VStatus::Ok;
+    });
+    result.fromMatrix(m);
+    result.setStatus(status);
+    return result;
+}
+
+VTransformPerspective findPerspectiveTransformation(const VPolyPoint& quad, QSize size)
+{
+    const double w = size.width(), h = size.height();
+    return findPerspectiveTransformation(
+        quad, VPolyPoint(QPolygonF({QPointF(0, 0), QPointF(w, 0), QPointF(w, h), QPointF(0, h)})));
+}
+
+VTransformPerspective findPerspectiveTransformation(const VRectBase& rect, QSize size)
+{
+    return findPerspectiveTransformation(VFigureUtils::getPolyPointFromRect(rect), size);
 }
 
 } // namespace VEXA

@@ -13,12 +13,16 @@
 #include <QList>
 #include <QPair>
 #include <QPointF>
+#include <QSize>
 #include <QTransform>
 
 #include <vlog/VLog.h>
 #include <vexa/vexa_export.h>
 
 #include <opencv2/core.hpp>
+
+class VPolyPoint;
+class VRectBase;
 
 class VEXA_EXPORT VTransform {
 public:
@@ -93,5 +97,16 @@ VEXA_EXPORT double angleDegreeFromTransformation(QTransform t);
 // homography for (collinear points, say) gives the all-zero matrix, which isValid() reports, with a failed
 // status on the transform.
 VEXA_EXPORT VTransformPerspective findPerspectiveTransformationByPoints(QList<QPair<QPointF, QPointF>> pairs, bool* ok);
+
+// The homography taking the first four points of from onto the first four points of to, found by OpenCV
+// from single-precision copies of the points. A figure with fewer than four points gives the identity with a
+// failed status (rather than reading points that are not there); four points three of which are collinear
+// give whatever OpenCV makes of them.
+VEXA_EXPORT VTransformPerspective findPerspectiveTransformation(const VPolyPoint& from, const VPolyPoint& to);
+// Onto the corners (0, 0), (width, 0), (width, height), (0, height): the quadrilateral's first four points
+// must come in that order.
+VEXA_EXPORT VTransformPerspective findPerspectiveTransformation(const VPolyPoint& quad, QSize size);
+// From the turned rectangle's corners (VFigureUtils::getPolyPointFromRect), top-left first.
+VEXA_EXPORT VTransformPerspective findPerspectiveTransformation(const VRectBase& rect, QSize size);
 
 } // namespace VEXA

@@ -63,5 +63,29 @@
         <source>Can&apos;t convert QImage to VImage.</source>
         <translation>Can&apos;t convert QImage to VImage.</translation>
     </message>
+    <message>
+        <source>Figure</source>
+        <translation>Figure</translation>
+    </message>
+    <message>
+        <source>Polyline</source>
+        <translation>Polyline</translation>
+    </message>
+    <message>
+        <source>RectBase</source>
+        <translation>RectBase</translation>
+    </message>
+    <message>
+        <source>Ellipse</source>
+        <translation>Ellipse</translation>
+    </message>
+    <message>
+        <source>Angle</source>
+        <translation>Angle</translation>
+    </message>
+    <message>
+        <source>Polygon</source>
+        <translation>Polygon</translation>
+    </message>
 </context>
 </TS>

@@ -63,5 +63,29 @@
         <source>Can&apos;t convert QImage to VImage.</source>
         <translation>Невозможно преобразовать QImage в VImage.</translation>
     </message>
+    <message>
+        <source>Figure</source>
+        <translation>Фигура</translation>
+    </message>
+    <message>
+        <source>Polyline</source>
+        <translation>Ломаная</translation>
+    </message>
+    <message>
+        <source>RectBase</source>
+        <translation>Прямоугольник</translation>
+    </message>
+    <message>
+        <source>Ellipse</source>
+        <translation>Эллипс</translation>
+    </message>
+    <message>
+        <source>Angle</source>
+        <translation>Угол</translation>
+    </message>
+    <message>
+        <source>Polygon</source>
+        <translation>Многоугольник</translation>
+    </message>
 </context>
 </TS>
