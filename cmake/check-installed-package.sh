@@ -15,6 +15,7 @@ cmake --build "$work/example" >/dev/null
 "$work/example/vexa_example" "$work/out"
 test -s "$work/out/gray.png"
 test -s "$work/out/gray.vexa"
+test -s "$work/out/figures.png"
 
 pcdir=$(dirname "$(find "$work/prefix" -name vexa.pc | head -n 1)")
 # shellcheck disable=SC2046

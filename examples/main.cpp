@@ -5,12 +5,16 @@
 // Loads IMAGE (or, without one, draws a colour test card and saves it as card.png), prints its facts,
 // converts it to gray, counts the gray pixels above black in the centre, and saves gray.png and the
 // library's own packed form, gray.vexa, which it reads back to check. Then it sharpens the picture with an
-// unsharp mask (sharp.png) and outlines the gray image with a morphological gradient (edges.png).
+// unsharp mask (sharp.png), outlines the gray image with a morphological gradient (edges.png), and draws
+// one figure of every kind, labelled, over the picture turned by 5 degrees (figures.png).
 #include <vexa/Vexa.h>
 
 #include <QDir>
 #include <QFile>
+#include <QGuiApplication>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace {
@@ -44,8 +48,41 @@ int fail(const VStatus& status)
 
 } // namespace
 
+// Every kind of figure, outlined and labelled, the polygon also filled with a translucent colour; sizes in
+// proportion to the picture.
+VStatus drawFigures(VImage* picture)
+{
+    const double w = picture->width(), h = picture->height(), s = std::min(w, h) / 200.0;
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPixelSize(std::max(10, int(9 * s)));
+    const VPolyPoint polyline(QPolygonF{{0.05 * w, 0.9 * h}, {0.15 * w, 0.7 * h}, {0.25 * w, 0.85 * h}, {0.35 * w, 0.65 * h}});
+    const VPolygon polygon(QPolygonF{{0.4 * w, 0.6 * h}, {0.55 * w, 0.55 * h}, {0.6 * w, 0.8 * h}, {0.45 * w, 0.9 * h}});
+    const VRectBase rect(QRectF(0.1 * w, 0.15 * h, 0.25 * w, 0.2 * h), 20.0);
+    const VEllipse ellipse(QRectF(0.45 * w, 0.1 * h, 0.3 * w, 0.3 * h), -15.0, 30.0, 270.0);
+    const VAngle angle(QPointF(0.7 * w, 0.9 * h), QPointF(0.95 * w, 0.9 * h), QPointF(0.85 * w, 0.6 * h));
+    const struct {
+        const VFigure* figure;
+        QColor color;
+    } figures[] = {{&polyline, Qt::yellow}, {&polygon, Qt::cyan}, {&rect, Qt::magenta}, {&ellipse, Qt::green}, {&angle, Qt::red}};
+    if (const VStatus status = VEXA::fillFigure(picture, polygon, QColor(0, 255, 255, 70), true); !status)
+        return status;
+    for (const auto& f : figures) {
+        if (const VStatus status = VEXA::drawFigure(picture, *f.figure, f.color, 2.0 * s, true); !status)
+            return status;
+        const QPointF at = f.figure->boundingRect().bottomLeft() + QPointF(0, font.pixelSize() + 2 * s);
+        const QPointF label = f.figure->type() == VFigure::AngleType ? QPointF(0.78 * w, 0.97 * h) : at;
+        if (const VStatus status = VEXA::drawText(picture, f.figure->typeName(), label, font, f.color); !status)
+            return status;
+    }
+    return VStatus();
+}
+
 int main(int argc, char** argv)
 {
+    // Text needs a QGuiApplication; with no display the offscreen platform serves.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
     if (argc < 2) {
         std::fprintf(stderr, "usage: %s OUTPUT_DIR [IMAGE]\n", argv[0]);
         return 2;
@@ -99,5 +136,14 @@ int main(int argc, char** argv)
         return 1;
     describe("sharp", sharp);
     describe("edges", edges);
+
+    VImage figures = picture.convertFast(VEXA::XRGB, VEXA::Channel8u).rotate(5.0 * M_PI / 180.0);
+    if (figures.isEmpty())
+        return fail(figures.status());
+    if (const VStatus status = drawFigures(&figures); !status)
+        return fail(status);
+    if (!figures.save(out.filePath("figures.png")))
+        return 1;
+    describe("figures", figures);
     return 0;
 }

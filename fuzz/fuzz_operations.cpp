@@ -11,6 +11,7 @@
 
 #include <cmath>
 #include <functional>
+#include <memory>
 #include <vector>
 
 using namespace VEXA;
@@ -52,6 +53,32 @@ struct State {
             k.setCustomValues(values);
         }
         return k;
+    }
+    QPointF point() { return in.ConsumeBool() ? QPointF(smallInt() - 8, smallInt() - 8) : QPointF(anyDouble(), anyDouble()); }
+    // A figure of any class, with coordinates near the images or anywhere at all.
+    std::unique_ptr<VFigure> figure()
+    {
+        switch (in.ConsumeIntegralInRange(0, 4)) {
+        case 0:
+        case 1: {
+            QPolygonF points;
+            for (int n = in.ConsumeIntegralInRange(0, 8); n > 0; --n)
+                points.append(point());
+            if (in.ConsumeBool())
+                return std::make_unique<VPolygon>(points);
+            return std::make_unique<VPolyPoint>(points);
+        }
+        case 2: {
+            auto r = std::make_unique<VRectBase>(QRectF(point(), QSizeF(anyDouble(), anyDouble())), anyDouble());
+            if (in.ConsumeBool())
+                r->setTransformPos(point());
+            return r;
+        }
+        case 3:
+            return std::make_unique<VEllipse>(QRectF(point(), QSizeF(smallInt(), smallInt())), anyDouble(), anyDouble(),
+                                              anyDouble());
+        default: return std::make_unique<VAngle>(point(), point(), point());
+        }
     }
     Rect vexaRect() { return Rect{smallInt() - 8, smallInt() - 8, smallInt(), smallInt()}; }
 };
@@ -208,6 +235,15 @@ const std::vector<std::function<void(State&)>>& operations()
                 image = turned;
         },
         [](State& s) { undistortImage(s.image(), s.destination(), s.in.ConsumeBool() ? s.anyDouble() : s.smallInt() * 1e-3); },
+        [](State& s) {
+            const std::unique_ptr<VFigure> figure = s.figure();
+            const QColor color = QColor::fromRgba(s.in.ConsumeIntegral<QRgb>());
+            if (s.in.ConsumeBool())
+                fillFigure(s.destination(), *figure, color, s.in.ConsumeBool());
+            else
+                drawFigure(s.destination(), *figure, color, s.in.ConsumeBool() ? s.smallInt() / 4.0 : s.anyDouble(),
+                           s.in.ConsumeBool());
+        },
         [](State& s) { s.image() = makeImage(s.in); },
     };
     return all;

@@ -94,6 +94,15 @@ TEST(Frame, AGoodBodyReturnsItsOwnStatusAndLogsNothing)
     EXPECT_EQ(log.count(), 1u) << "a failure the body returns is the kernel's own record, not the frame's";
 }
 
+// Qt ends a program that renders text without a QGuiApplication; these tests run under a core application.
+TEST(Frame, TextWithoutAGuiApplicationFailsInsteadOfEndingTheProgram)
+{
+    VImage image;
+    image.create(8, 8, VEXA::GrayScale, VEXA::Channel8u, VEXA::OriginTopLeft, VEXA::RowsAlignNone);
+    const VStatus status = VEXA::drawText(&image, QStringLiteral("x"), QPointF(1, 6), QFont(), Qt::white);
+    EXPECT_TRUE(status.message().contains("Drawing text needs a QGuiApplication")) << status.message().toStdString();
+}
+
 TEST(Frame, SourceNamesLoseOnlyTheirExtension)
 {
     EXPECT_EQ(sourceName("gen/gen_stat_image.cpp"), "gen/gen_stat_image");

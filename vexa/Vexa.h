@@ -23,6 +23,7 @@
 #include <vexa/gen/gen_math_image.h>
 #include <vexa/gen/gen_morph_image.h>
 #include <vexa/gen/gen_normalization.h>
+#include <vexa/gen/gen_draw_image.h>
 #include <vexa/gen/gen_resize_image.h>
 #include <vexa/gen/gen_smooth_image.h>
 #include <vexa/gen/gen_stat_image.h>
