@@ -219,6 +219,18 @@ std::vector<Row> rows()
          }},
         {"flipImage -1 BGR", 6 * px, [&f] { flipImage(f.bgr, &f.bgrOut, -1); },
          [&f] { cv::Mat d = matOf(f.bgrOut); cv::flip(matOf(f.bgr), d, -1); }},
+        // The blender's sharpness measure against the OpenCV chain for the same map (its luminance in
+        // fixed point, so not the same bits): blur, both luminances, their difference as floats.
+        {"contrastImage 1,3 XRGB -> 32f", 9 * px, [&f] { contrastImage(f.xrgb, &f.gray32f, 1, 3); },
+         [&f] {
+             const cv::Mat s = matOf(f.xrgb);
+             cv::Mat d = matOf(f.gray32f);
+             cv::GaussianBlur(s, f.blurred, {3, 3}, 0, 0, cv::BORDER_REPLICATE);
+             cv::cvtColor(s, f.graySrc, cv::COLOR_BGRA2GRAY);
+             cv::cvtColor(f.blurred, f.grayBlur, cv::COLOR_BGRA2GRAY);
+             cv::absdiff(f.graySrc, f.grayBlur, f.difference);
+             f.difference.convertTo(d, CV_32F);
+         }},
         // The library's unsharp mask against the cheapest OpenCV chain for the same job: blur, weighted sum,
         // both luminances, their difference, the range mask, and the source copied where it is outside.
         {"sharpImage 5 XRGB", 8 * px, [&f] { sharpImage(f.xrgb, &f.xrgbOut, 5, 2.0, 3, 60); },

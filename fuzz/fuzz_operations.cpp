@@ -244,6 +244,32 @@ const std::vector<std::function<void(State&)>>& operations()
                 drawFigure(s.destination(), *figure, color, s.in.ConsumeBool() ? s.smallInt() / 4.0 : s.anyDouble(),
                            s.in.ConsumeBool());
         },
+        [](State& s) {
+            double x1, y1, x2, y2, b, c;
+            calcCoordinatesByBrightnessContrast(s.anyDouble(), s.anyDouble(), &x1, &y1, &x2, &y2);
+            calcBrightnessContrastByCoordinates(x1, y1, x2, y2, &b, &c);
+            calcBrightnessContrastByCoordinates(s.anyDouble(), s.anyDouble(), s.anyDouble(), s.anyDouble(), &b, &c);
+        },
+        [](State& s) {
+            const double a = s.anyDouble();
+            switch (s.in.ConsumeIntegralInRange(0, 3)) {
+            case 0: normalizeImage(s.image(), s.destination(), a, s.anyDouble()); break;
+            case 1: normalizeCImage(s.image(), s.destination(), a); break;
+            case 2: normalizeL1Image(s.image(), s.destination(), a); break;
+            default: normalizeL2Image(s.image(), s.destination(), a); break;
+            }
+        },
+        [](State& s) {
+            switch (s.in.ConsumeIntegralInRange(0, 4)) {
+            case 0: brightnessAlignment(s.image(), s.image(), s.destination()); break;
+            case 1: brightnessAlignment(s.image(), s.destination(), s.size()); break;
+            case 2: createBackgroundBrightness(s.image(), s.destination()); break;
+            case 3: findNoise(s.image(), s.destination()); break;
+            default: correctNoise(s.image(), s.image(), s.destination()); break;
+            }
+        },
+        [](State& s) { contrastImage(s.image(), s.destination(), s.anyInt(), s.size()); },
+        [](State& s) { createGaussianNoise(s.image(), s.destination(), s.anyDouble()); },
         [](State& s) { s.image() = makeImage(s.in); },
     };
     return all;

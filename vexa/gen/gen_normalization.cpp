@@ -1,8 +1,18 @@
 #include <vexa/gen/gen_normalization.h>
 
+#include <vexa/gen/gen_math_image.h>
+#include <vexa/gen/gen_resize_image.h>
+#include <vexa/gen/gen_smooth_image.h>
+#include <vexa/imp/filter_image.h>
+#include <vexa/imp/tone_image.h>
+
+#include <opencv2/core.hpp>
+
 #include <QtGlobal>
 
 #include <algorithm>
+#include <cstdint>
+#include <utility>
 
 namespace VEXA {
 
@@ -23,6 +33,243 @@ int createHue(int red, int green, int blue)
     if (max == b)
         h = (r - g) * 60 / d + 240;
     return int(double(h) + 0.5);
+}
+
+} // namespace VEXA
+
+namespace VEXA {
+
+void calcCoordinatesByBrightnessContrast(double brightness, double contrast, double* x1, double* y1, double* x2,
+                                         double* y2)
+{
+    double slope;
+    if (contrast == 1.0)
+        slope = 10000.0;
+    else if (contrast == 0.0)
+        slope = 0.0001;
+    else if (contrast <= 0.5)
+        slope = 2.0 * contrast;
+    else
+        slope = 0.5 / (1.0 - contrast);
+    const double centre = (1.0 - brightness) * 255.0;
+    double low = centre, high = centre;
+    if (slope > 0.0) {
+        const double half = 127.5 / slope;
+        low = centre - half;
+        high = centre + half;
+    }
+    if (high < low)
+        std::swap(low, high);
+    double lowY = 0.0, highY = 255.0;
+    if (low != high) {
+        const double k = 255.0 / (high - low);
+        const double lowBeforeClip = low;
+        if (low < 0.0) {
+            lowY = -low * k;
+            low = 0.0;
+        }
+        if (high > 255.0) {
+            highY = (255.0 - lowBeforeClip) * k;
+            high = 255.0;
+        }
+    }
+    if (x1)
+        *x1 = low;
+    if (y1)
+        *y1 = lowY;
+    if (x2)
+        *x2 = high;
+    if (y2)
+        *y2 = highY;
+}
+
+void calcBrightnessContrastByCoordinates(double x1, double y1, double x2, double y2, double* brightness,
+                                         double* contrast)
+{
+    double a = x1, b = x2;
+    // The point of smaller x first; equal x keeps the given order.
+    const bool swapped = x2 < x1;
+    const double xs = swapped ? x2 : x1, ys = swapped ? y2 : y1;
+    const double xl = swapped ? x1 : x2, yl = swapped ? y1 : y2;
+    if (!(ys <= 0.0 && yl >= 255.0) && xl != xs) {
+        const double k = (yl - ys) / (xl - xs);
+        const double b0 = ys - xs * k;
+        a = -b0 / k;
+        b = (255.0 - b0) / k;
+    }
+    const double slope = 255.0 / (b - a);
+    double c;
+    if (slope == 0.0001)
+        c = 0.0;
+    else if (slope <= 1.0)
+        c = slope / 2.0;
+    else
+        c = 1.0 - 0.5 / slope; // slope 10000 included: contrast 1 reads back as 0.99995
+    if (brightness)
+        *brightness = 1.0 - ((a + b) * 0.5 / 255.0);
+    if (contrast)
+        *contrast = c;
+}
+
+namespace {
+
+using NormalizePixels = PixelList<PixelGray<quint8>>;
+
+VStatus normalizeThroughOpenCv(const VImage& src, VImage* dst, double a, double b, int normType)
+{
+    checkSource(src);
+    VImage& d = checkExistingDestination(dst);
+    if (!supports(NormalizePixels{}, src.format(), src.channelType()) ||
+        !supports(NormalizePixels{}, d.format(), d.channelType()))
+        throwUnsupported();
+    cv::Mat out = asCvMat(d);
+    const cv::Mat s = readableSource(asCvMat(src), out);
+    requireOpenCv(s.size() == out.size() && s.channels() == out.channels(),
+                  "dst.size() == src.size() && src.channels() == dst.channels()", "cvNormalize");
+    writeInto(out, [&](cv::Mat& o) { cv::normalize(s, o, a, b, normType, o.type()); });
+    return VStatus::Ok;
+}
+
+// A size from a double, 0 for what no image can have (the inner operations then refuse it).
+int truncatedSize(double v) { return v >= 0.0 && v < 2147483647.0 ? int(v) : 0; }
+
+// The shorter side of an image, 0 for an invalid one.
+int shorterSide(const VImage& image) { return image.status() ? std::min(image.width(), image.height()) : 0; }
+
+// The blurred copy the contrast and noise tools measure against: like src, smoothed by smoothGaussian.
+VImage smoothed(const VImage& src, int kernel)
+{
+    VImage blurred = src.status() ? src.createCompatible() : VImage();
+    if (blurred.status())
+        blurred.setRoi(src.roi());
+    smoothGaussian(src, &blurred, kernel);
+    return blurred;
+}
+
+} // namespace
+
+VStatus normalizeImage(const VImage& src, VImage* dst, double a, double b)
+{
+    return guarded(VEXA_CALL_SITE, [&] { return normalizeThroughOpenCv(src, dst, a, b, cv::NORM_MINMAX); });
+}
+
+VStatus normalizeCImage(const VImage& src, VImage* dst, double a)
+{
+    return guarded(VEXA_CALL_SITE, [&] { return normalizeThroughOpenCv(src, dst, a, 0.0, cv::NORM_INF); });
+}
+
+VStatus normalizeL1Image(const VImage& src, VImage* dst, double a)
+{
+    return guarded(VEXA_CALL_SITE, [&] { return normalizeThroughOpenCv(src, dst, a, 0.0, cv::NORM_L1); });
+}
+
+VStatus normalizeL2Image(const VImage& src, VImage* dst, double a)
+{
+    return guarded(VEXA_CALL_SITE, [&] { return normalizeThroughOpenCv(src, dst, a, 0.0, cv::NORM_L2); });
+}
+
+VStatus brightnessAlignment(const VImage& a, const VImage& b, VImage* dst)
+{
+    divImages(a, b, dst);
+    return VStatus::Ok;
+}
+
+VStatus brightnessAlignment(const VImage& src, VImage* dst, int kernel)
+{
+    const VImage gray = src.convert(GrayScale, Channel8u);
+    const double scale = 100.0 / shorterSide(src);
+    VImage small = gray.status() && !gray.isEmpty()
+                       ? gray.createCompatible(truncatedSize(gray.width() * scale), truncatedSize(gray.height() * scale))
+                       : VImage();
+    resizeImage(gray, &small, InterpolationNearest);
+    VImage smoothedSmall;
+    smoothGaussian(small, &smoothedSmall, truncatedSize(kernel * scale));
+    VImage background = gray.status() && !gray.isEmpty() ? gray.createCompatible() : VImage();
+    resizeImage(smoothedSmall, &background, InterpolationNearest);
+    double max = 0.0;
+    getMax(background, &max);
+    VImage backgroundF;
+    mulImageDouble(background, &backgroundF, 1.0 / max);
+    divImages(src, backgroundF, dst);
+    return VStatus::Ok;
+}
+
+VStatus createBackgroundBrightness(const VImage& src, VImage* dst)
+{
+    const int kernel = (shorterSide(src) / 1000 + 5) | 1;
+    const VImage gray = src.convert(GrayScale, Channel8u);
+    const VImage blurred = smoothed(gray, kernel | 1);
+    double max = 0.0;
+    getMax(blurred, &max);
+    mulImageDouble(blurred, dst, 1.0 / max);
+    return VStatus::Ok;
+}
+
+VStatus findNoise(const VImage& src, VImage* dst)
+{
+    const int kernel = (shorterSide(src) / 5 + 10) | 1;
+    subtractImages(src, smoothed(src, kernel), dst);
+    return VStatus::Ok;
+}
+
+VStatus correctNoise(const VImage& a, const VImage& b, VImage* dst)
+{
+    subtractImages(a, b, dst);
+    return VStatus::Ok;
+}
+
+VStatus contrastImage(const VImage& src, VImage* dst, int amount, int kernel)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = checkExistingDestination(dst);
+        const bool measure = isPixelOf<PixelGray<float>>(d.format(), d.channelType());
+        if (!measure && (d.format() != src.format() || d.channelType() != src.channelType()))
+            throwUnsupported();
+        checkSameSize(src, d);
+        return dispatch(ContrastPixels{}, src, [&](const auto& s) {
+            using P = typename std::decay_t<decltype(s)>::PixelType;
+            VImage blurred = src.createCompatible();
+            blurred.setRoi(src.roi());
+            const VStatus status = smoothGaussian(src, &blurred, kernel | 1);
+            if (!status)
+                return status;
+            if (measure)
+                return kernel::contrastMeasure(s, RasterT<P>(blurred), RasterT<PixelGray<float>>(d), amount);
+            return kernel::contrastEnhance(s, RasterT<P>(blurred), RasterT<P>(d), amount);
+        });
+    });
+}
+
+VStatus createGaussianNoise(const VImage& src, VImage* dst, double percent)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(src);
+        VImage& d = checkExistingDestination(dst);
+        if (d.width() != src.width() || d.height() != src.height())
+            throw dip_exception("Image sizes differ");
+        std::uint32_t x = 0xFFFFFFFFu, carry = 0;
+        const auto step = [&x, &carry] {
+            const std::uint64_t t = std::uint64_t(x) * 4164903690ull + carry;
+            x = std::uint32_t(t);
+            carry = std::uint32_t(t >> 32);
+        };
+        for (int column = 0; column < src.width(); ++column)
+            for (int row = 0; row < src.height(); ++row) {
+                step();
+                if (double(x % 100) < 100.0 - percent)
+                    continue;
+                // Three steps whatever the pixel holds, so that every format picks the same pixels.
+                QList<QVariant> components = src.pixel(column, row);
+                for (int i = 0; i < 3; ++i) {
+                    step();
+                    if (i < components.size())
+                        components[i] = uint(x & 0xFF);
+                }
+                d.setPixel(column, row, components);
+            }
+        return VStatus::Ok;
+    });
 }
 
 } // namespace VEXA
