@@ -11,6 +11,9 @@
 #include <vexa/imp/VFigure.h>
 #include <vexa/imp/VImageList.h>
 #include <vexa/imp/VTransform.h>
+#include <vexa/imp/VKeypointDescriptors.h>
+#include <vexa/imp/VRasterPyramid.h>
+#include <vexa/imp/VImageBlender.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/formats.h>
 #include <vexa/imp/ocvImage.h>

@@ -1,0 +1,221 @@
+// The raster pyramid, the focus merges and the blender.
+#include "support/images.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <QBuffer>
+#include <QDataStream>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using namespace VEXA;
+
+namespace {
+
+VImage blank(int width, int height, Format format, Channel channel)
+{
+    VImage image;
+    image.create(width, height, format, channel, OriginTopLeft, RowsAlignNone);
+    std::memset(image.rawData(), 0, size_t(image.dataSize()));
+    return image;
+}
+
+double psnr(const VImage& a, const VImage& b)
+{
+    cv::Mat ma, mb;
+    cv::cvtColor(roiMat(a), ma, cv::COLOR_BGRA2BGR);
+    cv::cvtColor(roiMat(b), mb, cv::COLOR_BGRA2BGR);
+    return cv::PSNR(ma, mb);
+}
+
+// A textured scene and three shots of it, each sharp in one vertical third and blurred elsewhere.
+struct Stack {
+    VImage truth;
+    QList<VImage> shots;
+    explicit Stack(int width = 120, int height = 90)
+    {
+        truth = makeImage(width, height, XRGB, Channel8u, 3);
+        cv::Mat t = roiMat(truth);
+        cv::GaussianBlur(t, t, {3, 3}, 0.7); // fine detail, but not single-pixel noise
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                t.at<cv::Vec4b>(y, x)[3] = 255;
+        cv::Mat blurred;
+        cv::GaussianBlur(t, blurred, {0, 0}, 2.5);
+        for (int k = 0; k < 3; ++k) {
+            VImage shot = truth.copy();
+            cv::Mat s = roiMat(shot);
+            blurred.copyTo(s);
+            t(cv::Rect(k * width / 3, 0, width / 3, height)).copyTo(s(cv::Rect(k * width / 3, 0, width / 3, height)));
+            shots.append(shot);
+        }
+    }
+};
+
+TEST(Pyramid, LevelsRestoreAndMerge)
+{
+    const struct {
+        int side, levels;
+    } sizes[] = {{60, 1}, {64, 2}, {128, 3}, {127, 2}};
+    for (const auto& s : sizes) {
+        VRasterPyramid p;
+        ASSERT_TRUE(p.init(makeImage(s.side, s.side, XRGB, Channel8u, 1), -1));
+        ASSERT_EQ(p.levels().size(), s.levels) << s.side;
+        EXPECT_EQ(p.details().size(), s.levels - 1) << s.side;
+        EXPECT_EQ(p.levels().last().width(), s.side >> (s.levels - 1)) << s.side;
+        if (s.levels > 1) {
+            EXPECT_EQ(p.details().first().channelType(), Channel16s);
+        }
+    }
+    VRasterPyramid limited;
+    limited.init(makeImage(256, 256, BGR, Channel8u, 1), 1);
+    EXPECT_EQ(limited.levels().size(), 2);
+
+    // An untouched pyramid restores its image exactly.
+    const VImage src = makeImage(150, 100, BGR, Channel8u, 2);
+    VRasterPyramid p;
+    p.init(src, -1);
+    p.restore();
+    EXPECT_TRUE(sameRoiBytes(p.image(), src.convert(XRGB, Channel8u)));
+
+    // Merging keeps the larger magnitude; a pyramid of another depth is ignored.
+    VRasterPyramid q, copy = p;
+    q.init(makeImage(150, 100, BGR, Channel8u, 3), -1);
+    const VImage before = p.details().first().copy();
+    p.combineMostSharpness(&q);
+    cv::Mat mine = roiMat(p.details().first()), a = roiMat(before), b = roiMat(q.details().first());
+    const short* pm = mine.ptr<short>(7);
+    EXPECT_EQ(std::abs(pm[5]), std::max(std::abs(a.ptr<short>(7)[5]), std::abs(b.ptr<short>(7)[5])));
+    EXPECT_TRUE(sameRoiBytes(copy.details().first(), before)) << "a copy owns its pixels";
+    VRasterPyramid shallow;
+    shallow.init(makeImage(128, 128, BGR, Channel8u, 4), -1);
+    const VImage untouched = shallow.details().first().copy();
+    shallow.combineMostSharpness(&q);
+    shallow.combineMostSharpness(nullptr);
+    EXPECT_TRUE(sameRoiBytes(shallow.details().first(), untouched));
+
+    // The stream carries both lists.
+    QByteArray bytes;
+    {
+        QDataStream out(&bytes, QIODevice::WriteOnly);
+        out << p;
+    }
+    QDataStream in(bytes);
+    VRasterPyramid read;
+    in >> read;
+    ASSERT_EQ(read.levels().size(), p.levels().size());
+    ASSERT_EQ(read.details().size(), p.details().size());
+    EXPECT_TRUE(sameRoiBytes(read.details().last(), p.details().last()));
+    QDataStream broken(bytes.left(40));
+    broken >> read;
+    EXPECT_NE(broken.status(), QDataStream::Ok);
+    EXPECT_TRUE(read.levels().isEmpty());
+}
+
+TEST(Merges, MaximumSharpnessKeepsTiesAndBlackBordersOut)
+{
+    VImage image = blank(6, 5, XRGB, Channel8u), result = blank(6, 5, XRGB, Channel8u);
+    VImage imageMap = blank(6, 5, GrayScale, Channel32f), resultMap = blank(6, 5, GrayScale, Channel32f);
+    cv::Mat in = roiMat(image), out = roiMat(result), inMap = roiMat(imageMap), outMap = roiMat(resultMap);
+    in.setTo(cv::Scalar(10, 20, 30, 40));
+    out.setTo(cv::Scalar(1, 2, 3, 4));
+    inMap.setTo(2.0f);
+    outMap.setTo(2.0f); // ties go to the image
+    outMap.at<float>(1, 1) = 3.0f;
+    in.at<cv::Vec4b>(4, 5) = cv::Vec4b(0, 0, 0, 99); // black: (3..4, 4..5) stay the result's
+    ASSERT_TRUE(multifocusImages(image, imageMap, &result, &resultMap));
+    for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 6; ++x) {
+            const bool kept = (x == 1 && y == 1) || (x >= 4 && y >= 3);
+            EXPECT_EQ(out.at<cv::Vec4b>(y, x), kept ? cv::Vec4b(1, 2, 3, 4) : cv::Vec4b(10, 20, 30, 40)) << x << "," << y;
+            EXPECT_EQ(outMap.at<float>(y, x), x == 1 && y == 1 ? 3.0f : 2.0f);
+        }
+    VImage gray = blank(6, 5, GrayScale, Channel8u), small = blank(5, 5, GrayScale, Channel32f);
+    EXPECT_TRUE(multifocusImages(gray, imageMap, &result, &resultMap).message().contains("Can not find template"));
+    EXPECT_TRUE(multifocusImages(image, small, &result, &resultMap).message().contains("Image sizes differ"));
+    EXPECT_TRUE(multifocusImagesWeighted(image, imageMap, nullptr, &resultMap).message().contains("Null pointer"));
+}
+
+TEST(Merges, WeightedFollowsLuminanceAndWeights)
+{
+    VImage image = blank(4, 1, XRGB, Channel8u), result = blank(4, 1, XRGB, Channel8u);
+    VImage imageMap = blank(4, 1, GrayScale, Channel32f), resultMap = blank(4, 1, GrayScale, Channel32f);
+    cv::Mat in = roiMat(image), out = roiMat(result), inMap = roiMat(imageMap), outMap = roiMat(resultMap);
+    const cv::Vec4b shot(100, 50, 200, 7);
+    in.setTo(shot);
+    // A dark result pixel is replaced; a dark image pixel changes nothing; weights 1:3; zero weights.
+    out.at<cv::Vec4b>(0, 0) = cv::Vec4b(2, 2, 2, 1);
+    out.at<cv::Vec4b>(0, 1) = cv::Vec4b(40, 40, 40, 1);
+    in.at<cv::Vec4b>(0, 1) = cv::Vec4b(1, 1, 1, 9);
+    out.at<cv::Vec4b>(0, 2) = cv::Vec4b(20, 30, 40, 1);
+    inMap.at<float>(0, 2) = 1.0f;
+    outMap.at<float>(0, 2) = 3.0f;
+    out.at<cv::Vec4b>(0, 3) = cv::Vec4b(21, 30, 40, 1);
+    ASSERT_TRUE(multifocusImagesWeighted(image, imageMap, &result, &resultMap));
+    EXPECT_EQ(out.at<cv::Vec4b>(0, 0), shot);
+    EXPECT_EQ(out.at<cv::Vec4b>(0, 1), cv::Vec4b(40, 40, 40, 1));
+    EXPECT_EQ(out.at<cv::Vec4b>(0, 2), cv::Vec4b(40, 35, 80, 1)); // (1 * 100 + 3 * 20) / 4 ...
+    EXPECT_EQ(out.at<cv::Vec4b>(0, 3), cv::Vec4b(60, 40, 120, 1)); // (21 + 100) >> 1 ...
+    // The map is measured afresh on the merged result.
+    VImage measured = blank(4, 1, GrayScale, Channel32f);
+    ASSERT_TRUE(contrastImage(result, &measured, 1, 3));
+    EXPECT_TRUE(sameRoiBytes(measured, resultMap));
+}
+
+TEST(Blender, EveryMethodPicksTheSharpRegions)
+{
+    const Stack stack;
+    double best = 0;
+    for (const VImage& shot : stack.shots)
+        best = std::max(best, psnr(shot, stack.truth));
+    for (auto method : {VImageBlender::MultifocusPyramid, VImageBlender::MultifocusMaxSharpness,
+                        VImageBlender::MultifocusWeighted, VImageBlender::MultifocusWeightedAll,
+                        VImageBlender::MultifocusDepthMap}) {
+        VImageBlender blender(method);
+        for (const VImage& shot : stack.shots)
+            ASSERT_TRUE(blender.addImage(shot)) << method;
+        EXPECT_EQ(blender.count(), 3);
+        const double merged = psnr(blender.image(), stack.truth);
+        EXPECT_GT(merged, best + (method == VImageBlender::MultifocusWeighted ? 1.0 : 4.0)) << method;
+        if (method == VImageBlender::MultifocusDepthMap) {
+            const VImage depth = blender.depthMap();
+            ASSERT_EQ(depth.channelType(), Channel16u);
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(roiMat(depth).at<quint16>(45, k * 40 + 20), k);
+        } else {
+            EXPECT_TRUE(blender.depthMap().isEmpty());
+        }
+    }
+}
+
+TEST(Blender, RefusesWhatItCannotTakeAndCopiesIndependently)
+{
+    const Stack stack;
+    VImageBlender blender;
+    EXPECT_FALSE(blender.addImage(VImage()));
+    EXPECT_FALSE(blender.isInitialized());
+    ASSERT_TRUE(blender.addImage(stack.shots[0]));
+    const VImage before = blender.image().copy();
+    EXPECT_FALSE(blender.addImage(makeImage(60, 90, XRGB, Channel8u, 5)));
+    EXPECT_FALSE(blender.addImage(stack.shots[1].convert(BGR, Channel8u)));
+    EXPECT_EQ(blender.count(), 1);
+    EXPECT_TRUE(sameRoiBytes(blender.image(), before));
+    VImageBlender copy = blender;
+    ASSERT_TRUE(blender.addImage(stack.shots[1]));
+    EXPECT_TRUE(sameRoiBytes(copy.image(), before)) << "a copy does not follow the original";
+    blender.init(VImageBlender::MultifocusWeighted, false, false);
+    EXPECT_EQ(blender.count(), 0);
+    EXPECT_TRUE(blender.image().isEmpty());
+
+    // A black first shot: the weighted merge takes every dark pixel from the next shot.
+    VImageBlender weighted(VImageBlender::MultifocusWeighted);
+    VImage black = stack.shots[0].createCompatible();
+    std::memset(black.rawData(), 0, size_t(black.dataSize()));
+    ASSERT_TRUE(weighted.addImage(black));
+    ASSERT_TRUE(weighted.addImage(stack.shots[2]));
+    EXPECT_TRUE(sameRoiBytes(weighted.image(), stack.shots[2]));
+}
+
+} // namespace
