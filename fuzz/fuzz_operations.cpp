@@ -270,6 +270,45 @@ const std::vector<std::function<void(State&)>>& operations()
         },
         [](State& s) { contrastImage(s.image(), s.destination(), s.anyInt(), s.size()); },
         [](State& s) { createGaussianNoise(s.image(), s.destination(), s.anyDouble()); },
+        [](State& s) {
+            VImage& result = s.image();
+            if (s.in.ConsumeBool())
+                multifocusImages(s.image(), s.image(), &result, s.destination());
+            else
+                multifocusImagesWeighted(s.image(), s.image(), &result, s.destination());
+        },
+        [](State& s) {
+            VImageBlender blender(VImageBlender::MultifocusMethod(s.in.ConsumeIntegralInRange(-1, 5)),
+                                  s.in.ConsumeBool(), s.in.ConsumeBool());
+            for (int n = s.in.ConsumeIntegralInRange(0, 3); n > 0; --n)
+                blender.addImage(s.image());
+            VImageBlender copy = blender;
+            (void)copy.depthMap();
+            s.image() = blender.image();
+        },
+        [](State& s) {
+            VRasterPyramid p, q;
+            p.init(s.image(), s.in.ConsumeIntegralInRange(-2, 3));
+            q.init(s.image(), -1);
+            p.combineMostSharpness(&q);
+            p.restore();
+            QByteArray bytes;
+            {
+                QDataStream out(&bytes, QIODevice::WriteOnly);
+                out << p;
+            }
+            if (s.in.ConsumeBool())
+                bytes = QByteArray::fromStdString(s.in.ConsumeRandomLengthString(256)) + bytes;
+            QDataStream in(bytes);
+            in >> q;
+            s.image() = p.image();
+        },
+        [](State& s) {
+            const VKeypointDescriptors a(s.image()), b(s.image());
+            bool ok = false;
+            (void)findTransformation(a, b, s.in.ConsumeBool() ? &ok : nullptr);
+            stabilizeLocal(s.image(), s.destination());
+        },
         [](State& s) { s.image() = makeImage(s.in); },
     };
     return all;
