@@ -55,6 +55,25 @@ bool nearBlack(const RasterT<Xrgb>& image, qint32 x, qint32 y)
     return false;
 }
 
+// The walk both merges share: the four images checked, then op(x, y, image, imageSharpness, result,
+// resultSharpness) for every pixel of the rois, with the image's raster for neighbourhood tests.
+template <class Op>
+void forEachMergePixel(const VImage& image, const VImage& imageSharpness, VImage* result, VImage* resultSharpness,
+                       Op op)
+{
+    checkMerge(image, imageSharpness, result, resultSharpness);
+    const RasterT<Xrgb> in(image), out(*result);
+    const RasterT<Map> inMap(imageSharpness), outMap(*resultSharpness);
+    for (qint32 y = 0; y < in.roi.height; ++y) {
+        const Xrgb* s = in.row(in.roi.y + y) + in.roi.x;
+        const Map* sm = inMap.row(inMap.roi.y + y) + inMap.roi.x;
+        Xrgb* d = out.row(out.roi.y + y) + out.roi.x;
+        Map* dm = outMap.row(outMap.roi.y + y) + outMap.roi.x;
+        for (qint32 x = 0; x < in.roi.width; ++x)
+            op(in, x, y, s[x], sm[x], d[x], dm[x]);
+    }
+}
+
 VImage sharpnessOf(const VImage& shot)
 {
     VImage map;
@@ -71,21 +90,13 @@ namespace VEXA {
 VStatus multifocusImages(const VImage& image, const VImage& imageSharpness, VImage* result, VImage* resultSharpness)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        checkMerge(image, imageSharpness, result, resultSharpness);
-        const RasterT<Xrgb> in(image), out(*result);
-        const RasterT<Map> inMap(imageSharpness), outMap(*resultSharpness);
-        for (qint32 y = 0; y < in.roi.height; ++y) {
-            const Xrgb* s = in.row(in.roi.y + y) + in.roi.x;
-            const Map* sm = inMap.row(inMap.roi.y + y) + inMap.roi.x;
-            Xrgb* d = out.row(out.roi.y + y) + out.roi.x;
-            Map* dm = outMap.row(outMap.roi.y + y) + outMap.roi.x;
-            for (qint32 x = 0; x < in.roi.width; ++x) {
-                if (sm[x].gray < dm[x].gray || nearBlack(in, x, y))
-                    continue;
-                dm[x] = sm[x];
-                d[x] = s[x];
-            }
-        }
+        forEachMergePixel(image, imageSharpness, result, resultSharpness,
+                          [](const RasterT<Xrgb>& in, qint32 x, qint32 y, const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
+                              if (sm.gray < dm.gray || nearBlack(in, x, y))
+                                  return;
+                              dm = sm;
+                              d = s;
+                          });
         return VStatus::Ok;
     });
 }
@@ -94,29 +105,21 @@ VStatus multifocusImagesWeighted(const VImage& image, const VImage& imageSharpne
                                  VImage* resultSharpness)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        checkMerge(image, imageSharpness, result, resultSharpness);
-        const RasterT<Xrgb> in(image), out(*result);
-        const RasterT<Map> inMap(imageSharpness), outMap(*resultSharpness);
-        for (qint32 y = 0; y < in.roi.height; ++y) {
-            const Xrgb* s = in.row(in.roi.y + y) + in.roi.x;
-            const Map* sm = inMap.row(inMap.roi.y + y) + inMap.roi.x;
-            Xrgb* d = out.row(out.roi.y + y) + out.roi.x;
-            Map* dm = outMap.row(outMap.roi.y + y) + outMap.roi.x;
-            for (qint32 x = 0; x < in.roi.width; ++x) {
-                if (luminance(d[x]) < 3) {
-                    d[x] = s[x];
-                } else if (luminance(s[x]) > 3) {
-                    const double wi = sm[x].gray, wr = dm[x].gray;
-                    quint8* dc = &d[x].b;
-                    const quint8* sc = &s[x].b;
-                    for (int c = 2; c >= 0; --c) // red, green, blue
-                        dc[c] = std::abs(wi + wr) > 0.0
-                                    ? MathUtils::bound8u((wi * sc[c] + wr * dc[c]) / (wi + wr))
-                                    : quint8((dc[c] + sc[c]) >> 1);
-                }
-                dm[x].gray = std::max(dm[x].gray, sm[x].gray);
-            }
-        }
+        forEachMergePixel(image, imageSharpness, result, resultSharpness,
+                          [](const RasterT<Xrgb>&, qint32, qint32, const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
+                              if (luminance(d) < 3) {
+                                  d = s;
+                              } else if (luminance(s) > 3) {
+                                  const double wi = sm.gray, wr = dm.gray;
+                                  quint8* dc = &d.b;
+                                  const quint8* sc = &s.b;
+                                  for (int c = 2; c >= 0; --c) // red, green, blue
+                                      dc[c] = std::abs(wi + wr) > 0.0
+                                                  ? MathUtils::bound8u((wi * sc[c] + wr * dc[c]) / (wi + wr))
+                                                  : quint8((dc[c] + sc[c]) >> 1);
+                              }
+                              dm.gray = std::max(dm.gray, sm.gray);
+                          });
         // The map follows the merged pixels.
         return contrastImage(*result, resultSharpness, 1, 3);
     });
