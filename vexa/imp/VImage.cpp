@@ -594,6 +594,20 @@ std::pair<Format, Channel> storableForm(Format format, Channel channel)
     return {Invalid, ChannelInvalid};
 }
 
+// An image of ours whose block a reader can decode the file into directly, for files whose pixels come out
+// 32 bits wide (XRGB, ARGB): a large photo then costs one block, not a decoded copy plus ours. Empty for
+// other files; they go through a QImage of their own.
+VImage blockToDecodeInto(QImage::Format qFormat, QSize size)
+{
+    Format format = Invalid;
+    Channel channel = ChannelInvalid;
+    if (!size.isValid() || !representFormat(qFormat, &format, &channel) || format == GrayScale)
+        return VImage();
+    VImage image;
+    image.create(size.width(), size.height(), format, channel, OriginBottomLeft, RowsAlignNone);
+    return image.status() ? image : VImage();
+}
+
 QImage gray16ToQImage(const VImage& image)
 {
     QImage result(image.width(), image.height(), QImage::Format_Grayscale16);
@@ -616,12 +630,24 @@ bool VImage::load(const QString& fileName)
     const QSize announced = reader.size();
     if (announced.isValid() && dataSizeFor(announced.width(), announced.height(), ARGB, Channel8u) > imageSizeLimit())
         return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: the image is larger than the size limit"));
+    const QImage::Format announcedFormat = reader.imageFormat(); // asked before reading: after, it is gone
+    VImage block = blockToDecodeInto(announcedFormat, announced);
     QImage qImage;
+    if (!block.isEmpty())
+        qImage = QImage(block.rawData(), block.width(), block.height(), block.bytesPerLine(), announcedFormat);
     if (!reader.read(&qImage)) {
         QString reason = QStringLiteral("Failed to read.Out of memory: ") + reader.errorString();
         if (reader.error() == QImageReader::InvalidDataError)
             reason += QStringLiteral(" (images over QImageReader::allocationLimit() are refused)");
         return fail(VEXA_CALL_SITE, reason);
+    }
+    // The decoder wrote into the block unless it chose another size or format, which a QImage of its own
+    // then carries.
+    if (!block.isEmpty() && qImage.constBits() == block.rawData() && qImage.format() == announcedFormat &&
+        qImage.size() == announced) {
+        block.resetHash();
+        *this = block;
+        return true;
     }
     const VImage loaded = fromQImage(qImage);
     if (!loaded.status() || loaded.isEmpty())
@@ -644,7 +670,11 @@ bool VImage::save(const QString& fileName) const
     const VImage storable = isEmpty() || format == Invalid ? VImage() : convertFast(format, channel);
     if (storable.isEmpty())
         return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
-    const QImage qImage = channel == Channel16u ? gray16ToQImage(storable) : toQImage(storable);
+    // 32-bit pixels go to the writer as they lie in our block; other forms need Qt's own layout.
+    const bool asTheyLie = format == XRGB || format == ARGB || format == ARGB_Premultiplied;
+    const QImage qImage = channel == Channel16u ? gray16ToQImage(storable)
+                          : asTheyLie           ? asQImage(storable)
+                                                : toQImage(storable);
     if (qImage.isNull())
         return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
     QImageWriter writer(fileName);
