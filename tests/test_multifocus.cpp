@@ -129,7 +129,8 @@ TEST(Merges, MaximumSharpnessKeepsTiesAndBlackBordersOut)
     for (int y = 0; y < 5; ++y)
         for (int x = 0; x < 6; ++x) {
             const bool kept = (x == 1 && y == 1) || (x >= 4 && y >= 3);
-            EXPECT_EQ(out.at<cv::Vec4b>(y, x), kept ? cv::Vec4b(1, 2, 3, 4) : cv::Vec4b(10, 20, 30, 40)) << x << "," << y;
+            EXPECT_EQ(out.at<cv::Vec4b>(y, x), kept ? cv::Vec4b(1, 2, 3, 4) : cv::Vec4b(10, 20, 30, 40))
+                << x << "," << y;
             EXPECT_EQ(outMap.at<float>(y, x), x == 1 && y == 1 ? 3.0f : 2.0f);
         }
     VImage gray = blank(6, 5, GrayScale, Channel8u), small = blank(5, 5, GrayScale, Channel32f);
@@ -156,7 +157,7 @@ TEST(Merges, WeightedFollowsLuminanceAndWeights)
     ASSERT_TRUE(multifocusImagesWeighted(image, imageMap, &result, &resultMap));
     EXPECT_EQ(out.at<cv::Vec4b>(0, 0), shot);
     EXPECT_EQ(out.at<cv::Vec4b>(0, 1), cv::Vec4b(40, 40, 40, 1));
-    EXPECT_EQ(out.at<cv::Vec4b>(0, 2), cv::Vec4b(40, 35, 80, 1)); // (1 * 100 + 3 * 20) / 4 ...
+    EXPECT_EQ(out.at<cv::Vec4b>(0, 2), cv::Vec4b(40, 35, 80, 1));  // (1 * 100 + 3 * 20) / 4 ...
     EXPECT_EQ(out.at<cv::Vec4b>(0, 3), cv::Vec4b(60, 40, 120, 1)); // (21 + 100) >> 1 ...
     // The map is measured afresh on the merged result.
     VImage measured = blank(4, 1, GrayScale, Channel32f);
@@ -170,9 +171,9 @@ TEST(Blender, EveryMethodPicksTheSharpRegions)
     double best = 0;
     for (const VImage& shot : stack.shots)
         best = std::max(best, psnr(shot, stack.truth));
-    for (auto method : {VImageBlender::MultifocusPyramid, VImageBlender::MultifocusMaxSharpness,
-                        VImageBlender::MultifocusWeighted, VImageBlender::MultifocusWeightedAll,
-                        VImageBlender::MultifocusDepthMap}) {
+    for (auto method :
+         {VImageBlender::MultifocusPyramid, VImageBlender::MultifocusMaxSharpness, VImageBlender::MultifocusWeighted,
+          VImageBlender::MultifocusWeightedAll, VImageBlender::MultifocusDepthMap}) {
         VImageBlender blender(method);
         for (const VImage& shot : stack.shots)
             ASSERT_TRUE(blender.addImage(shot)) << method;
@@ -193,21 +194,30 @@ TEST(Blender, EveryMethodPicksTheSharpRegions)
 TEST(Blender, RefusesWhatItCannotTakeAndCopiesIndependently)
 {
     const Stack stack;
-    VImageBlender blender;
-    EXPECT_FALSE(blender.addImage(VImage()));
-    EXPECT_FALSE(blender.isInitialized());
-    ASSERT_TRUE(blender.addImage(stack.shots[0]));
-    const VImage before = blender.image().copy();
-    EXPECT_FALSE(blender.addImage(makeImage(60, 90, XRGB, Channel8u, 5)));
-    EXPECT_FALSE(blender.addImage(stack.shots[1].convert(BGR, Channel8u)));
-    EXPECT_EQ(blender.count(), 1);
-    EXPECT_TRUE(sameRoiBytes(blender.image(), before));
-    VImageBlender copy = blender;
-    ASSERT_TRUE(blender.addImage(stack.shots[1]));
-    EXPECT_TRUE(sameRoiBytes(copy.image(), before)) << "a copy does not follow the original";
-    blender.init(VImageBlender::MultifocusWeighted, false, false);
-    EXPECT_EQ(blender.count(), 0);
-    EXPECT_TRUE(blender.image().isEmpty());
+    for (const auto method : {VImageBlender::MultifocusMaxSharpness, VImageBlender::MultifocusWeighted,
+                              VImageBlender::MultifocusWeightedAll, VImageBlender::MultifocusDepthMap}) {
+        SCOPED_TRACE(method);
+        VImageBlender blender(method);
+        EXPECT_FALSE(blender.addImage(VImage()));
+        EXPECT_FALSE(blender.isInitialized());
+        ASSERT_TRUE(blender.addImage(stack.shots[0]));
+        const VImage handedOut = blender.image();
+        const VImage before = handedOut.copy();
+        EXPECT_FALSE(blender.addImage(makeImage(60, 90, XRGB, Channel8u, 5)));
+        EXPECT_FALSE(blender.addImage(stack.shots[1].convert(BGR, Channel8u)));
+        EXPECT_EQ(blender.count(), 1);
+        EXPECT_TRUE(sameRoiBytes(blender.image(), before));
+        VImageBlender copy = blender;
+        ASSERT_TRUE(blender.addImage(stack.shots[1]));
+        const VImage merged = blender.image().copy();
+        EXPECT_FALSE(sameRoiBytes(merged, before));
+        EXPECT_TRUE(sameRoiBytes(blender.image(), merged)) << "asking twice changes the merge";
+        EXPECT_TRUE(sameRoiBytes(copy.image(), before)) << "a copy does not follow the original";
+        EXPECT_TRUE(sameRoiBytes(handedOut, before)) << "an image handed out does not follow the merge";
+        blender.init(VImageBlender::MultifocusWeighted, false, false);
+        EXPECT_EQ(blender.count(), 0);
+        EXPECT_TRUE(blender.image().isEmpty());
+    }
 
     // A black first shot: the weighted merge takes every dark pixel from the next shot.
     VImageBlender weighted(VImageBlender::MultifocusWeighted);

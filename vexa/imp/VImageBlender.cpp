@@ -90,13 +90,14 @@ namespace VEXA {
 VStatus multifocusImages(const VImage& image, const VImage& imageSharpness, VImage* result, VImage* resultSharpness)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        forEachMergePixel(image, imageSharpness, result, resultSharpness,
-                          [](const RasterT<Xrgb>& in, qint32 x, qint32 y, const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
-                              if (sm.gray < dm.gray || nearBlack(in, x, y))
-                                  return;
-                              dm = sm;
-                              d = s;
-                          });
+        forEachMergePixel(
+            image, imageSharpness, result, resultSharpness,
+            [](const RasterT<Xrgb>& in, qint32 x, qint32 y, const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
+                if (sm.gray < dm.gray || nearBlack(in, x, y))
+                    return;
+                dm = sm;
+                d = s;
+            });
         return VStatus::Ok;
     });
 }
@@ -156,8 +157,10 @@ void VImageBlender::deepCopyFrom(const VImageBlender& other)
     pyramid_ = other.pyramid_;
     pairs_ = other.pairs_; // never written after they are stored
     depth_ = own(other.depth_);
-    depthState_ = DepthState{own(other.depthState_.colours), own(other.depthState_.weights),
-                             own(other.depthState_.best), own(other.depthState_.index), other.depthState_.finished};
+    depthState_ = DepthState{own(other.depthState_.mean), own(other.depthState_.weights), own(other.depthState_.best),
+                             own(other.depthState_.index), other.depthState_.finished};
+    shape_ = other.shape_;
+    reference_ = other.reference_; // never written after it is stored
 }
 
 bool VImageBlender::init(MultifocusMethod method, bool alignByKeypoints, bool stabilizeLocally)
@@ -178,12 +181,26 @@ void VImageBlender::clear()
     pairs_.clear();
     depth_ = VImage();
     depthState_ = DepthState();
+    shape_ = Shape();
+    reference_ = VImage();
     initialized_ = false;
     count_ = 0;
 }
 
 void VImageBlender::init(const VImage& image)
 {
+    shape_ = Shape{image.width(),       image.height(), image.format(),
+                   image.channelType(), image.origin(), image.rowsAlignment()};
+    if (method_ == MultifocusDepthMap) {
+        // The merge lives in the running state until image() asks for it.
+        result_ = VImage();
+        if (alignByKeypoints_ || stabilizeLocally_)
+            reference_ = image.copy();
+        addToDepthMap(image, 0);
+        initialized_ = true;
+        count_ = 1;
+        return;
+    }
     result_ = image.copy();
     switch (method_) {
     case MultifocusPyramid: pyramid_.init(image, -1); break;
@@ -193,7 +210,7 @@ void VImageBlender::init(const VImage& image)
         sharpness_ = sharpnessOf(result_);
         pairs_.append({result_, sharpness_});
         break;
-    case MultifocusDepthMap: addToDepthMap(result_, 0); break;
+    case MultifocusDepthMap: break; // taken above
     }
     initialized_ = true;
     count_ = 1;
@@ -207,13 +224,24 @@ bool VImageBlender::addImage(const VImage& image)
         init(image);
         return true;
     }
-    if (!image.isCompatible(result_))
+    const bool compatible = method_ == MultifocusDepthMap
+                                ? image.isCompatible(shape_.width, shape_.height, shape_.format, shape_.channel,
+                                                     shape_.origin, shape_.align)
+                                : image.isCompatible(result_);
+    if (!compatible)
         return false;
+    if (!alignByKeypoints_ && !stabilizeLocally_ && method_ == MultifocusDepthMap) {
+        // Read as it stands: no copy of a shot that nothing writes into.
+        addToDepthMap(image, count_);
+        ++count_;
+        return true;
+    }
+    const VImage& target = method_ == MultifocusDepthMap ? reference_ : result_;
     VImage shot = image.copy();
     if (alignByKeypoints_) {
         bool found = false;
         const VTransformPerspective t =
-            findTransformation(VKeypointDescriptors(result_), VKeypointDescriptors(shot), &found);
+            findTransformation(VKeypointDescriptors(target), VKeypointDescriptors(shot), &found);
         // No homography found, or the identity: the shot is taken as it stands, never resampled for nothing.
         if (found && !isIdentity(t)) {
             VImage warped = shot.createCompatible();
@@ -224,7 +252,7 @@ bool VImageBlender::addImage(const VImage& image)
         }
     }
     if (stabilizeLocally_)
-        stabilizeLocal(result_, &shot);
+        stabilizeLocal(target, &shot);
     switch (method_) {
     case MultifocusPyramid: {
         VRasterPyramid p;
@@ -236,8 +264,17 @@ bool VImageBlender::addImage(const VImage& image)
         }
         break;
     }
-    case MultifocusMaxSharpness: multifocusImages(shot, sharpnessOf(shot), &result_, &sharpness_); break;
-    case MultifocusWeighted: multifocusImagesWeighted(shot, sharpnessOf(shot), &result_, &sharpness_); break;
+    case MultifocusMaxSharpness:
+    case MultifocusWeighted:
+        if (handedOut_) {
+            result_ = result_.copy();
+            handedOut_ = false;
+        }
+        if (method_ == MultifocusMaxSharpness)
+            multifocusImages(shot, sharpnessOf(shot), &result_, &sharpness_);
+        else
+            multifocusImagesWeighted(shot, sharpnessOf(shot), &result_, &sharpness_);
+        break;
     case MultifocusWeightedAll: pairs_.append({shot, sharpnessOf(shot)}); break;
     case MultifocusDepthMap: addToDepthMap(shot, count_); break;
     }
@@ -251,6 +288,7 @@ VImage VImageBlender::image()
         averageAllPairs();
     if (method_ == MultifocusDepthMap && initialized_)
         finishDepthMap();
+    handedOut_ = true;
     return result_;
 }
 
@@ -259,6 +297,11 @@ VImage VImageBlender::depthMap()
     if (method_ != MultifocusDepthMap || !initialized_)
         return VImage();
     finishDepthMap();
+    if (depth_.isEmpty() && !depthState_.index.isEmpty()) {
+        // The index map, made consistent: a 5 x 5 median removes isolated choices. Made only when asked
+        // for, so that a merge that wants no depth map never holds one.
+        smoothMedian(depthState_.index, &depth_, 5);
+    }
     return depth_;
 }
 
@@ -266,7 +309,7 @@ bool VImageBlender::isIdentity(const VTransformPerspective& t) const
 {
     // Within a thousandth of a pixel at every corner of the result.
     const QTransform q = t.qTransform();
-    const double w = result_.width(), h = result_.height();
+    const double w = double(shape_.width), h = double(shape_.height);
     for (const QPointF& p : {QPointF(0, 0), QPointF(w, 0), QPointF(0, h), QPointF(w, h)}) {
         const QPointF m = q.map(p);
         if (!(std::abs(m.x() - p.x()) < 1e-3 && std::abs(m.y() - p.y()) < 1e-3))
@@ -279,13 +322,15 @@ void VImageBlender::averageAllPairs()
 {
     if (!isPixelOf<Xrgb>(result_.format(), result_.channelType()))
         return;
-    const RasterT<Xrgb> out(result_);
+    // Into a block of its own: result_ starts as the first shot, whose pixels the average still needs.
+    VImage merged = pairs_.first().first.copy();
+    const RasterT<Xrgb> out(merged);
     QList<RasterT<Xrgb>> shots;
     QList<RasterT<Map>> maps;
     for (const auto& [shot, map] : pairs_) {
         if (!isPixelOf<Xrgb>(shot.format(), shot.channelType()) || !isPixelOf<Map>(map.format(), map.channelType()) ||
-            shot.width() != result_.width() || shot.height() != result_.height() ||
-            map.width() != result_.width() || map.height() != result_.height())
+            shot.width() != result_.width() || shot.height() != result_.height() || map.width() != result_.width() ||
+            map.height() != result_.height())
             return;
         shots.append(RasterT<Xrgb>(shot));
         maps.append(RasterT<Map>(map));
@@ -309,6 +354,7 @@ void VImageBlender::averageAllPairs()
             d[x].b = MathUtils::bound8u(sum[0] / total);
         }
     }
+    result_ = merged;
 }
 
 namespace {
@@ -319,6 +365,16 @@ constexpr int depthWindow = 9;
 constexpr float sharpnessFloor = 1e-3f;
 // Weights are (sharpness / best)^power: the sharpest shot dominates, near-equal ones blend across seams.
 constexpr int depthPower = 8;
+// Below this ratio the weight (under 2e-5) moves no mean by a 256th of a level: such shots are skipped.
+constexpr float negligibleRatio = 0.25f;
+// The measure works on bands of rows, so that its temporaries stay small and in cache; each band is
+// measured with `bandMargin` rows more on either side, more than the reach of the measure's 3 x 3 blur and
+// of the 9 x 9 smoothing, so every row comes out as a measure over the whole shot gives it.
+constexpr int bandRows = 64;
+constexpr int bandMargin = 8;
+// Fixed-point scales of the running state.
+constexpr float meanScale = 256.0f;
+constexpr float weightScale = 1024.0f;
 
 float relativeWeight(float ratio)
 {
@@ -327,92 +383,131 @@ float relativeWeight(float ratio)
     return w * w;            // ^8
 }
 
-VImage blankImage(const VImage& like, Format format, Channel channel)
+VImage blankImage(long width, long height, Format format, Channel channel, Origin origin,
+                  RowsAlign align = RowsAlignNone)
 {
     VImage image;
-    image.create(like.width(), like.height(), format, channel, like.origin(), like.rowsAlignment());
-    std::memset(image.rawData(), 0, size_t(std::max(0L, image.dataSize())));
+    image.create(width, height, format, channel, origin, align);
+    if (image.status() && !image.isEmpty())
+        std::memset(image.rawData(), 0, size_t(image.dataSize()));
     return image;
+}
+
+// The smoothed sharpness of every row of `shot`, handed band by band to use(y0, y1, rows) with the
+// shot's rows [y0, y1) and `rows` a GrayScale 32f raster whose row (y - y0) belongs to shot row y.
+template <class Use>
+bool forEachSharpnessBand(const VImage& shot, Use use)
+{
+    const long w = shot.width(), h = shot.height();
+    const long bandHeight = std::min<long>(h, bandRows + 2 * bandMargin);
+    VImage part = blankImage(w, bandHeight, shot.format(), shot.channelType(), shot.origin());
+    VImage measured = blankImage(w, bandHeight, GrayScale, Channel32f, shot.origin());
+    VImage smoothed = blankImage(w, bandHeight, GrayScale, Channel32f, shot.origin());
+    if (part.isEmpty() || measured.isEmpty() || smoothed.isEmpty())
+        return false;
+    const size_t rowBytes = size_t(w) * sizeof(Xrgb);
+    for (long y0 = 0; y0 < h; y0 += bandRows) {
+        const long y1 = std::min(h, y0 + bandRows);
+        const long top = std::max(0L, y0 - bandMargin), bottom = std::min(h, y1 + bandMargin);
+        const QRect band(0, 0, int(w), int(bottom - top));
+        for (long y = top; y < bottom; ++y)
+            std::memcpy(part.rawData() + (y - top) * part.bytesPerLine(), shot.rawData() + y * shot.bytesPerLine(),
+                        rowBytes);
+        part.setRoi(band);
+        measured.setRoi(band);
+        smoothed.setRoi(band);
+        if (!contrastImage(part, &measured, 1, 3) || !smoothGaussian(measured, &smoothed, depthWindow))
+            return false;
+        const RasterT<Map> rows(smoothed);
+        use(y0, y1, [&rows, top](long y) { return rows.row(qint32(y - top)); });
+    }
+    return true;
 }
 
 } // namespace
 
-void VImageBlender::addToDepthMap(const VImage& shot, int index)
+void VImageBlender::addToDepthMap(const VImage& image, int index)
 {
-    if (!isPixelOf<Xrgb>(shot.format(), shot.channelType()))
+    // Shots of other layouts are measured and averaged in 8-bit colour.
+    const VImage shot =
+        isPixelOf<Xrgb>(image.format(), image.channelType()) ? image : image.convertFast(XRGB, Channel8u);
+    if (!isPixelOf<Xrgb>(shot.format(), shot.channelType()) || shot.isEmpty())
         return;
     DepthState& st = depthState_;
-    if (st.colours.isEmpty()) {
-        st.colours = blankImage(shot, BGR, Channel32f);
-        st.weights = blankImage(shot, GrayScale, Channel32f);
-        st.best = blankImage(shot, GrayScale, Channel32f);
-        st.index = blankImage(shot, GrayScale, Channel16u);
+    const long w = shot.width(), h = shot.height();
+    if (st.mean.isEmpty()) {
+        st.mean = blankImage(w, h, BGR, Channel16u, shot.origin());
+        st.weights = blankImage(w, h, GrayScale, Channel16u, shot.origin());
+        st.best = blankImage(w, h, GrayScale, Channel32f, shot.origin());
+        st.index = blankImage(w, h, GrayScale, Channel16u, shot.origin());
     }
     st.finished = false;
-    VImage measured = blankImage(shot, GrayScale, Channel32f), smoothed;
-    contrastImage(shot, &measured, 1, 3);
-    if (!smoothGaussian(measured, &smoothed, depthWindow))
-        return;
+    depth_ = VImage();
     static_assert(depthPower == 8, "relativeWeight raises to the eighth power");
     const RasterT<Xrgb> in(shot);
-    const RasterT<Map> score(smoothed), best(st.best), weights(st.weights);
-    const RasterT<PixelBGR<float>> colours(st.colours);
-    const RasterT<PixelGray<quint16>> chosen(st.index);
-    for (qint32 y = 0; y < in.height; ++y) {
-        const Xrgb* s = in.row(y);
-        const Map* sc = score.row(y);
-        Map* b = best.row(y);
-        Map* w = weights.row(y);
-        PixelBGR<float>* c = colours.row(y);
-        PixelGray<quint16>* k = chosen.row(y);
-        for (qint32 x = 0; x < in.width; ++x) {
-            if (isBlack(s[x]) || (x > 0 && isBlack(s[x - 1])) || (x + 1 < in.width && isBlack(s[x + 1])))
-                continue; // no data where alignment left black
-            const float value = sc[x].gray + sharpnessFloor;
-            float weight = 1.0f;
-            if (value > b[x].gray) {
-                // A new best: what was summed so far is rescaled to it.
-                const float rescale = b[x].gray > 0.0f ? relativeWeight(b[x].gray / value) : 0.0f;
-                w[x].gray *= rescale;
-                c[x].b *= rescale;
-                c[x].g *= rescale;
-                c[x].r *= rescale;
-                b[x].gray = value;
-                k[x].gray = quint16(std::min(index, 65535));
-            } else {
-                weight = relativeWeight(value / b[x].gray);
+    const RasterT<Map> best(st.best);
+    const RasterT<PixelBGR<quint16>> means(st.mean);
+    const RasterT<PixelGray<quint16>> weights(st.weights), chosen(st.index);
+    const quint16 shotIndex = quint16(std::min(index, 65535));
+    forEachSharpnessBand(shot, [&](long y0, long y1, const auto& scoreRow) {
+        for (long y = y0; y < y1; ++y) {
+            const Xrgb* s = in.row(qint32(y));
+            const Map* sc = scoreRow(y);
+            Map* b = best.row(qint32(y));
+            PixelBGR<quint16>* m = means.row(qint32(y));
+            PixelGray<quint16>* ws = weights.row(qint32(y));
+            PixelGray<quint16>* k = chosen.row(qint32(y));
+            for (long x = 0; x < w; ++x) {
+                const float value = sc[x].gray + sharpnessFloor;
+                const bool newBest = value > b[x].gray;
+                if (!newBest && value < negligibleRatio * b[x].gray)
+                    continue;
+                if (isBlack(s[x]) || (x > 0 && isBlack(s[x - 1])) || (x + 1 < w && isBlack(s[x + 1])))
+                    continue; // no data where alignment left black
+                float total = float(ws[x].gray) * (1.0f / weightScale);
+                float weight = 1.0f;
+                if (newBest) {
+                    // What was averaged so far counts relative to the new best.
+                    total *= b[x].gray > 0.0f ? relativeWeight(b[x].gray / value) : 0.0f;
+                    b[x].gray = value;
+                    k[x].gray = shotIndex;
+                } else {
+                    weight = relativeWeight(value / b[x].gray);
+                }
+                const float share = weight / (total + weight);
+                // Each mean moves towards the pixel by its share; it stays between the two, so rounding by
+                // + 0.5 and truncation is exact.
+                m[x].b = quint16(float(m[x].b) + share * (meanScale * s[x].b - float(m[x].b)) + 0.5f);
+                m[x].g = quint16(float(m[x].g) + share * (meanScale * s[x].g - float(m[x].g)) + 0.5f);
+                m[x].r = quint16(float(m[x].r) + share * (meanScale * s[x].r - float(m[x].r)) + 0.5f);
+                ws[x].gray = quint16(std::min((total + weight) * weightScale + 0.5f, 65535.0f));
             }
-            w[x].gray += weight;
-            c[x].b += weight * s[x].b;
-            c[x].g += weight * s[x].g;
-            c[x].r += weight * s[x].r;
         }
-    }
+    });
 }
 
 void VImageBlender::finishDepthMap()
 {
     DepthState& st = depthState_;
-    if (st.finished || st.colours.isEmpty() || !isPixelOf<Xrgb>(result_.format(), result_.channelType()))
+    if (st.finished || st.mean.isEmpty())
         return;
-    const RasterT<Xrgb> out(result_);
-    const RasterT<Map> weights(st.weights);
-    const RasterT<PixelBGR<float>> colours(st.colours);
+    // A fresh block each time: an image handed out earlier keeps its pixels.
+    VImage merged = blankImage(st.mean.width(), st.mean.height(), XRGB, Channel8u, shape_.origin, shape_.align);
+    if (merged.isEmpty())
+        return;
+    const RasterT<Xrgb> out(merged);
+    const RasterT<PixelBGR<quint16>> means(st.mean);
     for (qint32 y = 0; y < out.height; ++y) {
         Xrgb* d = out.row(y);
-        const Map* w = weights.row(y);
-        const PixelBGR<float>* c = colours.row(y);
+        const PixelBGR<quint16>* m = means.row(y);
         for (qint32 x = 0; x < out.width; ++x) {
-            if (!(w[x].gray > 0.0f))
-                continue;
-            const float inverse = 1.0f / w[x].gray;
-            d[x].b = MathUtils::bound8u(c[x].b * inverse + 0.5f);
-            d[x].g = MathUtils::bound8u(c[x].g * inverse + 0.5f);
-            d[x].r = MathUtils::bound8u(c[x].r * inverse + 0.5f);
+            // Pixels no shot had data for stay black.
+            d[x].b = quint8((m[x].b + 128) >> 8);
+            d[x].g = quint8((m[x].g + 128) >> 8);
+            d[x].r = quint8((m[x].r + 128) >> 8);
+            d[x].x = 255;
         }
     }
-    // The index map, made consistent: a 5 x 5 median removes isolated choices.
-    depth_ = VImage();
-    smoothMedian(st.index, &depth_, 5);
+    result_ = merged;
     st.finished = true;
 }

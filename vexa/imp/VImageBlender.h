@@ -8,8 +8,13 @@
 // - MultifocusWeighted: a running average weighted by sharpness (multifocusImagesWeighted);
 // - MultifocusWeightedAll: every shot kept with its sharpness map, averaged over all of them by image();
 // - MultifocusDepthMap: per pixel selection by a sharpness smoothed over a neighbourhood, made consistent
-//   and blended across seams, with the index of the chosen shot readable as a depth map.
+//   and blended across seams, with the index of the chosen shot readable as a depth map. Its running state
+//   is 12 bytes a pixel whatever the stack's length; without alignment it copies no shot, and its sharpness
+//   is measured in bands of rows, so a merge holds the state and the caller's current shot, no more.
+//   Shots of another layout are merged in XRGB 8u; pixels no shot has data for come out black.
 // Sharpness maps are GrayScale 32f maps of the shot's size, contrastImage(shot, &map, 1, 3).
+//
+// image() hands out the merge so far; later shots never change an image handed out.
 //
 // The first shot initialises the blender; a later shot of another size or format is refused (addImage
 // returns false and nothing changes). With alignByKeypoints each shot is first warped onto the running
@@ -67,15 +72,23 @@ public:
     bool isInitialized() const { return initialized_; }
 
 private:
-    // The running state of MultifocusDepthMap: per pixel, the colours summed with their weights, the sum of
-    // the weights, the largest smoothed sharpness so far (the weights are relative to it) and the index of
-    // the shot that had it.
+    // The running state of MultifocusDepthMap, 12 bytes a pixel whatever the stack's length: per pixel, the
+    // weighted mean colour so far, the sum of its weights, the largest smoothed sharpness so far (the
+    // weights are relative to it) and the index of the shot that had it.
     struct DepthState {
-        VImage colours; // BGR 32f
-        VImage weights; // GrayScale 32f
+        VImage mean;    // BGR 16u, in 256ths of a level
+        VImage weights; // GrayScale 16u, in 1024ths
         VImage best;    // GrayScale 32f
         VImage index;   // GrayScale 16u
         bool finished = false;
+    };
+    // What a later shot must match: the first shot's header.
+    struct Shape {
+        long width = 0, height = 0;
+        VEXA::Format format = VEXA::Invalid;
+        VEXA::Channel channel = VEXA::ChannelInvalid;
+        VEXA::Origin origin = VEXA::OriginTopLeft;
+        VEXA::RowsAlign align = VEXA::RowsAlignNone;
     };
 
     void init(const VImage& image);
@@ -93,10 +106,16 @@ private:
     MultifocusMethod method_ = MultifocusMaxSharpness;
     bool alignByKeypoints_ = false;
     bool stabilizeLocally_ = false;
+    // Whether image() has handed result_'s block out: the in-place merges then write a copy of it, so that
+    // what a caller holds stays as it was.
+    bool handedOut_ = false;
     VRasterPyramid pyramid_;
     QList<QPair<VImage, VImage>> pairs_;
     VImage depth_;
     DepthState depthState_;
+    Shape shape_;
+    // MultifocusDepthMap keeps no running image: its shots are aligned to the first, held only when aligning.
+    VImage reference_;
 };
 
 namespace VEXA {
