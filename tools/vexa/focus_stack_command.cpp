@@ -115,37 +115,43 @@ int focusStackCommand(const QStringList& arguments)
     qint64 readTime = 0;
     qint64 mergeTime = 0;
     qint64 writeTime = 0;
-    VImageBlender blender(multifocus, alignment == AlignKeypoints, alignment == AlignLocal);
     QSize size;
-    for (int i = 0; i < shots.size(); ++i) {
-        const QString& name = shots.at(i);
-        const QString step = QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size());
-        progress(step + QStringLiteral("reading ") + name);
-        clock.start();
-        const VImage shot = loadXrgb(name);
-        readTime += clock.nsecsElapsed();
-        if (i == 0)
-            size = shot.size();
-        if (shot.size() != size)
-            runtimeError(QStringLiteral("%1: %2x%3, but the first shot is %4x%5")
-                             .arg(name)
-                             .arg(shot.width())
-                             .arg(shot.height())
-                             .arg(size.width())
-                             .arg(size.height()));
-        progress(step + QStringLiteral("merging ") + name);
-        clock.start();
-        const bool added = blender.addImage(shot);
-        mergeTime += clock.nsecsElapsed();
-        if (!added)
-            runtimeError(QStringLiteral("%1: the merge could not take this shot").arg(name));
-    }
+    VImage merged;
+    VImage depth;
+    {
+        // The blender's running state goes before the result is written.
+        VImageBlender blender(multifocus, alignment == AlignKeypoints, alignment == AlignLocal);
+        for (int i = 0; i < shots.size(); ++i) {
+            const QString& name = shots.at(i);
+            const QString step = QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size());
+            progress(step + QStringLiteral("reading ") + name);
+            clock.start();
+            const VImage shot = loadXrgb(name);
+            readTime += clock.nsecsElapsed();
+            if (i == 0)
+                size = shot.size();
+            if (shot.size() != size)
+                runtimeError(QStringLiteral("%1: %2x%3, but the first shot is %4x%5")
+                                 .arg(name)
+                                 .arg(shot.width())
+                                 .arg(shot.height())
+                                 .arg(size.width())
+                                 .arg(size.height()));
+            progress(step + QStringLiteral("merging ") + name);
+            clock.start();
+            const bool added = blender.addImage(shot);
+            mergeTime += clock.nsecsElapsed();
+            if (!added)
+                runtimeError(QStringLiteral("%1: the merge could not take this shot").arg(name));
+        }
 
-    progress(QStringLiteral("finishing the merge"));
-    clock.start();
-    const VImage merged = blender.image();
-    const VImage depth = parser.isSet(depthMap) ? blender.depthMap() : VImage();
-    mergeTime += clock.nsecsElapsed();
+        progress(QStringLiteral("finishing the merge"));
+        clock.start();
+        merged = blender.image();
+        if (parser.isSet(depthMap))
+            depth = blender.depthMap();
+        mergeTime += clock.nsecsElapsed();
+    }
     if (merged.isEmpty())
         runtimeError(QStringLiteral("the merge gave no image"));
     if (parser.isSet(depthMap) && depth.isEmpty())
