@@ -46,6 +46,7 @@ TEST(Frame, EveryCatchClauseGivesItsTextAndOneRecord)
          Issue::LibraryError},
         {"opencv", [] { throw cv::Exception(-5, "x", "f", "g", 7); },
          "Reason: x Error code: -5 Function: f File: g Line: 7", Issue::OpenCvError},
+        {"cancelled", [] { throw dip_exception_cancelled(); }, "Operation cancelled", Issue::Cancelled},
         {"bad_alloc", [] { throw std::bad_alloc(); }, "Unexpected error.", Issue::LibraryError},
         {"int", [] { throw 42; }, "Unexpected error.", Issue::LibraryError},
         {"std", [] { throw std::runtime_error("not ours"); }, "Unexpected error.", Issue::LibraryError},

@@ -14,6 +14,7 @@
 #include <vexa/imp/VKeypointDescriptors.h>
 #include <vexa/imp/VRasterPyramid.h>
 #include <vexa/imp/VImageBlender.h>
+#include <vexa/imp/VProgress.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/formats.h>
 #include <vexa/imp/ocvImage.h>

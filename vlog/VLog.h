@@ -27,6 +27,7 @@ enum ID : int {
     QImageConversion = 3300,
     InvalidObject = 3400,   // a member function met an invalid object
     RawPacking = 4000,      // packing or unpacking the raw image byte array
+    Cancelled = 4100,       // the caller cancelled the operation
 };
 }
 

@@ -33,6 +33,12 @@ public:
     dip_exception_bad_status() : dip_exception("Bad status of image!") {}
 };
 
+// The caller cancelled the operation through its VProgress.
+class VEXA_EXPORT dip_exception_cancelled : public dip_exception {
+public:
+    dip_exception_cancelled() : dip_exception("Operation cancelled") {}
+};
+
 class VEXA_EXPORT dip_exception_empty_source_image : public dip_exception {
 public:
     using dip_exception::dip_exception;

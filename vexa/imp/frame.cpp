@@ -4,6 +4,8 @@
 
 #include <opencv2/core.hpp>
 
+#include <QObject>
+
 namespace VEXA {
 
 namespace {
@@ -40,6 +42,10 @@ VStatus statusFromCurrentException(const CallSite& site) noexcept
     try {
         try {
             throw;
+        } catch (const dip_exception_cancelled&) {
+            VMessageStream stream = errorAt(site, Issue::Cancelled) << QObject::tr("Operation cancelled");
+            VMessageStream copy = stream;
+            return VStatus(copy);
         } catch (const dip_ocv_exception& e) {
             return failure(site, Issue::LibraryError, e.what());
         } catch (const dip_exception_unsupported_parameters& e) {

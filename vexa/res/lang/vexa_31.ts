@@ -4,6 +4,10 @@
 <context>
     <name>QObject</name>
     <message>
+        <source>Operation cancelled</source>
+        <translation>Operation cancelled</translation>
+    </message>
+    <message>
         <source>Can&apos;t set data to the invalid image data</source>
         <translation>Can&apos;t set data to the invalid image data</translation>
     </message>

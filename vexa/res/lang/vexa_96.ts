@@ -4,6 +4,10 @@
 <context>
     <name>QObject</name>
     <message>
+        <source>Operation cancelled</source>
+        <translation>Операция отменена</translation>
+    </message>
+    <message>
         <source>Can&apos;t set data to the invalid image data</source>
         <translation>Невозможно записать данные в недопустимые данные изображения</translation>
     </message>
