@@ -1,5 +1,6 @@
 #include <vexa/imp/VImageBlender.h>
 
+#include <vexa/gen/gen_copy_image.h>
 #include <vexa/gen/gen_normalization.h>
 #include <vexa/gen/gen_resize_image.h>
 #include <vexa/gen/gen_smooth_image.h>
@@ -181,7 +182,7 @@ void VImageBlender::clear()
     pairs_.clear();
     depth_ = VImage();
     depthState_ = DepthState();
-    shape_ = Shape();
+    shape_ = VImageHeader();
     reference_ = VImage();
     initialized_ = false;
     count_ = 0;
@@ -189,19 +190,9 @@ void VImageBlender::clear()
 
 void VImageBlender::init(const VImage& image)
 {
-    shape_ = Shape{image.width(),       image.height(), image.format(),
-                   image.channelType(), image.origin(), image.rowsAlignment()};
-    if (method_ == MultifocusDepthMap) {
-        // The merge lives in the running state until image() asks for it.
-        result_ = VImage();
-        if (alignByKeypoints_ || stabilizeLocally_)
-            reference_ = image.copy();
-        addToDepthMap(image, 0);
-        initialized_ = true;
-        count_ = 1;
-        return;
-    }
-    result_ = image.copy();
+    shape_ = image.header();
+    // The depth-map merge lives in its running state until image() asks for it.
+    result_ = method_ == MultifocusDepthMap ? VImage() : image.copy();
     switch (method_) {
     case MultifocusPyramid: pyramid_.init(image, -1); break;
     case MultifocusMaxSharpness:
@@ -210,7 +201,11 @@ void VImageBlender::init(const VImage& image)
         sharpness_ = sharpnessOf(result_);
         pairs_.append({result_, sharpness_});
         break;
-    case MultifocusDepthMap: break; // taken above
+    case MultifocusDepthMap:
+        if (alignByKeypoints_ || stabilizeLocally_)
+            reference_ = image.copy();
+        addToDepthMap(image, 0);
+        break;
     }
     initialized_ = true;
     count_ = 1;
@@ -224,20 +219,12 @@ bool VImageBlender::addImage(const VImage& image)
         init(image);
         return true;
     }
-    const bool compatible = method_ == MultifocusDepthMap
-                                ? image.isCompatible(shape_.width, shape_.height, shape_.format, shape_.channel,
-                                                     shape_.origin, shape_.align)
-                                : image.isCompatible(result_);
-    if (!compatible)
+    if (!(method_ == MultifocusDepthMap ? image.header() == shape_ : image.isCompatible(result_)))
         return false;
-    if (!alignByKeypoints_ && !stabilizeLocally_ && method_ == MultifocusDepthMap) {
-        // Read as it stands: no copy of a shot that nothing writes into.
-        addToDepthMap(image, count_);
-        ++count_;
-        return true;
-    }
     const VImage& target = method_ == MultifocusDepthMap ? reference_ : result_;
-    VImage shot = image.copy();
+    // The depth-map merge only reads an unaligned shot: it takes it as it stands, without a copy.
+    const bool aligning = alignByKeypoints_ || stabilizeLocally_;
+    VImage shot = method_ == MultifocusDepthMap && !aligning ? image : image.copy();
     if (alignByKeypoints_) {
         bool found = false;
         const VTransformPerspective t =
@@ -309,7 +296,7 @@ bool VImageBlender::isIdentity(const VTransformPerspective& t) const
 {
     // Within a thousandth of a pixel at every corner of the result.
     const QTransform q = t.qTransform();
-    const double w = double(shape_.width), h = double(shape_.height);
+    const double w = shape_.width, h = shape_.height;
     for (const QPointF& p : {QPointF(0, 0), QPointF(w, 0), QPointF(0, h), QPointF(w, h)}) {
         const QPointF m = q.map(p);
         if (!(std::abs(m.x() - p.x()) < 1e-3 && std::abs(m.y() - p.y()) < 1e-3))
@@ -405,21 +392,20 @@ bool forEachSharpnessBand(const VImage& shot, Use use)
     VImage smoothed = blankImage(w, bandHeight, GrayScale, Channel32f, shot.origin());
     if (part.isEmpty() || measured.isEmpty() || smoothed.isEmpty())
         return false;
-    const size_t rowBytes = size_t(w) * sizeof(Xrgb);
     for (long y0 = 0; y0 < h; y0 += bandRows) {
         const long y1 = std::min(h, y0 + bandRows);
         const long top = std::max(0L, y0 - bandMargin), bottom = std::min(h, y1 + bandMargin);
         const QRect band(0, 0, int(w), int(bottom - top));
-        for (long y = top; y < bottom; ++y)
-            std::memcpy(part.rawData() + (y - top) * part.bytesPerLine(), shot.rawData() + y * shot.bytesPerLine(),
-                        rowBytes);
+        const Rect rows{0, qint32(top), qint32(w), qint32(bottom - top)};
+        if (!copyImageUsingRois(shot, &part, rows, Rect{0, 0, rows.width, rows.height}))
+            return false;
         part.setRoi(band);
         measured.setRoi(band);
         smoothed.setRoi(band);
         if (!contrastImage(part, &measured, 1, 3) || !smoothGaussian(measured, &smoothed, depthWindow))
             return false;
-        const RasterT<Map> rows(smoothed);
-        use(y0, y1, [&rows, top](long y) { return rows.row(qint32(y - top)); });
+        const RasterT<Map> scores(smoothed);
+        use(y0, y1, [&scores, top](long y) { return scores.row(qint32(y - top)); });
     }
     return true;
 }
@@ -492,7 +478,7 @@ void VImageBlender::finishDepthMap()
     if (st.finished || st.mean.isEmpty())
         return;
     // A fresh block each time: an image handed out earlier keeps its pixels.
-    VImage merged = blankImage(st.mean.width(), st.mean.height(), XRGB, Channel8u, shape_.origin, shape_.align);
+    VImage merged = blankImage(st.mean.width(), st.mean.height(), XRGB, Channel8u, shape_.origin, shape_.rowsAlignment);
     if (merged.isEmpty())
         return;
     const RasterT<Xrgb> out(merged);

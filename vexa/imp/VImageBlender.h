@@ -82,15 +82,6 @@ private:
         VImage index;   // GrayScale 16u
         bool finished = false;
     };
-    // What a later shot must match: the first shot's header.
-    struct Shape {
-        long width = 0, height = 0;
-        VEXA::Format format = VEXA::Invalid;
-        VEXA::Channel channel = VEXA::ChannelInvalid;
-        VEXA::Origin origin = VEXA::OriginTopLeft;
-        VEXA::RowsAlign align = VEXA::RowsAlignNone;
-    };
-
     void init(const VImage& image);
     bool isIdentity(const VTransformPerspective& t) const;
     void averageAllPairs();
@@ -113,7 +104,7 @@ private:
     QList<QPair<VImage, VImage>> pairs_;
     VImage depth_;
     DepthState depthState_;
-    Shape shape_;
+    VImageHeader shape_; // the first shot's: a later shot must match it
     // MultifocusDepthMap keeps no running image: its shots are aligned to the first, held only when aligning.
     VImage reference_;
 };
