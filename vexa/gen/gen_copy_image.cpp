@@ -1,5 +1,7 @@
 #include <vexa/gen/gen_copy_image.h>
 
+#include <vexa/imp/progress.h>
+
 #include <vexa/imp/copy_image.h>
 #include <vexa/imp/frame.h>
 
@@ -52,10 +54,14 @@ VStatus stackImages(const VImageList& list, VImage* destination)
         }
         if (dst.format() != list.format() || dst.channelType() != list.channelType())
             throwUnsupported();
-        return visitPixel(StackPixels{}, list.format(), list.channelType(), [&](auto tag) {
+        // One pass at memory speed: checked before it starts, never stopped halfway.
+        checkCancelled();
+        const VStatus status = visitPixel(StackPixels{}, list.format(), list.channelType(), [&](auto tag) {
             using P = typename decltype(tag)::type;
             return kernel::stackImagesRGBBased(RasterListT<P>(images), RasterT<P>(dst));
         });
+        reportProgress(1.0, "stacking");
+        return status;
     });
 }
 

@@ -4,6 +4,9 @@
 // between two given rectangles. Each rectangle (roi or argument) is first clipped to its own image; then
 // the common size of the two is copied, from their top-left corners. A rectangle with nothing inside its
 // image copies nothing and is not an error. The destination must exist: it is written in place.
+//
+// Progress and cancellation (VProgress): stackImages runs at memory speed in one pass; it is checked before
+// it starts (a cancelled call writes nothing) and then writes the destination fully.
 #pragma once
 
 #include <vexa/imp/VImage.h>

@@ -1,6 +1,7 @@
 #include <vexa/gen/gen_image_converters.h>
 
 #include <vexa/imp/image_converters.h>
+#include <vexa/imp/progress.h>
 
 namespace VEXA {
 
@@ -17,9 +18,13 @@ VStatus convertImage(const VImage& source, VImage* destination)
         checkStatus(dst);
         checkNotEmpty(source);
         checkNotEmpty(dst);
-        return dispatchPairs<ConvertTargetsT>(ConvertSources{}, source, dst, [](const auto& s, const auto& d) {
+        // One pass at memory speed: checked before it starts, never stopped halfway.
+        checkCancelled();
+        const VStatus status = dispatchPairs<ConvertTargetsT>(ConvertSources{}, source, dst, [](const auto& s, const auto& d) {
             return kernel::convertImage(s, d);
         });
+        reportProgress(1.0, "converting");
+        return status;
     });
 }
 

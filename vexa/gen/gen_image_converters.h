@@ -9,6 +9,9 @@
 // luma, then chroma); the X byte of XRGB is neither read nor written. Coordinates are image coordinates,
 // and a position outside the image is an error. fillImage sets every pixel of the region of interest.
 // Doubles become components by truncation toward zero and two's-complement narrowing.
+//
+// Progress and cancellation (VProgress): convertImage runs at memory speed in one pass; it is checked before
+// it starts (a cancelled call writes nothing) and then writes the destination fully.
 #pragma once
 
 #include <vexa/imp/VImage.h>

@@ -378,7 +378,9 @@ VStatus filter2D(const VImage& src, VImage* dst, const VImage& kernel, QPointF a
             requireDerivable(s, d, "cvFilter2D");
             checkKernelExtent(s, k.cols, k.rows);
             const cv::Point at(truncatedCoordinate(anchor.x()), truncatedCoordinate(anchor.y()));
-            writeInto(d, [&](cv::Mat& o) { cv::filter2D(s, o, o.depth(), k, at, 0, cv::BORDER_REPLICATE); });
+            filterInBands(s, d, bandReach(k.rows), "filtering", [&](const cv::Mat& in, cv::Mat& o) {
+                cv::filter2D(in, o, o.depth(), k, at, 0, cv::BORDER_REPLICATE);
+            });
         });
     });
 }
@@ -389,7 +391,9 @@ VStatus laplaceImage(const VImage& src, VImage* dst, int aperture)
         return throughOpenCv(DerivativePixels{}, src, dst, [&](const cv::Mat& s, cv::Mat& d, auto) {
             requireDerivable(s, d, "cvLaplace");
             checkKernelExtent(s, aperture, aperture);
-            writeInto(d, [&](cv::Mat& o) { cv::Laplacian(s, o, o.depth(), aperture, 1, 0, cv::BORDER_REPLICATE); });
+            filterInBands(s, d, bandReach(std::max(aperture, 3)), "filtering", [&](const cv::Mat& in, cv::Mat& o) {
+                cv::Laplacian(in, o, o.depth(), aperture, 1, 0, cv::BORDER_REPLICATE);
+            });
         });
     });
 }
@@ -400,8 +404,8 @@ VStatus sobelImage(const VImage& src, VImage* dst, int xorder, int yorder, int a
         return throughOpenCv(DerivativePixels{}, src, dst, [&](const cv::Mat& s, cv::Mat& d, auto) {
             requireDerivable(s, d, "cvSobel");
             checkKernelExtent(s, aperture, aperture);
-            writeInto(d, [&](cv::Mat& o) {
-                cv::Sobel(s, o, o.depth(), xorder, yorder, aperture, 1, 0, cv::BORDER_REPLICATE);
+            filterInBands(s, d, bandReach(std::max(aperture, 3)), "filtering", [&](const cv::Mat& in, cv::Mat& o) {
+                cv::Sobel(in, o, o.depth(), xorder, yorder, aperture, 1, 0, cv::BORDER_REPLICATE);
             });
             if (src.origin() != OriginTopLeft && yorder % 2 != 0)
                 d.convertTo(d, -1, -1.0);

@@ -53,6 +53,11 @@
 // - sobelImage(xorder, yorder, aperture): Sobel derivative; aperture -1 is Scharr's 3 x 3. For a source
 //   whose origin is bottom-left (origin 1) and an odd yorder the result is negated, rows counting upwards
 //   there (an unsigned destination then holds 0).
+//
+// Progress and cancellation (VProgress): with a progress current on the calling thread, filter2D, laplaceImage and sobelImage work in
+// bands of rows into a scratch image, report between bands and copy the result into the destination only
+// once complete; a cancelled call returns "Operation cancelled" with the destination untouched. The bands
+// give the same pixels as the single call. Without a progress nothing changes.
 #pragma once
 
 #include <vexa/imp/VImage.h>

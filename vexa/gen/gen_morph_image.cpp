@@ -18,13 +18,15 @@ void morph(const cv::Mat& s, cv::Mat& d, VConvKernel& element, int op, int itera
     // n passes reach as far as one element grown n times.
     const double passes = iterations > 1 ? iterations : 1;
     checkKernelExtent(s, (e.values.cols - 1) * passes + 1, (e.values.rows - 1) * passes + 1);
-    writeInto(d, [&](cv::Mat& o) {
+    // Opening, closing and the hats run two passes of n iterations each.
+    const int reach = bandReach(2.0 * e.values.rows * passes);
+    filterInBands(s, d, reach, "morphology", [&](const cv::Mat& in, cv::Mat& o) {
         if (op == cv::MORPH_ERODE)
-            cv::erode(s, o, e.values, e.anchor, iterations, cv::BORDER_REPLICATE);
+            cv::erode(in, o, e.values, e.anchor, iterations, cv::BORDER_REPLICATE);
         else if (op == cv::MORPH_DILATE)
-            cv::dilate(s, o, e.values, e.anchor, iterations, cv::BORDER_REPLICATE);
+            cv::dilate(in, o, e.values, e.anchor, iterations, cv::BORDER_REPLICATE);
         else
-            cv::morphologyEx(s, o, op, e.values, e.anchor, iterations, cv::BORDER_REPLICATE);
+            cv::morphologyEx(in, o, op, e.values, e.anchor, iterations, cv::BORDER_REPLICATE);
     });
 }
 

@@ -18,6 +18,11 @@
 // In place (destination sharing the source's pixels) every operation gives the result it gives into a
 // separate image: OpenCV's in-place calls do (measured), and a destination roi overlapping the source's
 // without being the same pixels reads the source from a copy.
+//
+// Progress and cancellation (VProgress): with a progress current on the calling thread, these work in
+// bands of rows into a scratch image, report between bands and copy the result into the destination only
+// once complete; a cancelled call returns "Operation cancelled" with the destination untouched. The bands
+// give the same pixels as the single call. Without a progress nothing changes.
 #pragma once
 
 #include <vexa/imp/VConvKernel.h>

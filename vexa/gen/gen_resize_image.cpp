@@ -1,6 +1,7 @@
 #include <vexa/gen/gen_resize_image.h>
 
 #include <vexa/imp/image_transform.h>
+#include <vexa/imp/progress.h>
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
@@ -23,9 +24,46 @@ VStatus warpInto(List list, const VImage& src, VImage& dst, const char* function
         cv::Mat out = asCvMat(dst);
         const cv::Mat s = readableSource(asCvMat(src), out);
         requireOpenCv(s.type() == out.type(), "src.type() == dst.type()", function);
+        // Warps in bands check between them; the others run whole, checked before they start.
+        checkCancelled();
         writeInto(out, [&](cv::Mat& o) { call(s, o); });
+        reportProgress(1.0, "warping");
         return VStatus::Ok;
     });
+}
+
+// A warp as one OpenCV call; while a progress is current, in bands of destination rows instead, each band
+// warped with the inverse map moved down to its first row, into a scratch image (starting as dst, for warps
+// that leave outliers as they were) that goes to dst only once complete: a cancelled warp leaves dst
+// untouched. warp(source, rows, inverse) writes `rows` by the inverse map `inverse` (3 x 3, double).
+template <class Warp>
+void warpInBands(const cv::Mat& s, cv::Mat& o, const cv::Matx33d& inverse, Warp&& warp)
+{
+    if (!progressIsCurrent()) {
+        warp(s, o, inverse);
+        return;
+    }
+    cv::Mat whole = o.clone();
+    forEachBand(o.rows, o.cols, "warping", [&](int y0, int y1) {
+        cv::Mat rows = whole.rowRange(y0, y1);
+        // Destination row y of the band is row y0 + y of the whole.
+        const cv::Matx33d down(1, 0, 0, 0, 1, y0, 0, 0, 1);
+        writeInto(rows, [&](cv::Mat& r) { warp(s, r, inverse * down); });
+    });
+    whole.copyTo(o);
+}
+
+// The inverse of an affine map as OpenCV's warpAffine computes it, in double precision.
+cv::Matx33d inverseAffine(const cv::Mat& forward)
+{
+    cv::Matx23d m;
+    forward.convertTo(m, CV_64F);
+    double d = m(0, 0) * m(1, 1) - m(0, 1) * m(1, 0);
+    d = d != 0 ? 1.0 / d : 0.0;
+    const double a11 = m(1, 1) * d, a22 = m(0, 0) * d, a12 = -m(0, 1) * d, a21 = -m(1, 0) * d;
+    const double b1 = -a11 * m(0, 2) - a12 * m(1, 2);
+    const double b2 = -a21 * m(0, 2) - a22 * m(1, 2);
+    return {a11, a12, b1, a21, a22, b2, 0, 0, 1};
 }
 
 // warpAffine's body: the affine part of t in single precision, bilinear, outliers filled with 0.
@@ -33,7 +71,14 @@ VStatus affineWarp(const VImage& src, VImage& dst, const VTransform2D& t)
 {
     const cv::Mat m = affineMatrix(t);
     return warpInto(WarpPixels{}, src, dst, "cvWarpAffine", [&](const cv::Mat& s, cv::Mat& o) {
-        cv::warpAffine(s, o, m, o.size(), cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+        if (!progressIsCurrent()) {
+            cv::warpAffine(s, o, m, o.size(), cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+            return;
+        }
+        warpInBands(s, o, inverseAffine(m), [](const cv::Mat& in, cv::Mat& rows, const cv::Matx33d& inverse) {
+            cv::warpAffine(in, rows, cv::Mat(inverse).rowRange(0, 2), rows.size(),
+                           cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+        });
     });
 }
 
@@ -76,7 +121,18 @@ VStatus warpPerspectiveImage(VImage src, VImage* dst, const VTransformPerspectiv
         VTransformPerspective matrix = t;
         const cv::Mat m = matrix.createCvMat();
         return warpInto(WarpPixels{}, src, d, "cvWarpPerspective", [&](const cv::Mat& s, cv::Mat& o) {
-            cv::warpPerspective(s, o, m, o.size(), cv::INTER_LINEAR, cv::BORDER_TRANSPARENT);
+            if (!progressIsCurrent()) {
+                cv::warpPerspective(s, o, m, o.size(), cv::INTER_LINEAR, cv::BORDER_TRANSPARENT);
+                return;
+            }
+            // As warpPerspective inverts the map: LU in double precision.
+            cv::Mat forward, inverse;
+            m.convertTo(forward, CV_64F);
+            cv::invert(forward, inverse, cv::DECOMP_LU);
+            warpInBands(s, o, cv::Matx33d(inverse), [](const cv::Mat& in, cv::Mat& rows, const cv::Matx33d& map) {
+                cv::warpPerspective(in, rows, cv::Mat(map), rows.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
+                                    cv::BORDER_TRANSPARENT);
+            });
         });
     });
 }

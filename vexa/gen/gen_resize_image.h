@@ -35,6 +35,13 @@
 //   integer centre (w / 2, h / 2) and a focal length of one pixel, so a point at r pixels from the centre
 //   is moved by the factor 1 + k1 r^2; pixels mapping outside become 0. k1 = 0 returns the source
 //   unchanged. An empty dst is made like the source. Pairs: every format in 8u, 16u, 16s, 32f.
+//
+// Progress and cancellation (VProgress): with a progress current on the calling thread, warpAffine,
+// warpPerspectiveImage and rotateImage work in bands of destination rows into a scratch image, report
+// between bands and copy the result into the destination only once complete; a cancelled call returns
+// "Operation cancelled" with the destination untouched. The bands give the same pixels as the single call.
+// resizeImage, flipImage and undistortImage are one OpenCV call each: checked before they start, then
+// written fully. Without a progress nothing changes.
 #pragma once
 
 #include <vexa/imp/VImage.h>

@@ -29,7 +29,9 @@ void gaussian(const cv::Mat& s, cv::Mat& d, int size, double sigma)
     requireSmoothable(s, d);
     const double extent = gaussianExtent(size, sigma, s.depth());
     checkKernelExtent(s, extent, extent);
-    writeInto(d, [&](cv::Mat& o) { cv::GaussianBlur(s, o, cv::Size(size, size), sigma, 0, cv::BORDER_REPLICATE); });
+    filterInBands(s, d, bandReach(extent), "smoothing", [&](const cv::Mat& in, cv::Mat& o) {
+        cv::GaussianBlur(in, o, cv::Size(size, size), sigma, 0, cv::BORDER_REPLICATE);
+    });
 }
 
 void box(const cv::Mat& s, cv::Mat& d, int width, int height, bool normalize)
@@ -37,8 +39,8 @@ void box(const cv::Mat& s, cv::Mat& d, int width, int height, bool normalize)
     requireSmoothable(s, d, !normalize);
     const cv::Size size(width, height > 0 ? height : width);
     checkKernelExtent(s, size.width, size.height);
-    writeInto(d, [&](cv::Mat& o) {
-        cv::boxFilter(s, o, o.depth(), size, cv::Point(-1, -1), normalize, cv::BORDER_REPLICATE);
+    filterInBands(s, d, bandReach(size.height), "smoothing", [&](const cv::Mat& in, cv::Mat& o) {
+        cv::boxFilter(in, o, o.depth(), size, cv::Point(-1, -1), normalize, cv::BORDER_REPLICATE);
     });
 }
 
@@ -73,7 +75,8 @@ VStatus smoothMedian(const VImage& src, VImage* dst, int size)
         return throughOpenCv(MedianPixels{}, src, dst, [&](const cv::Mat& s, cv::Mat& d, auto) {
             requireSmoothable(s, d);
             checkKernelExtent(s, size | 1, size | 1);
-            writeInto(d, [&](cv::Mat& o) { cv::medianBlur(s, o, size | 1); });
+            filterInBands(s, d, bandReach(size | 1), "smoothing",
+                          [&](const cv::Mat& in, cv::Mat& o) { cv::medianBlur(in, o, size | 1); });
         });
     });
 }
@@ -101,8 +104,8 @@ VStatus smoothBilaterial(const VImage& src, VImage* dst, int diameter, int, doub
             checkKernelExtent(s, extent, extent);
             if (s.depth() == CV_32F && !cv::checkRange(s))
                 throw dip_exception("Bilateral filtering needs finite values");
-            writeInto(d, [&](cv::Mat& o) {
-                cv::bilateralFilter(s, o, diameter, sigmaColor, sigmaSpace, cv::BORDER_REPLICATE);
+            filterInBands(s, d, bandReach(extent), "smoothing", [&](const cv::Mat& in, cv::Mat& o) {
+                cv::bilateralFilter(in, o, diameter, sigmaColor, sigmaSpace, cv::BORDER_REPLICATE);
             });
         });
     });

@@ -39,6 +39,11 @@
 // a copy); smoothBilaterial fails with OpenCV's error (-215, "src.data != dst.data"). A destination whose roi
 // overlaps the source's without being the same pixels reads the source from a copy: every filter then
 // gives the result it gives into a separate image.
+//
+// Progress and cancellation (VProgress): with a progress current on the calling thread, these work in
+// bands of rows into a scratch image, report between bands and copy the result into the destination only
+// once complete; a cancelled call returns "Operation cancelled" with the destination untouched. The bands
+// give the same pixels as the single call. Without a progress nothing changes.
 #pragma once
 
 #include <vexa/imp/VImage.h>

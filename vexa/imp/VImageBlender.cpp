@@ -7,12 +7,14 @@
 #include <vexa/imp/VKeypointDescriptors.h>
 #include <vexa/imp/dispatch.h>
 #include <vexa/imp/frame.h>
+#include <vexa/imp/progress.h>
 #include <vexa/imp/raster.h>
 #include <vcore/MathUtils.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 using namespace VEXA;
 
@@ -75,6 +77,29 @@ void forEachMergePixel(const VImage& image, const VImage& imageSharpness, VImage
     }
 }
 
+// A merge written in place runs whole: checked before it starts, then deaf to cancellation (its inner
+// operations included) until it is done, so that a cancelled merge has written nothing.
+class AtomicMerge {
+public:
+    AtomicMerge() = default;
+    ~AtomicMerge()
+    {
+        if (outer_)
+            outer_->report(1.0, QStringLiteral("merging"));
+    }
+    AtomicMerge(const AtomicMerge&) = delete;
+    AtomicMerge& operator=(const AtomicMerge&) = delete;
+
+private:
+    static VProgress* checkedCurrent()
+    {
+        checkCancelled();
+        return VProgressScope::current();
+    }
+    VProgress* outer_ = checkedCurrent(); // before none_ hides it
+    VProgressScope none_{nullptr};
+};
+
 VImage sharpnessOf(const VImage& shot)
 {
     VImage map;
@@ -91,6 +116,7 @@ namespace VEXA {
 VStatus multifocusImages(const VImage& image, const VImage& imageSharpness, VImage* result, VImage* resultSharpness)
 {
     return guarded(VEXA_CALL_SITE, [&] {
+        const AtomicMerge atomic;
         forEachMergePixel(
             image, imageSharpness, result, resultSharpness,
             [](const RasterT<Xrgb>& in, qint32 x, qint32 y, const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
@@ -107,6 +133,7 @@ VStatus multifocusImagesWeighted(const VImage& image, const VImage& imageSharpne
                                  VImage* resultSharpness)
 {
     return guarded(VEXA_CALL_SITE, [&] {
+        const AtomicMerge atomic;
         forEachMergePixel(image, imageSharpness, result, resultSharpness,
                           [](const RasterT<Xrgb>&, qint32, qint32, const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
                               if (luminance(d) < 3) {
@@ -159,7 +186,7 @@ void VImageBlender::deepCopyFrom(const VImageBlender& other)
     pairs_ = other.pairs_; // never written after they are stored
     depth_ = own(other.depth_);
     depthState_ = DepthState{own(other.depthState_.mean), own(other.depthState_.weights), own(other.depthState_.best),
-                             own(other.depthState_.index), other.depthState_.finished};
+                             own(other.depthState_.index), other.depthState_.finished, cv::Mat()};
     shape_ = other.shape_;
     reference_ = other.reference_; // never written after it is stored
 }
@@ -188,7 +215,7 @@ void VImageBlender::clear()
     count_ = 0;
 }
 
-void VImageBlender::init(const VImage& image)
+bool VImageBlender::init(const VImage& image)
 {
     shape_ = image.header();
     // The depth-map merge lives in its running state until image() asks for it.
@@ -204,20 +231,39 @@ void VImageBlender::init(const VImage& image)
     case MultifocusDepthMap:
         if (alignByKeypoints_ || stabilizeLocally_)
             reference_ = image.copy();
-        addToDepthMap(image, 0);
+        if (!addToDepthMap(image, 0))
+            return false;
         break;
     }
+    if (VEXA::isCancelled())
+        return false;
     initialized_ = true;
     count_ = 1;
+    return true;
 }
 
 bool VImageBlender::addImage(const VImage& image)
 {
-    if (!image.status() || image.isEmpty())
+    if (!image.status() || image.isEmpty() || VEXA::isCancelled())
         return false;
+    bool added = false;
+    // Cancellation arrives as an exception from the checkpoints, always before the state changes.
+    const VStatus status = guarded(VEXA_CALL_SITE, [&] {
+        added = add(image);
+        return VStatus::Ok;
+    });
+    if (!status && !initialized_)
+        clear();
+    return status && added;
+}
+
+bool VImageBlender::add(const VImage& image)
+{
     if (!initialized_) {
-        init(image);
-        return true;
+        if (init(image))
+            return true;
+        clear();
+        return false;
     }
     if (!(method_ == MultifocusDepthMap ? image.header() == shape_ : image.isCompatible(result_)))
         return false;
@@ -225,11 +271,18 @@ bool VImageBlender::addImage(const VImage& image)
     // The depth-map merge only reads an unaligned shot: it takes it as it stands, without a copy.
     const bool aligning = alignByKeypoints_ || stabilizeLocally_;
     VImage shot = method_ == MultifocusDepthMap && !aligning ? image : image.copy();
+    ProgressSteps steps("merging");
+    // Where the merge's own steps start: alignment takes the first part.
+    const double start = aligning ? 0.3 : 0.0;
+    const auto step = [&](double part) { steps.to(start + (1.0 - start) * part); };
     if (alignByKeypoints_) {
         bool found = false;
-        const VTransformPerspective t =
-            findTransformation(VKeypointDescriptors(target), VKeypointDescriptors(shot), &found);
+        steps.to(0.1);
+        const VKeypointDescriptors targetPoints(target);
+        steps.to(0.2);
+        const VTransformPerspective t = findTransformation(targetPoints, VKeypointDescriptors(shot), &found);
         // No homography found, or the identity: the shot is taken as it stands, never resampled for nothing.
+        steps.to(0.3);
         if (found && !isIdentity(t)) {
             VImage warped = shot.createCompatible();
             std::memset(warped.rawData(), 0, size_t(warped.dataSize()));
@@ -240,30 +293,58 @@ bool VImageBlender::addImage(const VImage& image)
     }
     if (stabilizeLocally_)
         stabilizeLocal(target, &shot);
+    // Everything so far was done aside; from here each method measures aside, then changes its state in
+    // one step that a cancellation does not cut.
     switch (method_) {
     case MultifocusPyramid: {
+        // The merge is built in the shot's own pyramid and taken whole.
         VRasterPyramid p;
+        step(0.5);
         p.init(shot, -1);
+        step(0.6);
         if (p.status()) {
-            pyramid_.combineMostSharpness(&p);
-            pyramid_.restore();
-            result_ = pyramid_.image();
+            if (!p.takeMostSharpness(pyramid_))
+                return false;
+            step(0.9);
+            p.restore();
+            step(1.0);
+            const VImage merged = p.image();
+            if (VEXA::isCancelled())
+                return false;
+            pyramid_ = std::move(p);
+            result_ = merged;
         }
         break;
     }
     case MultifocusMaxSharpness:
-    case MultifocusWeighted:
+    case MultifocusWeighted: {
+        step(0.7);
+        const VImage shotSharpness = sharpnessOf(shot);
+        step(1.0);
         if (handedOut_) {
             result_ = result_.copy();
             handedOut_ = false;
         }
-        if (method_ == MultifocusMaxSharpness)
-            multifocusImages(shot, sharpnessOf(shot), &result_, &sharpness_);
-        else
-            multifocusImagesWeighted(shot, sharpnessOf(shot), &result_, &sharpness_);
+        const VStatus merged = method_ == MultifocusMaxSharpness
+                                   ? multifocusImages(shot, shotSharpness, &result_, &sharpness_)
+                                   : multifocusImagesWeighted(shot, shotSharpness, &result_, &sharpness_);
+        if (!merged && VEXA::isCancelled())
+            return false; // cancelled before the merge began: nothing written
         break;
-    case MultifocusWeightedAll: pairs_.append({shot, sharpnessOf(shot)}); break;
-    case MultifocusDepthMap: addToDepthMap(shot, count_); break;
+    }
+    case MultifocusWeightedAll: {
+        step(1.0);
+        const VImage shotSharpness = sharpnessOf(shot);
+        if (VEXA::isCancelled())
+            return false;
+        pairs_.append({shot, shotSharpness});
+        break;
+    }
+    case MultifocusDepthMap:
+        step(1.0);
+        if (!addToDepthMap(shot, count_))
+            return false;
+        break;
     }
     ++count_;
     return true;
@@ -271,8 +352,8 @@ bool VImageBlender::addImage(const VImage& image)
 
 VImage VImageBlender::image()
 {
-    if (method_ == MultifocusWeightedAll && !pairs_.isEmpty())
-        averageAllPairs();
+    if (method_ == MultifocusWeightedAll && !pairs_.isEmpty() && !averageAllPairs())
+        return VImage();
     if (method_ == MultifocusDepthMap && initialized_)
         finishDepthMap();
     handedOut_ = true;
@@ -287,7 +368,10 @@ VImage VImageBlender::depthMap()
     if (depth_.isEmpty() && !depthState_.index.isEmpty()) {
         // The index map, made consistent: a 5 x 5 median removes isolated choices. Made only when asked
         // for, so that a merge that wants no depth map never holds one.
-        smoothMedian(depthState_.index, &depth_, 5);
+        VImage depth;
+        if (!smoothMedian(depthState_.index, &depth, 5))
+            return VImage();
+        depth_ = depth;
     }
     return depth_;
 }
@@ -305,10 +389,10 @@ bool VImageBlender::isIdentity(const VTransformPerspective& t) const
     return true;
 }
 
-void VImageBlender::averageAllPairs()
+bool VImageBlender::averageAllPairs()
 {
     if (!isPixelOf<Xrgb>(result_.format(), result_.channelType()))
-        return;
+        return true;
     // Into a block of its own: result_ starts as the first shot, whose pixels the average still needs.
     VImage merged = pairs_.first().first.copy();
     const RasterT<Xrgb> out(merged);
@@ -318,11 +402,18 @@ void VImageBlender::averageAllPairs()
         if (!isPixelOf<Xrgb>(shot.format(), shot.channelType()) || !isPixelOf<Map>(map.format(), map.channelType()) ||
             shot.width() != result_.width() || shot.height() != result_.height() || map.width() != result_.width() ||
             map.height() != result_.height())
-            return;
+            return true;
         shots.append(RasterT<Xrgb>(shot));
         maps.append(RasterT<Map>(map));
     }
+    VProgress* progress = VProgressScope::current();
     for (qint32 y = 0; y < out.height; ++y) {
+        // Checked every 16 rows: the pairs' whole stack is read for each row.
+        if (progress && y % 16 == 0) {
+            if (progress->isCancelled())
+                return false;
+            progress->report(double(y) / out.height, QStringLiteral("averaging"));
+        }
         Xrgb* d = out.row(y);
         for (qint32 x = 0; x < out.width; ++x) {
             double total = 0.0, sum[3] = {0.0, 0.0, 0.0};
@@ -342,6 +433,7 @@ void VImageBlender::averageAllPairs()
         }
     }
     result_ = merged;
+    return true;
 }
 
 namespace {
@@ -380,11 +472,15 @@ VImage blankImage(long width, long height, Format format, Channel channel, Origi
     return image;
 }
 
-// The smoothed sharpness of every row of `shot`, handed band by band to use(y0, y1, rows) with the
-// shot's rows [y0, y1) and `rows` a GrayScale 32f raster whose row (y - y0) belongs to shot row y.
+// The smoothed sharpness of every row of `shot`, handed band by band to use(y0, y1, row) with the
+// shot's rows [y0, y1) and row(y) the GrayScale 32f scores of shot row y. False when cancelled through
+// the caller's progress (checked between bands) or when a band could not be measured.
 template <class Use>
 bool forEachSharpnessBand(const VImage& shot, Use use)
 {
+    VProgress* progress = VProgressScope::current();
+    // The bands are checked here; the operations inside run whole.
+    const VProgressScope quiet(nullptr);
     const long w = shot.width(), h = shot.height();
     const long bandHeight = std::min<long>(h, bandRows + 2 * bandMargin);
     VImage part = blankImage(w, bandHeight, shot.format(), shot.channelType(), shot.origin());
@@ -393,6 +489,11 @@ bool forEachSharpnessBand(const VImage& shot, Use use)
     if (part.isEmpty() || measured.isEmpty() || smoothed.isEmpty())
         return false;
     for (long y0 = 0; y0 < h; y0 += bandRows) {
+        if (progress) {
+            if (progress->isCancelled())
+                return false;
+            progress->report(0.8 * double(y0) / double(h), QStringLiteral("measuring"));
+        }
         const long y1 = std::min(h, y0 + bandRows);
         const long top = std::max(0L, y0 - bandMargin), bottom = std::min(h, y1 + bandMargin);
         const QRect band(0, 0, int(w), int(bottom - top));
@@ -412,21 +513,32 @@ bool forEachSharpnessBand(const VImage& shot, Use use)
 
 } // namespace
 
-void VImageBlender::addToDepthMap(const VImage& image, int index)
+bool VImageBlender::addToDepthMap(const VImage& image, int index)
 {
     // Shots of other layouts are measured and averaged in 8-bit colour.
     const VImage shot =
         isPixelOf<Xrgb>(image.format(), image.channelType()) ? image : image.convertFast(XRGB, Channel8u);
     if (!isPixelOf<Xrgb>(shot.format(), shot.channelType()) || shot.isEmpty())
-        return;
+        return !VEXA::isCancelled();
     DepthState& st = depthState_;
     const long w = shot.width(), h = shot.height();
+    // First the shot's scores, measured without touching the running state: this is the part that a
+    // cancellation may stop. Half precision keeps them at 2 bytes a pixel; their relative error (under
+    // 5e-4) moves weights that are compared as eighth powers of ratios by well under 1%.
+    st.scores.create(int(h), int(w), CV_16FC1);
+    const bool measured = forEachSharpnessBand(shot, [&](long y0, long y1, const auto& scoreRow) {
+        for (long y = y0; y < y1; ++y)
+            cv::Mat(1, int(w), CV_32FC1, const_cast<Map*>(scoreRow(y))).convertTo(st.scores.row(int(y)), CV_16F);
+    });
+    if (!measured)
+        return false;
     if (st.mean.isEmpty()) {
         st.mean = blankImage(w, h, BGR, Channel16u, shot.origin());
         st.weights = blankImage(w, h, GrayScale, Channel16u, shot.origin());
         st.best = blankImage(w, h, GrayScale, Channel32f, shot.origin());
         st.index = blankImage(w, h, GrayScale, Channel16u, shot.origin());
     }
+    // Then the state, in one pass that is not interrupted.
     st.finished = false;
     depth_ = VImage();
     static_assert(depthPower == 8, "relativeWeight raises to the eighth power");
@@ -435,41 +547,44 @@ void VImageBlender::addToDepthMap(const VImage& image, int index)
     const RasterT<PixelBGR<quint16>> means(st.mean);
     const RasterT<PixelGray<quint16>> weights(st.weights), chosen(st.index);
     const quint16 shotIndex = quint16(std::min(index, 65535));
-    forEachSharpnessBand(shot, [&](long y0, long y1, const auto& scoreRow) {
-        for (long y = y0; y < y1; ++y) {
-            const Xrgb* s = in.row(qint32(y));
-            const Map* sc = scoreRow(y);
-            Map* b = best.row(qint32(y));
-            PixelBGR<quint16>* m = means.row(qint32(y));
-            PixelGray<quint16>* ws = weights.row(qint32(y));
-            PixelGray<quint16>* k = chosen.row(qint32(y));
-            for (long x = 0; x < w; ++x) {
-                const float value = sc[x].gray + sharpnessFloor;
-                const bool newBest = value > b[x].gray;
-                if (!newBest && value < negligibleRatio * b[x].gray)
-                    continue;
-                if (isBlack(s[x]) || (x > 0 && isBlack(s[x - 1])) || (x + 1 < w && isBlack(s[x + 1])))
-                    continue; // no data where alignment left black
-                float total = float(ws[x].gray) * (1.0f / weightScale);
-                float weight = 1.0f;
-                if (newBest) {
-                    // What was averaged so far counts relative to the new best.
-                    total *= b[x].gray > 0.0f ? relativeWeight(b[x].gray / value) : 0.0f;
-                    b[x].gray = value;
-                    k[x].gray = shotIndex;
-                } else {
-                    weight = relativeWeight(value / b[x].gray);
-                }
-                const float share = weight / (total + weight);
-                // Each mean moves towards the pixel by its share; it stays between the two, so rounding by
-                // + 0.5 and truncation is exact.
-                m[x].b = quint16(float(m[x].b) + share * (meanScale * s[x].b - float(m[x].b)) + 0.5f);
-                m[x].g = quint16(float(m[x].g) + share * (meanScale * s[x].g - float(m[x].g)) + 0.5f);
-                m[x].r = quint16(float(m[x].r) + share * (meanScale * s[x].r - float(m[x].r)) + 0.5f);
-                ws[x].gray = quint16(std::min((total + weight) * weightScale + 0.5f, 65535.0f));
+    std::vector<float> scoreRow(static_cast<size_t>(w));
+    cv::Mat scoreView(1, int(w), CV_32FC1, scoreRow.data());
+    for (long y = 0; y < h; ++y) {
+        st.scores.row(int(y)).convertTo(scoreView, CV_32F);
+        const Xrgb* s = in.row(qint32(y));
+        const float* sc = scoreRow.data();
+        Map* b = best.row(qint32(y));
+        PixelBGR<quint16>* m = means.row(qint32(y));
+        PixelGray<quint16>* ws = weights.row(qint32(y));
+        PixelGray<quint16>* k = chosen.row(qint32(y));
+        for (long x = 0; x < w; ++x) {
+            const float value = sc[x] + sharpnessFloor;
+            const bool newBest = value > b[x].gray;
+            if (!newBest && value < negligibleRatio * b[x].gray)
+                continue;
+            if (isBlack(s[x]) || (x > 0 && isBlack(s[x - 1])) || (x + 1 < w && isBlack(s[x + 1])))
+                continue; // no data where alignment left black
+            float total = float(ws[x].gray) * (1.0f / weightScale);
+            float weight = 1.0f;
+            if (newBest) {
+                // What was averaged so far counts relative to the new best.
+                total *= b[x].gray > 0.0f ? relativeWeight(b[x].gray / value) : 0.0f;
+                b[x].gray = value;
+                k[x].gray = shotIndex;
+            } else {
+                weight = relativeWeight(value / b[x].gray);
             }
+            const float share = weight / (total + weight);
+            // Each mean moves towards the pixel by its share; it stays between the two, so rounding by
+            // + 0.5 and truncation is exact.
+            m[x].b = quint16(float(m[x].b) + share * (meanScale * s[x].b - float(m[x].b)) + 0.5f);
+            m[x].g = quint16(float(m[x].g) + share * (meanScale * s[x].g - float(m[x].g)) + 0.5f);
+            m[x].r = quint16(float(m[x].r) + share * (meanScale * s[x].r - float(m[x].r)) + 0.5f);
+            ws[x].gray = quint16(std::min((total + weight) * weightScale + 0.5f, 65535.0f));
         }
-    });
+    }
+    reportProgress(1.0, "merging");
+    return true;
 }
 
 void VImageBlender::finishDepthMap()

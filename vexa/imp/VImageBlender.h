@@ -16,6 +16,13 @@
 //
 // image() hands out the merge so far; later shots never change an image handed out.
 //
+// Progress and cancellation: with a VProgress current on the calling thread, addImage() reports the
+// shot's fraction (measuring, merging) and stops within a few milliseconds of cancel(), returning false
+// with the blender exactly as it was before the shot: every method measures and aligns the shot aside and
+// then changes its state in one short step that is not interrupted. A cancelled first shot leaves the
+// blender uninitialised. image() and depthMap() of a cancelled computation return an empty image and
+// change nothing.
+//
 // The first shot initialises the blender; a later shot of another size or format is refused (addImage
 // returns false and nothing changes). With alignByKeypoints each shot is first warped onto the running
 // result by the homography between their keypoints; with stabilizeLocally it is then lined up by
@@ -30,6 +37,7 @@
 //   L > 3, red, green and blue become bound8u((wi * image + wr * result) / (wi + wr)) with the two
 //   sharpnesses as weights, or the integer mean (result + image) >> 1 when |wi + wr| is 0. The sharpness
 //   map keeps the larger of the two, and is then measured afresh on the merged result.
+// Both merge in place: checked for a cancellation before they start, they then run whole.
 #pragma once
 
 #include <vexa/imp/VImage.h>
@@ -39,6 +47,8 @@
 
 #include <QList>
 #include <QPair>
+
+#include <opencv2/core.hpp>
 
 class VEXA_EXPORT VImageBlender {
 public:
@@ -81,11 +91,13 @@ private:
         VImage best;    // GrayScale 32f
         VImage index;   // GrayScale 16u
         bool finished = false;
+        cv::Mat scores; // a shot's smoothed sharpness in half precision, measured before any state changes
     };
-    void init(const VImage& image);
+    bool init(const VImage& image);
+    bool add(const VImage& image);
     bool isIdentity(const VTransformPerspective& t) const;
-    void averageAllPairs();
-    void addToDepthMap(const VImage& shot, int index);
+    bool averageAllPairs();
+    bool addToDepthMap(const VImage& shot, int index);
     void finishDepthMap();
     // Copies own their pixels: the merges write the running images in place.
     void deepCopyFrom(const VImageBlender& other);

@@ -1,8 +1,10 @@
 #include <vexa/imp/VProgress.h>
 
 #include <vexa/imp/exceptions.h>
+#include <vexa/imp/progress.h>
 
 #include <algorithm>
+#include <chrono>
 
 namespace {
 thread_local VProgress* currentProgress = nullptr;
@@ -69,6 +71,52 @@ void checkpoint(double fraction, const char* stage)
     if (progress->isCancelled())
         throw dip_exception_cancelled();
     progress->report(fraction, QString::fromLatin1(stage));
+}
+
+} // namespace VEXA
+
+namespace VEXA {
+
+void reportProgress(double fraction, const char* stage)
+{
+    if (VProgress* progress = currentProgress)
+        progress->report(fraction, QString::fromLatin1(stage));
+}
+
+bool isCancelled()
+{
+    const VProgress* progress = currentProgress;
+    return progress && progress->isCancelled();
+}
+
+namespace {
+
+long long nowNanoseconds()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// A band's aim: short enough that a cancellation waits for it a few times over within 50 ms.
+constexpr long long bandNanoseconds = 5'000'000;
+
+} // namespace
+
+BandClock::BandClock(int rows, long rowCost)
+    : started_(nowNanoseconds()), rows_(int(std::clamp<long>(65536 / std::max(rowCost, 1L), 1, std::max(rows, 1)))),
+      total_(std::max(rows, 1))
+{
+}
+
+void BandClock::done(int rows)
+{
+    const long long now = nowNanoseconds();
+    const long long spent = std::max(now - started_, 1LL);
+    started_ = now;
+    // Towards the aim, by at most a factor of 4 a step, so one slow band (a page fault, a busy machine)
+    // does not swing the size.
+    const double scale = std::clamp(double(bandNanoseconds) / double(spent), 0.25, 4.0);
+    rows_ = int(std::clamp(double(rows) * scale, 1.0, double(total_)));
 }
 
 } // namespace VEXA

@@ -3,7 +3,12 @@
 #include <vexa/gen/gen_math_image.h>
 #include <vexa/gen/gen_resize_image.h>
 #include <vexa/gen/gen_smooth_image.h>
+#include <vexa/imp/dispatch.h>
 #include <vexa/imp/frame.h>
+#include <vexa/imp/math_image.h>
+#include <vexa/imp/progress.h>
+
+#include <cmath>
 
 using namespace VEXA;
 
@@ -39,13 +44,25 @@ VRasterPyramid& VRasterPyramid::operator=(const VRasterPyramid& other)
     }
     return *this;
 }
+VRasterPyramid::VRasterPyramid(VRasterPyramid&& other) noexcept = default;
+VRasterPyramid& VRasterPyramid::operator=(VRasterPyramid&& other) noexcept = default;
 VRasterPyramid::~VRasterPyramid() = default;
 
 bool VRasterPyramid::init(const VImage& image, int levels)
 {
-    clear();
+    // Built aside, so that a cancelled build leaves the pyramid as it was.
+    QList<VImage> newLevels, newDetails;
     status_ = VStatus();
-    downSample(image, levels);
+    const VStatus built = guarded(VEXA_CALL_SITE, [&] {
+        downSample(image, levels, newLevels, newDetails);
+        return VStatus::Ok;
+    });
+    if (!built) {
+        status_ = built;
+        return true;
+    }
+    levels_ = newLevels;
+    details_ = newDetails;
     return true;
 }
 
@@ -55,54 +72,117 @@ void VRasterPyramid::clear()
     details_.clear();
 }
 
-void VRasterPyramid::downSample(const VImage& image, int levels)
+void VRasterPyramid::downSample(const VImage& image, int levels, QList<VImage>& levels_, QList<VImage>& details_)
 {
+    // Each level has a quarter of the pixels of the one before: the first is three quarters of the work.
+    double done = 0.0, share = 0.75;
+    ProgressSteps steps("building the pyramid");
+    const auto step = [&](double part) { steps.to(std::min(done + share * part, 1.0)); };
+    step(0.1);
     VImage work = image.convert(BGR, Channel8u);
     for (;;) {
+        step(0.3);
         levels_.append(work);
         VImage smoothed;
         smoothGaussian(work, &smoothed, kernelSize_);
+        step(0.6);
         const int w = work.width() / factor_, h = work.height() / factor_;
-        if (w <= 31 || h <= 31)
+        if (w <= 31 || h <= 31) {
+            steps.to(1.0);
             return;
+        }
         VImage small, expanded;
         small.create(w, h, work.format(), work.channelType(), work.origin(), work.rowsAlignment());
         expanded.create(work.width(), work.height(), work.format(), work.channelType(), work.origin(),
                         work.rowsAlignment());
         resizeImage(smoothed, &small, interpolation_);
         resizeImage(small, &expanded, interpolation_);
+        step(0.8);
         const VImage work16 = work.convert(work.format(), Channel16s);
         const VImage expanded16 = expanded.convert(expanded.format(), Channel16s);
+        step(0.9);
         if (work16.isEmpty()) {
             status_ = errorAt(VEXA_CALL_SITE, Issue::LibraryError) << "Can't convert a pyramid level to 16 bits";
             return;
         }
         VImage detail;
         subtractImages(work16, expanded16, &detail);
+        step(1.0);
         details_.append(detail);
         // -1 never reaches 0: the size ends the pyramid.
-        if (levels == 0)
+        if (levels == 0) {
+            steps.to(1.0);
             return;
+        }
         --levels;
         work = small;
+        done += share;
+        share /= 4;
     }
 }
 
 void VRasterPyramid::upSample(int level)
 {
-    for (int l = level; l >= 1 && l - 1 < details_.size(); --l) {
-        const VImage& detail = details_.at(l - 1);
-        VImage up;
-        up.create(detail.width(), detail.height(), levels_.at(l).format(), levels_.at(l).channelType(),
-                  levels_.at(l).origin(), levels_.at(l).rowsAlignment());
-        resizeImage(levels_.at(l), &up, interpolation_);
-        VImage sum;
-        addImages(up.convert(up.format(), Channel16s), detail, &sum);
-        levels_[l - 1] = sum.convert(sum.format(), Channel8u);
-    }
+    // Into a list of its own: the levels change only once every one is rebuilt.
+    QList<VImage> levels = levels_;
+    const VStatus restored = guarded(VEXA_CALL_SITE, [&] {
+        // The finest level costs three quarters of the work, the next a quarter of that, and so on.
+        // Coarse levels first: the finest is three quarters of the work, the next a quarter of that, ...
+        double done = 0.0;
+        ProgressSteps steps("restoring the pyramid");
+        for (int l = level; l >= 1 && l - 1 < details_.size(); --l) {
+            const double share = 0.75 * std::pow(0.25, l - 1);
+            const auto step = [&](double part) { steps.to(std::min(done + share * part, 1.0)); };
+            step(0.0);
+            const VImage& detail = details_.at(l - 1);
+            VImage up;
+            up.create(detail.width(), detail.height(), levels.at(l).format(), levels.at(l).channelType(),
+                      levels.at(l).origin(), levels.at(l).rowsAlignment());
+            resizeImage(levels.at(l), &up, interpolation_);
+            step(0.3);
+            const VImage up16 = up.convert(up.format(), Channel16s);
+            step(0.5);
+            VImage sum;
+            addImages(up16, detail, &sum);
+            step(0.7);
+            levels[l - 1] = sum.convert(sum.format(), Channel8u);
+            step(1.0);
+            done += share;
+        }
+        steps.to(1.0);
+        return VStatus::Ok;
+    });
+    if (restored)
+        levels_ = levels;
+    else
+        status_ = restored;
 }
 
 void VRasterPyramid::restore() { upSample(int(levels_.size()) - 1); }
+
+bool VRasterPyramid::takeMostSharpness(const VRasterPyramid& kept)
+{
+    if (kept.levels_.size() != levels_.size() || levels_.isEmpty())
+        return true;
+    const VStatus taken = guarded(VEXA_CALL_SITE, [&] {
+        // Written in place, as combineMostSharpness writes its own.
+        const auto take = [](const VImage& keptImage, VImage& mine) {
+            checkCancelled();
+            return dispatchSame(MaxAbsPixels{}, keptImage, mine, [](const auto& k, const auto& m) {
+                using T = typename PixelTraits<typename std::decay_t<decltype(m)>::PixelType>::Component;
+                kernel::mapColours(m, k, m, [](T own, T other) { return std::fabs(double(own)) > std::fabs(double(other)) ? own : other; });
+                return VStatus::Ok;
+            });
+        };
+        take(kept.levels_.last(), levels_.last());
+        for (int i = 0; i < details_.size() && i < kept.details_.size(); ++i)
+            take(kept.details_.at(i), details_[i]);
+        return VStatus::Ok;
+    });
+    if (!taken)
+        status_ = taken;
+    return bool(taken);
+}
 
 void VRasterPyramid::combineMostSharpness(VRasterPyramid* other)
 {

@@ -19,17 +19,25 @@ public:
     VRasterPyramid(); // empty; factor 2, bicubic resizing, a 5-pixel Gaussian before each reduction
     VRasterPyramid(const VRasterPyramid& other);
     VRasterPyramid& operator=(const VRasterPyramid& other);
+    VRasterPyramid(VRasterPyramid&& other) noexcept;
+    VRasterPyramid& operator=(VRasterPyramid&& other) noexcept;
     virtual ~VRasterPyramid();
 
     // Rebuilds the pyramid of image; levels -1 means as many as its size allows. Always true: a failure
-    // shows in status() and the log, and leaves the levels built so far.
+    // shows in status() and the log, and leaves the levels built so far. Cancelled through the caller's
+    // VProgress, it leaves the pyramid as it was, with the cancellation in status().
     bool init(const VImage& image, int levels);
     void clear();
-    // Rebuilds the full-size level from the coarsest one and the details.
+    // Rebuilds the full-size level from the coarsest one and the details. Cancelled, it leaves the levels
+    // as they were, with the cancellation in status().
     void restore();
     // Keeps, per pixel, the coefficient of larger magnitude of this pyramid's and other's coarsest level
     // and details; a pyramid of another depth (or null) is ignored.
     void combineMostSharpness(VRasterPyramid* other);
+    // What combineMostSharpness(this) would leave in `kept`, written into this pyramid instead: per
+    // coefficient, kept's unless this one's is larger in magnitude. Lets a merge be built aside and
+    // taken whole. False, with this pyramid unusable, when cancelled; a pyramid of another depth is ignored.
+    bool takeMostSharpness(const VRasterPyramid& kept);
     // The full-size level as XRGB 8u; empty without levels.
     VImage image() const;
     VStatus status() const;
@@ -38,7 +46,7 @@ public:
     const QList<VImage>& details() const { return details_; }
 
 private:
-    void downSample(const VImage& image, int levels);
+    void downSample(const VImage& image, int levels, QList<VImage>& levels_, QList<VImage>& details_);
     void upSample(int level);
 
     QList<VImage> levels_;

@@ -11,6 +11,7 @@
 #include <vexa/imp/cv_bridge.h>
 #include <vexa/imp/dispatch.h>
 #include <vexa/imp/frame.h>
+#include <vexa/imp/progress.h>
 #include <vexa/imp/simd/row_kernels.h>
 #include <vcore/MathUtils.h>
 
@@ -48,6 +49,39 @@ VEXA_EXPORT void checkKernelExtent(const cv::Mat& src, double kernelWidth, doubl
 // The source as a filter may read it while writing dst: the header itself, or a copy where the two share
 // memory without being the very same pixels (an exact in-place call is OpenCV's own business).
 VEXA_EXPORT cv::Mat readableSource(const cv::Mat& src, const cv::Mat& dst);
+
+// Runs filter(source, destination) as one OpenCV call; while a progress is current, in bands of rows
+// instead, each read with `reach` rows more on either side (at least the filter's reach, so that every row
+// comes out as the single call gives it) and written into a scratch image that goes to dst only once
+// complete: a cancelled filter leaves dst untouched.
+// Rows a band must read beyond its own for a filter whose kernel spans `extent` rows: the whole span, more
+// than the half a centred kernel needs, since anchors may sit anywhere in it.
+inline int bandReach(double extent)
+{
+    return std::isfinite(extent) ? int(std::clamp(std::ceil(extent), 1.0, 1e9)) : 1;
+}
+
+template <class Filter>
+void filterInBands(const cv::Mat& s, cv::Mat& d, int reach, const char* stage, Filter&& filter)
+{
+    if (!progressIsCurrent()) {
+        writeInto(d, [&](cv::Mat& o) { filter(s, o); });
+        return;
+    }
+    cv::Mat whole(d.size(), d.type());
+    cv::Mat part;
+    forEachBand(s.rows, s.cols, stage, [&](int y0, int y1) {
+        const int top = std::max(0, y0 - reach), bottom = std::min(s.rows, y1 + reach);
+        // A header of its own, not a sub-matrix: OpenCV then takes the same path as for the whole image
+        // (some filters pick another algorithm for sub-matrices) and extrapolates at the band's edges, which
+        // the margins keep away from the rows that are kept.
+        const cv::Mat rows(bottom - top, s.cols, s.type(), const_cast<uchar*>(s.ptr(top)), s.step[0]);
+        part.create(bottom - top, d.cols, d.type());
+        writeInto(part, [&](cv::Mat& o) { filter(rows, o); });
+        part.rowRange(y0 - top, y1 - top).copyTo(whole.rowRange(y0, y1));
+    });
+    whole.copyTo(d);
+}
 
 // The frame of every wrapper: source checked, destination made like it when empty, the source's pair
 // looked up in the operation's list and the destination's format required to match; then

@@ -2,11 +2,77 @@
 // calling thread's current VProgress; without one they cost a thread-local read and do nothing.
 #pragma once
 
+#include <vexa/imp/VProgress.h>
+#include <vexa/vexa_export.h>
+
+#include <algorithm>
+#include <optional>
+
 namespace VEXA {
 
 // Throws dip_exception_cancelled when the caller has cancelled the current progress.
-void checkCancelled();
+VEXA_EXPORT void checkCancelled();
 // Stops like checkCancelled(), then reports `fraction` (0..1) of the current section under `stage`.
-void checkpoint(double fraction, const char* stage);
+VEXA_EXPORT void checkpoint(double fraction, const char* stage);
+// Reports without checking: for the end of work that is complete and must not be called cancelled.
+VEXA_EXPORT void reportProgress(double fraction, const char* stage);
+// Whether the calling thread has a progress to report to and to be cancelled by: only then is work split
+// into bands, so that without one every operation runs exactly as it always has.
+inline bool progressIsCurrent() { return VProgressScope::current() != nullptr; }
+// Whether the current progress, if any, has been cancelled (no throw).
+VEXA_EXPORT bool isCancelled();
+
+// How many rows the next band takes: bands last about as long as a cancellation may wait for a few
+// times over (a few milliseconds), measured as the work goes, whatever the operation costs per row.
+class VEXA_EXPORT BandClock {
+public:
+    // `rowCost`: pixels per row, for a first guess.
+    BandClock(int rows, long rowCost);
+    int next() const { return rows_; }
+    void done(int rows);
+
+private:
+    long long started_;
+    int rows_;
+    int total_;
+};
+
+// The steps of composite work, each mapped onto its own part of the current section: after to(0.3), what
+// nested operations report (each of them 0 to 1) fills [the previous mark, 0.3). Each call first checks
+// for a cancellation and reports the mark reached.
+class VEXA_EXPORT ProgressSteps {
+public:
+    explicit ProgressSteps(const char* stage) : progress_(VProgressScope::current()), stage_(stage) {}
+    void to(double end)
+    {
+        section_.reset();
+        checkpoint(mark_, stage_);
+        if (progress_)
+            section_.emplace(progress_, mark_, end);
+        mark_ = end;
+    }
+
+private:
+    VProgress* progress_;
+    const char* stage_;
+    double mark_ = 0.0;
+    std::optional<VProgress::Section> section_;
+};
+
+// Calls work(y0, y1) for consecutive bands covering rows [0, rows), with a checkpoint before each band
+// and at the end, reporting the fraction of rows done under `stage`.
+template <class Work>
+void forEachBand(int rows, long rowCost, const char* stage, Work&& work)
+{
+    BandClock clock(rows, rowCost);
+    for (int y0 = 0; y0 < rows;) {
+        checkpoint(double(y0) / rows, stage);
+        const int y1 = y0 + std::min(rows - y0, clock.next());
+        work(y0, y1);
+        clock.done(y1 - y0);
+        y0 = y1;
+    }
+    checkpoint(1.0, stage);
+}
 
 } // namespace VEXA
