@@ -97,15 +97,16 @@ long long nowNanoseconds()
         .count();
 }
 
-// A band's aim: short enough that a cancellation waits for it a few times over within 50 ms.
-constexpr long long bandNanoseconds = 5'000'000;
+// A band's aim: short enough that a cancellation waits for it well within 50 ms, long enough that
+// per-call costs (OpenCV's set-up, its thread pool) stay small against the work.
+constexpr long long bandNanoseconds = 12'000'000;
 
 } // namespace
 
-BandClock::BandClock(int rows, long rowCost)
-    : started_(nowNanoseconds()), rows_(int(std::clamp<long>(65536 / std::max(rowCost, 1L), 1, std::max(rows, 1)))),
-      total_(std::max(rows, 1))
+BandClock::BandClock(int rows, long rowCost, int minRows)
+    : started_(nowNanoseconds()), total_(std::max(rows, 1)), minRows_(std::clamp(minRows, 1, std::max(rows, 1)))
 {
+    rows_ = int(std::clamp<long>(65536 / std::max(rowCost, 1L), minRows_, total_));
 }
 
 void BandClock::done(int rows)
@@ -116,7 +117,7 @@ void BandClock::done(int rows)
     // Towards the aim, by at most a factor of 4 a step, so one slow band (a page fault, a busy machine)
     // does not swing the size.
     const double scale = std::clamp(double(bandNanoseconds) / double(spent), 0.25, 4.0);
-    rows_ = int(std::clamp(double(rows) * scale, 1.0, double(total_)));
+    rows_ = int(std::clamp(double(rows) * scale, double(minRows_), double(total_)));
 }
 
 } // namespace VEXA

@@ -79,7 +79,7 @@ void filterInBands(const cv::Mat& s, cv::Mat& d, int reach, const char* stage, F
         part.create(bottom - top, d.cols, d.type());
         writeInto(part, [&](cv::Mat& o) { filter(rows, o); });
         part.rowRange(y0 - top, y1 - top).copyTo(whole.rowRange(y0, y1));
-    });
+    }, std::min(4 * reach, s.rows)); // margins at most half the rows read
     whole.copyTo(d);
 }
 

@@ -26,8 +26,8 @@ VEXA_EXPORT bool isCancelled();
 // times over (a few milliseconds), measured as the work goes, whatever the operation costs per row.
 class VEXA_EXPORT BandClock {
 public:
-    // `rowCost`: pixels per row, for a first guess.
-    BandClock(int rows, long rowCost);
+    // `rowCost`: pixels per row, for a first guess; bands never fall below `minRows`.
+    BandClock(int rows, long rowCost, int minRows = 1);
     int next() const { return rows_; }
     void done(int rows);
 
@@ -35,6 +35,7 @@ private:
     long long started_;
     int rows_;
     int total_;
+    int minRows_;
 };
 
 // The steps of composite work, each mapped onto its own part of the current section: after to(0.3), what
@@ -60,11 +61,11 @@ private:
 };
 
 // Calls work(y0, y1) for consecutive bands covering rows [0, rows), with a checkpoint before each band
-// and at the end, reporting the fraction of rows done under `stage`.
+// and at the end, reporting the fraction of rows done under `stage`; bands have at least minRows rows.
 template <class Work>
-void forEachBand(int rows, long rowCost, const char* stage, Work&& work)
+void forEachBand(int rows, long rowCost, const char* stage, Work&& work, int minRows = 1)
 {
-    BandClock clock(rows, rowCost);
+    BandClock clock(rows, rowCost, minRows);
     for (int y0 = 0; y0 < rows;) {
         checkpoint(double(y0) / rows, stage);
         const int y1 = y0 + std::min(rows - y0, clock.next());
