@@ -2,7 +2,19 @@
 
 #include <QTextStream>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <csignal>
 #include <cstdio>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace vexatool {
@@ -11,27 +23,306 @@ void usageError(const QString& message) { throw Failure{ExitUsageError, message}
 
 void runtimeError(const QString& message) { throw Failure{ExitRuntimeError, message}; }
 
+void cancelledError() { throw Failure{ExitRuntimeError, QStringLiteral("cancelled")}; }
+
+QString reasonOf(const VStatus& status)
+{
+    QString text = status.message().simplified();
+    if (text.startsWith(QLatin1String("Reason: ")))
+        text.remove(0, 8);
+    const int location = int(text.indexOf(QLatin1String(" Error code: ")));
+    if (location >= 0)
+        text.truncate(location);
+    if (text.startsWith(QLatin1String("Can not find template")))
+        return QStringLiteral("unsupported format and channel type");
+    return text;
+}
+
+namespace {
+
+// Interruption. The handler may run on any thread, at any moment, so it touches nothing but lock-free
+// atomics: it sets the flag and cancels every VProgress registered in the slots. A Task leaving its slot
+// waits until no handler is inside, so the handler never calls cancel() on a VProgress that is gone.
+constexpr int kLiveSlots = 256;
+std::atomic<VProgress*> liveProgress[kLiveSlots];
+std::atomic<int> handlersInside{0};
+std::atomic<bool> interruptedFlag{false};
+static_assert(std::atomic<VProgress*>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+              std::atomic<bool>::is_always_lock_free);
+
+void onInterrupt(int)
+{
+    handlersInside.fetch_add(1);
+    interruptedFlag.store(true);
+    for (std::atomic<VProgress*>& slot : liveProgress)
+        if (VProgress* progress = slot.load())
+            progress->cancel();
+    handlersInside.fetch_sub(1);
+}
+
+int takeSlot(VProgress* progress)
+{
+    for (int i = 0; i < kLiveSlots; ++i) {
+        VProgress* expected = nullptr;
+        if (liveProgress[i].compare_exchange_strong(expected, progress))
+            return i;
+    }
+    return -1; // more live tasks than slots: this one still sees the flag at each step
+}
+
+void leaveSlot(int slot)
+{
+    if (slot < 0)
+        return;
+    liveProgress[slot].store(nullptr);
+    while (handlersInside.load() != 0)
+        std::this_thread::yield();
+}
+
+// The tool's own stderr, kept open for the whole run: while decoders are silenced the descriptor 2 leads
+// nowhere, and the tool's lines (from other threads too) go here instead.
+int toolStderr()
+{
+    static const int fd = [] {
+        const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+        return copy >= 0 ? copy : STDERR_FILENO;
+    }();
+    return fd;
+}
+
+void writeStderr(const QString& text)
+{
+    const QByteArray bytes = text.toLocal8Bit();
+    for (qsizetype done = 0; done < bytes.size();) {
+        const ssize_t n = ::write(toolStderr(), bytes.constData() + done, size_t(bytes.size() - done));
+        if (n <= 0 && errno != EINTR)
+            return;
+        done += n > 0 ? n : 0;
+    }
+}
+
+std::mutex silenceMutex;
+int silenced = 0;
+
 bool stderrIsTerminal()
 {
-    static const bool terminal = isatty(STDERR_FILENO) == 1;
+    static const bool terminal = isatty(toolStderr()) == 1;
     return terminal;
 }
 
-void progress(const QString& line)
+int terminalColumns()
 {
-    if (!stderrIsTerminal())
-        return;
-    std::fprintf(stderr, "\r\033[K%s", line.toLocal8Bit().constData());
-    std::fflush(stderr);
+    winsize size{};
+    return ioctl(toolStderr(), TIOCGWINSZ, &size) == 0 && size.ws_col > 10 ? size.ws_col : 80;
 }
 
-void endProgress()
+// The progress bar: one line on stderr, redrawn in place, fed by every live Task on any thread.
+class Board {
+public:
+    static Board& instance()
+    {
+        static Board board;
+        return board;
+    }
+
+    void add(const Task* task, const QString& label)
+    {
+        const std::lock_guard lock(mutex_);
+        entries_.push_back({task, label, 0.0, QString(), QString()});
+    }
+
+    void remove(const Task* task)
+    {
+        const std::lock_guard lock(mutex_);
+        entries_.erase(std::remove_if(entries_.begin(), entries_.end(), [task](const Entry& e) { return e.task == task; }),
+                       entries_.end());
+    }
+
+    // The tool's own steps replace each other; the library's stages are shown after the step they belong to.
+    void update(const Task* task, double fraction, const QString& stage, bool ownStep)
+    {
+        const std::lock_guard lock(mutex_);
+        for (Entry& e : entries_)
+            if (e.task == task) {
+                e.fraction = std::max(e.fraction, std::clamp(fraction, 0.0, 1.0)); // a bar never runs back
+                if (ownStep)
+                    e.step = stage;
+                e.stage = ownStep || stage == e.step ? QString() : stage;
+            }
+        draw();
+    }
+
+    void setUnits(int done, int total)
+    {
+        const std::lock_guard lock(mutex_);
+        done_ = total >= 0 ? done : done_ + 1;
+        total_ = total >= 0 ? total : total_;
+        draw();
+    }
+
+    void clear()
+    {
+        const std::lock_guard lock(mutex_);
+        clearLine();
+    }
+
+    void print(const QString& message)
+    {
+        const std::lock_guard lock(mutex_);
+        clearLine();
+        writeStderr(QStringLiteral("vexa: ") + message + QLatin1Char('\n'));
+    }
+
+private:
+    struct Entry {
+        const Task* task;
+        QString label;
+        double fraction;
+        QString step, stage;
+
+        QString text() const { return stage.isEmpty() ? step : step + QStringLiteral(" (") + stage + QLatin1Char(')'); }
+    };
+
+    void clearLine()
+    {
+        if (!shown_.isEmpty() && stderrIsTerminal())
+            writeStderr(QStringLiteral("\r\033[K"));
+        shown_.clear();
+    }
+
+    void draw()
+    {
+        if (!stderrIsTerminal())
+            return;
+        double fraction = 0;
+        QString text;
+        if (total_ > 0) {
+            double sum = done_;
+            text = QStringLiteral("%1/%2").arg(done_).arg(total_);
+            for (const Entry& e : entries_) {
+                sum += e.fraction;
+                text += QStringLiteral("  ") + e.label + QStringLiteral(": ") + e.text();
+            }
+            fraction = sum / total_;
+        } else if (!entries_.empty()) {
+            fraction = entries_.back().fraction;
+            text = entries_.back().text();
+        } else {
+            return;
+        }
+        // Fractions come far more often than a person can read them: the line changes at most ten times a
+        // second unless its words do.
+        const auto now = std::chrono::steady_clock::now();
+        if (text == text_ && now - drawn_ < std::chrono::milliseconds(100))
+            return;
+        constexpr int kBar = 24;
+        const int filled = int(std::lround(std::clamp(fraction, 0.0, 1.0) * kBar));
+        QString line = QStringLiteral("[%1%2] %3% %4")
+                           .arg(QString(filled, QLatin1Char('#')), QString(kBar - filled, QLatin1Char('-')))
+                           .arg(int(fraction * 100), 3)
+                           .arg(text);
+        line.truncate(terminalColumns() - 1);
+        if (line == shown_)
+            return;
+        writeStderr(QStringLiteral("\r\033[K") + line);
+        shown_ = line;
+        text_ = text;
+        drawn_ = now;
+    }
+
+    std::mutex mutex_;
+    std::vector<Entry> entries_;
+    int done_ = 0, total_ = 0;
+    QString shown_, text_;
+    std::chrono::steady_clock::time_point drawn_;
+};
+
+} // namespace
+
+void printError(const QString& message) { Board::instance().print(message); }
+
+StderrSilenced::StderrSilenced()
 {
-    if (!stderrIsTerminal())
+    toolStderr(); // the copy is made before descriptor 2 is ever redirected
+    const std::lock_guard lock(silenceMutex);
+    if (silenced++ > 0)
         return;
-    std::fprintf(stderr, "\r\033[K");
     std::fflush(stderr);
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (null >= 0) {
+        dup2(null, STDERR_FILENO);
+        close(null);
+    }
 }
+
+StderrSilenced::~StderrSilenced()
+{
+    const std::lock_guard lock(silenceMutex);
+    if (--silenced > 0)
+        return;
+    std::fflush(stderr);
+    dup2(toolStderr(), STDERR_FILENO);
+}
+
+void installInterruptHandlers()
+{
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    // The first signal asks the work to stop and clean up; the handler then reverts to the default, so a
+    // second one ends the tool at once.
+    action.sa_flags = SA_RESETHAND | SA_RESTART;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+bool interrupted() { return interruptedFlag.load(); }
+
+Task::Task(const QString& label)
+    : label_(label),
+      progress_([this](double fraction, const QString& stage) { show(fraction, stage, false); }),
+      scope_(&progress_)
+{
+    slot_ = takeSlot(&progress_);
+    if (interrupted())
+        progress_.cancel();
+    Board::instance().add(this, label_);
+}
+
+Task::~Task()
+{
+    leaveSlot(slot_);
+    Board::instance().remove(this);
+}
+
+void Task::step(const QString& stage, double fraction)
+{
+    checkCancelled();
+    show(fraction >= 0 ? fraction : progress_.fraction(), stage, true);
+}
+
+void Task::checkCancelled() const
+{
+    if (isCancelled() || interrupted())
+        cancelledError();
+}
+
+void Task::fail(const QString& message) const
+{
+    checkCancelled();
+    runtimeError(message);
+}
+
+void Task::show(double fraction, const QString& stage, bool ownStep)
+{
+    Board::instance().update(this, fraction, stage, ownStep);
+}
+
+void beginUnits(int total) { Board::instance().setUnits(0, total); }
+
+void finishUnit() { Board::instance().setUnits(0, -1); }
+
+void endProgress() { Board::instance().clear(); }
 
 bool parseCommandLine(QCommandLineParser& parser, const QString& command, const QStringList& arguments)
 {
@@ -44,7 +335,7 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command, const 
     QString text = parser.helpText();
     const int options = text.indexOf(QStringLiteral(" [options]"));
     if (text.startsWith(QStringLiteral("Usage: ")) && options > 0)
-        text.replace(7, options - 7, QStringLiteral("vexa ") + command);
+        text.replace(7, options - 7, command.isEmpty() ? QStringLiteral("vexa") : QStringLiteral("vexa ") + command);
     QTextStream(stdout) << text;
     return false;
 }
@@ -73,6 +364,41 @@ double numberOption(const QCommandLineParser& parser, const QString& name, doubl
                        .arg(max)
                        .arg(parser.value(name)));
     return value;
+}
+
+bool naturalLess(const QString& a, const QString& b)
+{
+    int i = 0, j = 0;
+    while (i < a.size() && j < b.size()) {
+        if (a[i].isDigit() && b[j].isDigit()) {
+            // Runs of digits compare as numbers: leading zeros aside, the longer run is the larger.
+            while (i < a.size() && a[i] == QLatin1Char('0') && i + 1 < a.size() && a[i + 1].isDigit())
+                ++i;
+            while (j < b.size() && b[j] == QLatin1Char('0') && j + 1 < b.size() && b[j + 1].isDigit())
+                ++j;
+            int ei = i, ej = j;
+            while (ei < a.size() && a[ei].isDigit())
+                ++ei;
+            while (ej < b.size() && b[ej].isDigit())
+                ++ej;
+            if (ei - i != ej - j)
+                return ei - i < ej - j;
+            const int order = QStringView(a).mid(i, ei - i).compare(QStringView(b).mid(j, ej - j));
+            if (order != 0)
+                return order < 0;
+            i = ei;
+            j = ej;
+            continue;
+        }
+        const int order = QString::compare(QString(a[i]), QString(b[j]), Qt::CaseInsensitive);
+        if (order != 0)
+            return order < 0;
+        ++i;
+        ++j;
+    }
+    if (i < a.size() || j < b.size())
+        return j < b.size() && i >= a.size();
+    return a < b; // equal but for case or leading zeros: any fixed order
 }
 
 } // namespace vexatool

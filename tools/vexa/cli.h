@@ -1,6 +1,9 @@
 // What every command of the tool shares: failures that end the run with a one-line message and an exit
-// code, progress lines on a terminal, and the command-line parsing of one subcommand.
+// code, the progress bar on a terminal, Ctrl-C, and the command-line parsing of one subcommand.
 #pragma once
+
+#include <vexa/imp/VProgress.h>
+#include <vlog/VLog.h>
 
 #include <QCommandLineParser>
 #include <QString>
@@ -22,11 +25,80 @@ struct Failure {
 
 [[noreturn]] void usageError(const QString& message);
 [[noreturn]] void runtimeError(const QString& message);
+// The run was interrupted (Ctrl-C): "vexa: cancelled", exit code 1.
+[[noreturn]] void cancelledError();
 
-// Progress goes to stderr, only when stderr is a terminal; each line overwrites the one before, and
-// endProgress() clears the last.
-bool stderrIsTerminal();
-void progress(const QString& line);
+// The reason a library call gives, in the tool's words: OpenCV's error text without its location, and
+// "unsupported format and channel type" for a pair the operation has no kernel for.
+QString reasonOf(const VStatus& status);
+
+// One line "vexa: <message>" on stderr, the progress bar cleared first; for failures that do not end the
+// run (one stack of a batch, one file of several).
+void printError(const QString& message);
+
+// Image decoders (libpng's among them) print their complaints straight to stderr; while one of these
+// lives, on any thread, stderr goes nowhere, so that a damaged file gets the tool's one line and nothing
+// else. The tool's own lines still reach the terminal.
+class StderrSilenced {
+public:
+    StderrSilenced();
+    ~StderrSilenced();
+    StderrSilenced(const StderrSilenced&) = delete;
+    StderrSilenced& operator=(const StderrSilenced&) = delete;
+};
+
+// Ctrl-C and SIGTERM cancel every live Task through its VProgress; a second one kills the tool at once.
+void installInterruptHandlers();
+bool interrupted();
+
+// One piece of work on the calling thread, watched and interruptible: its VProgress is current on this
+// thread while the Task lives, so library calls made here report into the progress bar and stop when the
+// user interrupts. The tool's own steps ("reading X") go through step(). Make it on the thread doing the
+// work; several threads may each have one.
+class Task {
+public:
+    explicit Task(const QString& label = QString());
+    ~Task();
+    Task(const Task&) = delete;
+    Task& operator=(const Task&) = delete;
+
+    VProgress* progress() { return &progress_; }
+    // Shows the stage (at the given overall fraction, or where the work stands); ends the run when the
+    // user has interrupted it, so that nothing more is started.
+    void step(const QString& stage, double fraction = -1);
+    bool isCancelled() const { return progress_.isCancelled(); }
+    void checkCancelled() const;
+    // A library call failed: the interruption when that was the cause, otherwise the message.
+    [[noreturn]] void fail(const QString& message) const;
+    // Runs a library call returning a VStatus as the part [from, to] of the bar; a failure ends the run
+    // with "<what>: <the status's text>", or as interrupted when that was the cause.
+    template <class Call>
+    void run(const QString& what, double from, double to, Call&& call)
+    {
+        VStatus status;
+        {
+            const VProgress::Section section(&progress_, from, to);
+            status = call();
+        }
+        if (!status)
+            fail(what + QStringLiteral(": ") + reasonOf(status));
+    }
+
+private:
+    void show(double fraction, const QString& stage, bool ownStep);
+
+    QString label_;
+    VProgress progress_;
+    VProgressScope scope_;
+    int slot_ = -1;
+};
+
+// A run of several units of work (the stacks of a batch): the progress bar then shows the whole run, with
+// every live Task counted as its fraction of one unit.
+void beginUnits(int total);
+void finishUnit();
+
+// Clears the progress bar; called before anything else goes to stderr or stdout.
 void endProgress();
 
 // Parses the arguments after "vexa <command>" (the name given as command, e.g. "focus-stack"); a parse
@@ -38,7 +110,17 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command, const 
 int intOption(const QCommandLineParser& parser, const QString& name, int min, int max);
 double numberOption(const QCommandLineParser& parser, const QString& name, double min, double max);
 
+// Names compared with their runs of digits as numbers: shot_2 before shot_10.
+bool naturalLess(const QString& a, const QString& b);
+
 int sampleCommand(const QStringList& arguments);
 int focusStackCommand(const QStringList& arguments);
+int infoCommand(const QStringList& arguments);
+int convertCommand(const QStringList& arguments);
+int histogramCommand(const QStringList& arguments);
+int filterCommand(const QStringList& arguments);
+int transformCommand(const QStringList& arguments);
+int compareCommand(const QStringList& arguments);
+int montageCommand(const QStringList& arguments);
 
 } // namespace vexatool

@@ -1,15 +1,28 @@
-// vexa focus-stack SHOT... -o OUT: shots merged one by one by VImageBlender.
+// vexa focus-stack SHOT|FOLDER... -o OUT, and --batch PARENT -o OUT_DIR: shots merged one by one by
+// VImageBlender; a batch merges several folders at once, each on a thread of its own.
 #include "cli.h"
 #include "image_io.h"
 
 #include <vexa/imp/VImageBlender.h>
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QImageReader>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTextStream>
 
+#include <opencv2/core.hpp>
+
+#include <algorithm>
 #include <array>
+#include <atomic>
+#include <optional>
 #include <sys/resource.h>
+#include <thread>
+#include <vector>
 
 namespace vexatool {
 
@@ -50,7 +63,163 @@ double peakRssMegabytes()
     return usage.ru_maxrss / 1024.0; // kilobytes on Linux
 }
 
-QString seconds(qint64 nanoseconds) { return QString::number(nanoseconds / 1e9, 'f', 3); }
+double seconds(qint64 nanoseconds) { return nanoseconds / 1e9; }
+
+// The image files of a folder (hidden ones and `skip` aside), in natural order of their names.
+QStringList imagesIn(const QString& folder, const QString& skip = QString())
+{
+    const QDir dir(folder);
+    QStringList names = dir.entryList(QDir::Files | QDir::Readable);
+    std::sort(names.begin(), names.end(), naturalLess);
+    const QString skipped = skip.isEmpty() ? QString() : QFileInfo(skip).absoluteFilePath();
+    QStringList images;
+    for (const QString& name : names) {
+        const QString path = dir.filePath(name);
+        if (QFileInfo(path).absoluteFilePath() != skipped && (QImageReader(path).canRead() || isByteArrayFile(path)))
+            images << path;
+    }
+    return images;
+}
+
+struct Settings {
+    VImageBlender::MultifocusMethod method;
+    int alignment;
+    QString methodName, alignName;
+};
+
+struct StackRun {
+    int shots = 0;
+    QSize size;
+    qint64 read = 0, merge = 0, write = 0, total = 0;
+};
+
+StackRun stackShots(const QStringList& shots, const Settings& settings, const QString& outputFile,
+                    const QString& depthFile, Task& task)
+{
+    QElapsedTimer total;
+    total.start();
+    QElapsedTimer clock;
+    StackRun run;
+    run.shots = int(shots.size());
+    VImage merged;
+    VImage depth;
+    // Each shot has an equal part of the bar, and writing the result one more.
+    const double part = 1.0 / (shots.size() + 1);
+    {
+        // The blender's running state goes before the result is written.
+        VImageBlender blender(settings.method, settings.alignment == AlignKeypoints,
+                              settings.alignment == AlignLocal);
+        for (int i = 0; i < shots.size(); ++i) {
+            const QString& name = shots.at(i);
+            const QString step = QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size());
+            task.step(step + QStringLiteral("reading ") + name, i * part);
+            clock.start();
+            const VImage shot = loadXrgb(name);
+            run.read += clock.nsecsElapsed();
+            if (i == 0)
+                run.size = shot.size();
+            if (shot.size() != run.size)
+                runtimeError(QStringLiteral("%1: %2x%3, but the first shot is %4x%5")
+                                 .arg(name)
+                                 .arg(shot.width())
+                                 .arg(shot.height())
+                                 .arg(run.size.width())
+                                 .arg(run.size.height()));
+            task.step(step + QStringLiteral("merging ") + name);
+            clock.start();
+            bool added = false;
+            {
+                const VProgress::Section section(task.progress(), (i + 0.1) * part, (i + 1) * part);
+                added = blender.addImage(shot);
+            }
+            run.merge += clock.nsecsElapsed();
+            if (!added)
+                task.fail(QStringLiteral("%1: the merge could not take this shot").arg(name));
+        }
+
+        task.step(QStringLiteral("finishing the merge"));
+        clock.start();
+        {
+            const VProgress::Section section(task.progress(), shots.size() * part, (shots.size() + 0.5) * part);
+            merged = blender.image();
+            if (!depthFile.isEmpty())
+                depth = blender.depthMap();
+        }
+        run.merge += clock.nsecsElapsed();
+    }
+    if (merged.isEmpty())
+        task.fail(QStringLiteral("the merge gave no image"));
+    if (!depthFile.isEmpty() && depth.isEmpty())
+        task.fail(QStringLiteral("the merge gave no depth map (only --method depth-map makes one)"));
+
+    clock.start();
+    writeImage(merged, outputFile, &task);
+    if (!depth.isEmpty())
+        writeImage(depth, depthFile, &task);
+    run.write = clock.nsecsElapsed();
+    run.total = total.nsecsElapsed();
+    return run;
+}
+
+QJsonObject report(const StackRun& run, const Settings& settings)
+{
+    return QJsonObject{
+        {QStringLiteral("shots"), run.shots},
+        {QStringLiteral("width"), run.size.width()},
+        {QStringLiteral("height"), run.size.height()},
+        {QStringLiteral("method"), settings.methodName},
+        {QStringLiteral("align"), settings.alignName},
+        {QStringLiteral("seconds"), QJsonObject{{QStringLiteral("read"), seconds(run.read)},
+                                                {QStringLiteral("merge"), seconds(run.merge)},
+                                                {QStringLiteral("write"), seconds(run.write)},
+                                                {QStringLiteral("total"), seconds(run.total)}}},
+    };
+}
+
+struct Stack {
+    QString folder;
+    QStringList shots;
+    QString output;
+};
+
+// Each worker takes the next stack until none is left; one stack's failure is reported and the others go
+// on. Returns the number that failed.
+int runBatch(const std::vector<Stack>& stacks, const Settings& settings, int jobs, std::vector<std::optional<StackRun>>* runs)
+{
+    std::atomic<int> next{0};
+    std::atomic<int> failed{0};
+    beginUnits(int(stacks.size()));
+    const auto work = [&] {
+        for (int i = next++; i < int(stacks.size()) && !interrupted(); i = next++) {
+            const Stack& stack = stacks[size_t(i)];
+            QString message;
+            try {
+                Task task(QFileInfo(stack.folder).fileName());
+                (*runs)[size_t(i)] = stackShots(stack.shots, settings, stack.output, QString(), task);
+            } catch (const Failure& failure) {
+                message = failure.message;
+            } catch (const std::bad_alloc&) {
+                message = QStringLiteral("out of memory");
+            } catch (const cv::Exception& e) {
+                message = QStringLiteral("OpenCV failed: ") + QString::fromStdString(e.err);
+            } catch (const std::exception& e) {
+                message = QString::fromLocal8Bit(e.what()).simplified();
+            }
+            if (!message.isEmpty() && !interrupted()) {
+                ++failed;
+                printError(message.startsWith(stack.folder) ? message : stack.folder + QStringLiteral(": ") + message);
+            }
+            finishUnit();
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int j = 1; j < jobs; ++j)
+        threads.emplace_back(work);
+    work();
+    for (std::thread& thread : threads)
+        thread.join();
+    return failed;
+}
 
 } // namespace
 
@@ -59,12 +228,16 @@ int focusStackCommand(const QStringList& arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Merges shots of one scene, each focused at another depth, into one image sharp everywhere. "
-                       "The shots are read one at a time; they must all be of one size."));
-    parser.addPositionalArgument(QStringLiteral("shots"), QStringLiteral("The shots, two or more."),
-                                 QStringLiteral("SHOT..."));
+                       "The shots are read one at a time; they must all be of one size. A folder stands for the "
+                       "image files in it, in natural order of their names (shot_2 before shot_10). With --batch, "
+                       "every sub-folder of PARENT holding two or more images is merged into OUT_DIR/<sub-folder>"
+                       "<suffix>, several at once."));
+    parser.addPositionalArgument(QStringLiteral("shots"), QStringLiteral("The shots, two or more, or folders of them."),
+                                 QStringLiteral("SHOT|FOLDER..."));
     const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the merged image to FILE; its suffix picks the format."),
-                                    QStringLiteral("FILE"));
+                                    QStringLiteral("Write the merged image to FILE (its suffix picks the format), or "
+                                                   "with --batch the merged images into the folder."),
+                                    QStringLiteral("FILE|OUT_DIR"));
     const QCommandLineOption method(QStringLiteral("method"),
                                     QStringLiteral("How to merge: pyramid, max (the sharpest shot per pixel; the "
                                                    "default), weighted, weighted-all or depth-map."),
@@ -77,103 +250,121 @@ int focusStackCommand(const QStringList& arguments)
                                       QStringLiteral("With --method depth-map: also write the index of the shot "
                                                      "each pixel came from, as 16-bit gray, to FILE."),
                                       QStringLiteral("FILE"));
+    const QCommandLineOption batch(QStringLiteral("batch"),
+                                   QStringLiteral("Merge every sub-folder of PARENT that holds two or more images."),
+                                   QStringLiteral("PARENT"));
+    const QCommandLineOption suffix(QStringLiteral("suffix"),
+                                    QStringLiteral("With --batch: the suffix of the merged images (default .png)."),
+                                    QStringLiteral("SUFFIX"), QStringLiteral(".png"));
+    const QCommandLineOption jobs(QStringLiteral("jobs"),
+                                  QStringLiteral("With --batch: stacks merged at once (default: the number of "
+                                                 "cores)."),
+                                  QStringLiteral("N"));
     const QCommandLineOption json(QStringLiteral("json"),
-                                  QStringLiteral("Print the run's sizes, times and peak memory as one JSON object."));
-    parser.addOptions({output, method, align, depthMap, json});
+                                  QStringLiteral("Print each merge's sizes and times, and the peak memory, as JSON."));
+    parser.addOptions({output, method, align, depthMap, batch, suffix, jobs, json});
     if (!parseCommandLine(parser, QStringLiteral("focus-stack"), arguments))
         return ExitOk;
 
     // The whole command line is checked before any pixel is read.
-    const QString methodName = parser.value(method);
-    const QString alignName = parser.value(align);
-    const auto multifocus = VImageBlender::MultifocusMethod(lookUp(kMethods, methodName, "method"));
-    const int alignment = lookUp(kAligns, alignName, "alignment");
-    const QStringList shots = parser.positionalArguments();
-    if (shots.isEmpty())
-        usageError(QStringLiteral("no shots given"));
-    if (shots.size() == 1)
-        usageError(QStringLiteral("at least two shots are needed"));
+    Settings settings;
+    settings.methodName = parser.value(method);
+    settings.alignName = parser.value(align);
+    settings.method = VImageBlender::MultifocusMethod(lookUp(kMethods, settings.methodName, "method"));
+    settings.alignment = lookUp(kAligns, settings.alignName, "alignment");
+    const QStringList positional = parser.positionalArguments();
     if (!parser.isSet(output))
         usageError(QStringLiteral("no output file: give one with -o FILE"));
-    const QString outputFile = parser.value(output);
-    if (!canWriteFormat(outputFile))
-        usageError(QStringLiteral("%1: no image format to write for this suffix").arg(outputFile));
+    const QString outputName = parser.value(output);
     const QString depthFile = parser.value(depthMap);
-    if (parser.isSet(depthMap)) {
-        if (multifocus != VImageBlender::MultifocusDepthMap)
-            usageError(QStringLiteral("--depth-map needs --method depth-map"));
-        if (!canWriteFormat(depthFile))
-            usageError(QStringLiteral("%1: no image format to write for this suffix").arg(depthFile));
-    }
-    for (const QString& shot : shots)
-        if (!QFileInfo::exists(shot))
-            runtimeError(QStringLiteral("%1: no such file").arg(shot));
+    if (parser.isSet(depthMap) && settings.method != VImageBlender::MultifocusDepthMap)
+        usageError(QStringLiteral("--depth-map needs --method depth-map"));
 
-    QElapsedTimer total;
-    total.start();
-    QElapsedTimer clock;
-    qint64 readTime = 0;
-    qint64 mergeTime = 0;
-    qint64 writeTime = 0;
-    QSize size;
-    VImage merged;
-    VImage depth;
-    {
-        // The blender's running state goes before the result is written.
-        VImageBlender blender(multifocus, alignment == AlignKeypoints, alignment == AlignLocal);
-        for (int i = 0; i < shots.size(); ++i) {
-            const QString& name = shots.at(i);
-            const QString step = QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size());
-            progress(step + QStringLiteral("reading ") + name);
-            clock.start();
-            const VImage shot = loadXrgb(name);
-            readTime += clock.nsecsElapsed();
-            if (i == 0)
-                size = shot.size();
-            if (shot.size() != size)
-                runtimeError(QStringLiteral("%1: %2x%3, but the first shot is %4x%5")
-                                 .arg(name)
-                                 .arg(shot.width())
-                                 .arg(shot.height())
-                                 .arg(size.width())
-                                 .arg(size.height()));
-            progress(step + QStringLiteral("merging ") + name);
-            clock.start();
-            const bool added = blender.addImage(shot);
-            mergeTime += clock.nsecsElapsed();
-            if (!added)
-                runtimeError(QStringLiteral("%1: the merge could not take this shot").arg(name));
-        }
-
-        progress(QStringLiteral("finishing the merge"));
-        clock.start();
-        merged = blender.image();
+    if (parser.isSet(batch)) {
+        if (!positional.isEmpty())
+            usageError(QStringLiteral("--batch takes its shots from PARENT's sub-folders, not '%1'").arg(positional.first()));
         if (parser.isSet(depthMap))
-            depth = blender.depthMap();
-        mergeTime += clock.nsecsElapsed();
+            usageError(QStringLiteral("--depth-map writes one file and cannot be used with --batch"));
+        QString dot = parser.value(suffix);
+        if (!dot.startsWith(QLatin1Char('.')))
+            dot.prepend(QLatin1Char('.'));
+        checkOutputName(QStringLiteral("merged") + dot);
+        const int jobCount = parser.isSet(jobs) ? intOption(parser, QStringLiteral("jobs"), 1, 256)
+                                                : int(std::max(1u, std::thread::hardware_concurrency()));
+        const QString parent = parser.value(batch);
+        if (!QFileInfo(parent).isDir())
+            runtimeError(QStringLiteral("%1: no such folder").arg(parent));
+        const QString outputDir = QFileInfo(outputName).absoluteFilePath();
+        std::vector<Stack> stacks;
+        QStringList folders = QDir(parent).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        std::sort(folders.begin(), folders.end(), naturalLess);
+        for (const QString& folder : folders) {
+            const QString path = QDir(parent).filePath(folder);
+            if (QFileInfo(path).absoluteFilePath() == outputDir)
+                continue; // the results of an earlier run are no stack
+            const QStringList shots = imagesIn(path);
+            if (shots.size() >= 2)
+                stacks.push_back({path, shots, QDir(outputName).filePath(folder + dot)});
+        }
+        if (stacks.empty())
+            runtimeError(QStringLiteral("%1: no sub-folder holds two or more images").arg(parent));
+        if (!QDir().mkpath(outputName))
+            runtimeError(QStringLiteral("%1: cannot make the folder").arg(outputName));
+        std::vector<std::optional<StackRun>> runs(stacks.size());
+        const int failed = runBatch(stacks, settings, std::min(jobCount, int(stacks.size())), &runs);
+        endProgress();
+        if (interrupted())
+            cancelledError();
+        if (parser.isSet(json)) {
+            QJsonArray merges;
+            for (size_t i = 0; i < stacks.size(); ++i)
+                if (runs[i]) {
+                    QJsonObject object = report(*runs[i], settings);
+                    object.insert(QStringLiteral("folder"), stacks[i].folder);
+                    object.insert(QStringLiteral("output"), stacks[i].output);
+                    merges.append(object);
+                }
+            const QJsonObject whole{{QStringLiteral("merges"), merges},
+                                    {QStringLiteral("peak_rss_mb"), peakRssMegabytes()}};
+            QTextStream(stdout) << QJsonDocument(whole).toJson(QJsonDocument::Compact) << "\n";
+        }
+        if (failed > 0)
+            runtimeError(QStringLiteral("%1 of %2 stacks failed").arg(failed).arg(stacks.size()));
+        return ExitOk;
     }
-    if (merged.isEmpty())
-        runtimeError(QStringLiteral("the merge gave no image"));
-    if (parser.isSet(depthMap) && depth.isEmpty())
-        runtimeError(QStringLiteral("the merge gave no depth map (only --method depth-map makes one)"));
 
-    progress(QStringLiteral("writing ") + outputFile);
-    clock.start();
-    saveImage(merged, outputFile);
-    if (!depth.isEmpty())
-        saveImage(depth, depthFile);
-    writeTime += clock.nsecsElapsed();
-    const qint64 totalTime = total.nsecsElapsed();
+    if (parser.isSet(jobs) || parser.isSet(suffix))
+        usageError(QStringLiteral("--jobs and --suffix go with --batch"));
+    if (positional.isEmpty())
+        usageError(QStringLiteral("no shots given"));
+    checkOutputName(outputName);
+    if (parser.isSet(depthMap))
+        checkOutputName(depthFile);
+    QStringList shots;
+    QString folder;
+    for (const QString& name : positional) {
+        if (QFileInfo(name).isDir()) {
+            folder = name;
+            shots << imagesIn(name, outputName);
+        } else if (!QFileInfo::exists(name)) {
+            runtimeError(QStringLiteral("%1: no such file").arg(name));
+        } else {
+            shots << name;
+        }
+    }
+    if (shots.size() < 2) {
+        if (!folder.isEmpty())
+            runtimeError(QStringLiteral("%1: fewer than two image files to merge").arg(folder));
+        usageError(QStringLiteral("at least two shots are needed"));
+    }
+
+    Task task;
+    const StackRun run = stackShots(shots, settings, outputName, depthFile, task);
     endProgress();
-
     if (parser.isSet(json)) {
-        // Numbers in the C locale whatever the environment's.
-        QTextStream(stdout) << "{\"shots\": " << shots.size() << ", \"width\": " << size.width()
-                            << ", \"height\": " << size.height() << ", \"method\": \"" << methodName
-                            << "\", \"align\": \"" << alignName << "\", \"seconds\": {\"read\": " << seconds(readTime)
-                            << ", \"merge\": " << seconds(mergeTime) << ", \"write\": " << seconds(writeTime)
-                            << ", \"total\": " << seconds(totalTime)
-                            << "}, \"peak_rss_mb\": " << QString::number(peakRssMegabytes(), 'f', 1) << "}\n";
+        QJsonObject object = report(run, settings);
+        object.insert(QStringLiteral("peak_rss_mb"), peakRssMegabytes());
+        QTextStream(stdout) << QJsonDocument(object).toJson(QJsonDocument::Compact) << "\n";
     }
     return ExitOk;
 }

@@ -2,48 +2,46 @@
 
 #include "cli.h"
 
+#include <vexa/gen/gen_image_converters.h>
+#include <vexa/imp/qimage_support.h>
+
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QImageWriter>
+#include <QRandomGenerator>
 
+#include <opencv2/imgproc.hpp>
+
+#include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace vexatool {
 
 namespace {
 
-// Image decoders (libpng's among them) print their complaints straight to stderr; while one runs, stderr
-// goes nowhere, so that a damaged file gets the tool's one line and nothing else.
-class StderrSilenced {
-public:
-    StderrSilenced()
-    {
-        std::fflush(stderr);
-        const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (null >= 0) {
-            saved_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-            if (saved_ >= 0)
-                dup2(null, STDERR_FILENO);
-            close(null);
-        }
-    }
-    ~StderrSilenced()
-    {
-        if (saved_ < 0)
-            return;
-        std::fflush(stderr);
-        dup2(saved_, STDERR_FILENO);
-        close(saved_);
-    }
-    StderrSilenced(const StderrSilenced&) = delete;
-    StderrSilenced& operator=(const StderrSilenced&) = delete;
+QString systemError(int code) { return QString::fromStdString(std::generic_category().message(code)); }
 
-private:
-    int saved_ = -1;
-};
+bool isVexaName(const QString& fileName)
+{
+    return QFileInfo(fileName).suffix().compare(QLatin1String("vexa"), Qt::CaseInsensitive) == 0;
+}
+
+// The first bytes of every byte array: the length of the id (a 32-bit big-endian count) and the id.
+const QByteArray& byteArrayMagic()
+{
+    static const QByteArray magic = QByteArray("\0\0\0\x0a", 4) + VImage::rawSerializationId;
+    return magic;
+}
+
+const std::array<const char*, 6> kFormatNames{"gray", "bgr", "argb", "xrgb", "argb-premultiplied", "yuv422"};
+const std::array<const char*, 6> kChannelNames{"8u", "8s", "16u", "16s", "32s", "32f"};
 
 } // namespace
 
@@ -66,44 +64,232 @@ VImage toVImage(const cv::Mat& mat)
 cv::Mat asMat(const VImage& xrgb)
 {
     CV_Assert(xrgb.format() == VEXA::XRGB && xrgb.channelType() == VEXA::Channel8u);
-    return cv::Mat(xrgb.height(), xrgb.width(), CV_8UC4, xrgb.rawData(), size_t(xrgb.bytesPerLine()));
+    return view(xrgb);
 }
 
-VImage loadXrgb(const QString& fileName)
+cv::Mat view(const VImage& image)
+{
+    static const int depths[] = {CV_8U, CV_8S, CV_16U, CV_16S, CV_32S, CV_32F};
+    CV_Assert(VEXA::isValid(image.format()) && VEXA::isValid(image.channelType()));
+    const int type = CV_MAKETYPE(depths[image.channelType()], VEXA::channelsOf(image.format()));
+    return cv::Mat(image.height(), image.width(), type, image.rawData(), size_t(image.bytesPerLine()));
+}
+
+cv::Mat toBgr8(const VImage& image)
+{
+    VImage source = image;
+    // Chroma pairs and premultiplied colour need the library's own arithmetic to become plain colour.
+    if (image.format() == VEXA::YUV422 || image.format() == VEXA::ARGB_Premultiplied)
+        source = image.convertFast(VEXA::XRGB);
+    if (source.isEmpty())
+        runtimeError(QStringLiteral("cannot show a %1 image as colour").arg(pairName(image.format(), image.channelType())));
+    cv::Mat eight;
+    view(source).convertTo(eight, CV_8U); // saturating, and a copy that owns its pixels
+    if (eight.channels() == 3)
+        return eight;
+    cv::Mat bgr;
+    cv::cvtColor(eight, bgr, eight.channels() == 1 ? cv::COLOR_GRAY2BGR : cv::COLOR_BGRA2BGR);
+    return bgr;
+}
+
+bool isByteArrayFile(const QString& fileName)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) && file.read(byteArrayMagic().size()) == byteArrayMagic();
+}
+
+VImage readImage(const QString& fileName, FileFacts* facts)
 {
     const QFileInfo info(fileName);
     if (!info.exists())
         runtimeError(QStringLiteral("%1: no such file").arg(fileName));
     if (!info.isFile() || !info.isReadable())
         runtimeError(QStringLiteral("%1: not a readable file").arg(fileName));
+    if (isByteArrayFile(fileName)) {
+        QFile file(fileName);
+        if (!file.open(QIODevice::ReadOnly))
+            runtimeError(QStringLiteral("%1: %2").arg(fileName, file.errorString()));
+        const VImage image = VImage::fromByteArray(file.readAll());
+        if (!image.status())
+            runtimeError(QStringLiteral("%1: damaged image byte array (%2)").arg(fileName, image.status().message()));
+        if (image.isEmpty())
+            runtimeError(QStringLiteral("%1: the byte array holds an empty image").arg(fileName));
+        if (facts)
+            *facts = FileFacts{QStringLiteral("vexa"), {}, QSize()};
+        return image;
+    }
+    if (isVexaName(fileName))
+        runtimeError(QStringLiteral("%1: not an image byte array").arg(fileName));
     VImage image;
-    QString failure;
+    bool read = false;
     {
         const StderrSilenced quiet;
-        if (!image.load(fileName))
-            failure = QImageReader(fileName).canRead() ? QStringLiteral("damaged, or larger than the image size limit")
-                                                       : QStringLiteral("not an image file Qt can read");
+        if (facts) {
+            // One decoding gives both the pixels, as VImage::load would take them, and the file's facts.
+            QImageReader reader(fileName);
+            reader.setDecideFormatFromContent(true);
+            facts->fileFormat = QString::fromLatin1(reader.format());
+            QImage qImage;
+            read = reader.read(&qImage) && VEXA::fromQImage(qImage, &image);
+            for (const QString& key : qImage.textKeys())
+                facts->text.append({key, qImage.text(key)});
+            facts->dotsPerMetre = QSize(qImage.dotsPerMeterX(), qImage.dotsPerMeterY());
+        } else {
+            read = image.load(fileName);
+        }
     }
-    if (!failure.isEmpty())
-        runtimeError(QStringLiteral("%1: cannot read the image: %2").arg(fileName, failure));
+    if (!read)
+        runtimeError(QStringLiteral("%1: cannot read the image: %2")
+                         .arg(fileName, QImageReader(fileName).canRead()
+                                            ? QStringLiteral("damaged, or larger than the image size limit")
+                                            : QStringLiteral("not an image file Qt can read")));
+    return image;
+}
+
+VImage loadXrgb(const QString& fileName)
+{
+    VImage image = readImage(fileName);
+    // Straight alpha has no direct way to XRGB; premultiplied has, and gives the colour back.
+    if (image.format() == VEXA::ARGB)
+        image = image.convertFast(VEXA::ARGB_Premultiplied);
     const VImage xrgb = image.convertFast(VEXA::XRGB, VEXA::Channel8u);
     if (xrgb.isEmpty())
         runtimeError(QStringLiteral("%1: cannot convert the image to 8-bit colour").arg(fileName));
     return xrgb;
 }
 
-void saveImage(const VImage& image, const QString& fileName)
+QString formatName(VEXA::Format format)
 {
-    if (!image.save(fileName))
-        runtimeError(QStringLiteral("cannot write %1").arg(fileName));
+    return VEXA::isValid(format) ? QLatin1String(kFormatNames[format]) : QStringLiteral("invalid");
 }
 
-void saveImage(const cv::Mat& mat, const QString& fileName) { saveImage(toVImage(mat), fileName); }
+QString channelName(VEXA::Channel channel)
+{
+    return VEXA::isValid(channel) ? QLatin1String(kChannelNames[channel]) : QStringLiteral("invalid");
+}
+
+QString pairName(VEXA::Format format, VEXA::Channel channel)
+{
+    return formatName(format) + QLatin1Char(' ') + channelName(channel);
+}
+
+VEXA::Format parseFormat(const QString& text)
+{
+    for (size_t i = 0; i < kFormatNames.size(); ++i)
+        if (text.compare(QLatin1String(kFormatNames[i]), Qt::CaseInsensitive) == 0)
+            return VEXA::Format(i);
+    QStringList known;
+    for (const char* name : kFormatNames)
+        known << QLatin1String(name);
+    usageError(QStringLiteral("unknown format '%1' (known: %2)").arg(text, known.join(QStringLiteral(", "))));
+}
+
+VEXA::Channel parseChannel(const QString& text)
+{
+    for (size_t i = 0; i < kChannelNames.size(); ++i)
+        if (text.compare(QLatin1String(kChannelNames[i]), Qt::CaseInsensitive) == 0)
+            return VEXA::Channel(i);
+    QStringList known;
+    for (const char* name : kChannelNames)
+        known << QLatin1String(name);
+    usageError(QStringLiteral("unknown channel type '%1' (known: %2)").arg(text, known.join(QStringLiteral(", "))));
+}
 
 bool canWriteFormat(const QString& fileName)
 {
     const QByteArray suffix = QFileInfo(fileName).suffix().toLower().toLatin1();
     return !suffix.isEmpty() && QImageWriter::supportedImageFormats().contains(suffix);
 }
+
+void checkOutputName(const QString& fileName)
+{
+    if (!isVexaName(fileName) && !canWriteFormat(fileName))
+        usageError(QStringLiteral("%1: no image format to write for this suffix (or use .vexa)").arg(fileName));
+}
+
+OutputFile::OutputFile(const QString& fileName) : fileName_(fileName)
+{
+    const QFileInfo info(fileName);
+    if (info.isDir())
+        runtimeError(QStringLiteral("%1: cannot write: it is a folder").arg(fileName));
+    const QString suffix = info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix();
+    const QString stem = info.suffix().isEmpty() ? info.fileName() : info.completeBaseName();
+    static const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        QString tag;
+        for (int i = 0; i < 6; ++i)
+            tag += QLatin1Char(letters[QRandomGenerator::global()->bounded(int(sizeof letters - 1))]);
+        const QString name = info.dir().filePath(QLatin1Char('.') + stem + QStringLiteral(".tmp-") + tag + suffix);
+        // Created here with the usual permissions (0666 less the umask), as the final file would be.
+        const int fd = ::open(QFile::encodeName(name).constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0) {
+            ::close(fd);
+            temporary_ = name;
+            return;
+        }
+        if (errno != EEXIST)
+            runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, systemError(errno)));
+    }
+    runtimeError(QStringLiteral("%1: cannot write: no free temporary name").arg(fileName));
+}
+
+OutputFile::~OutputFile()
+{
+    if (!committed_ && !temporary_.isEmpty())
+        ::unlink(QFile::encodeName(temporary_).constData());
+}
+
+void OutputFile::commit()
+{
+    if (::rename(QFile::encodeName(temporary_).constData(), QFile::encodeName(fileName_).constData()) != 0)
+        runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName_, systemError(errno)));
+    committed_ = true;
+}
+
+void checkWritable(VEXA::Format format, VEXA::Channel channel, const QString& fileName)
+{
+    const bool fitsImageFile = channel == VEXA::Channel8u || (format == VEXA::GrayScale && channel == VEXA::Channel16u);
+    if (!isVexaName(fileName) && !fitsImageFile)
+        runtimeError(QStringLiteral("%1: an image file holds 8-bit images and 16-bit gray, not %2; write a .vexa "
+                                    "file to keep the image as it is")
+                         .arg(fileName, pairName(format, channel)));
+}
+
+void writeImage(const VImage& image, const QString& fileName, Task* task)
+{
+    checkWritable(image.format(), image.channelType(), fileName);
+    const bool byteArray = isVexaName(fileName);
+    if (task)
+        task->step(QStringLiteral("writing ") + fileName);
+    OutputFile output(fileName);
+    if (byteArray) {
+        const QByteArray bytes = image.toByteArray();
+        if (bytes.isEmpty())
+            runtimeError(QStringLiteral("%1: cannot make the image's byte array").arg(fileName));
+        QFile file(output.temporaryName());
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
+            runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, file.errorString()));
+    } else if (!image.save(output.temporaryName())) {
+        runtimeError(QStringLiteral("%1: cannot write the image file").arg(fileName));
+    }
+    if (task)
+        task->checkCancelled();
+    output.commit();
+}
+
+void writeImage(const QImage& image, const QString& fileName, Task* task)
+{
+    if (task)
+        task->step(QStringLiteral("writing ") + fileName);
+    OutputFile output(fileName);
+    QImageWriter writer(output.temporaryName());
+    if (!writer.write(image))
+        runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, writer.errorString()));
+    if (task)
+        task->checkCancelled();
+    output.commit();
+}
+
+void saveImage(const cv::Mat& mat, const QString& fileName) { writeImage(toVImage(mat), fileName); }
 
 } // namespace vexatool

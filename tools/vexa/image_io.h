@@ -1,27 +1,87 @@
-// Image files for the tool: OpenCV matrices in and out through the library's VImage, and shots read for
-// merging. Every failure is a runtime Failure naming the file.
+// Images in and out of the tool: image files through the library's VImage, the library's own byte arrays
+// in ".vexa" files, OpenCV views, and outputs that appear under their names only once complete. Every
+// failure is a runtime Failure naming the file.
 #pragma once
 
 #include <vexa/imp/VImage.h>
 
+#include <QImage>
+#include <QList>
+#include <QPair>
+#include <QSize>
 #include <QString>
 
 #include <opencv2/core.hpp>
 
 namespace vexatool {
 
+class Task;
+
 // A copy of an 8-bit matrix as an image: one channel as GrayScale, three as BGR, four as XRGB.
 VImage toVImage(const cv::Mat& mat);
 // A view of an XRGB 8u image's pixels as a four-channel matrix (B, G, R, X); the image must outlive it.
 cv::Mat asMat(const VImage& xrgb);
+// A view of any image's pixels, one matrix channel per component; the image must outlive it.
+cv::Mat view(const VImage& image);
+// The image as 8-bit BGR for looking at and measuring: other component types saturated to 0..255, alpha
+// and the X byte dropped.
+cv::Mat toBgr8(const VImage& image);
 
+// Whether the file holds one of the library's byte arrays (by its contents, whatever its name).
+bool isByteArrayFile(const QString& fileName);
+
+// What a file says besides its pixels.
+struct FileFacts {
+    QString fileFormat;            // as Qt detects it from the contents ("png"), or "vexa" for a byte array
+    QList<QPair<QString, QString>> text; // Qt's text keys and their values, in Qt's order
+    QSize dotsPerMetre;            // as Qt reads it; invalid for a byte array
+};
+
+// Reads an image file or a byte-array file as it is stored, and with facts, what the file says about it.
+VImage readImage(const QString& fileName, FileFacts* facts = nullptr);
 // Reads an image file as XRGB 8u.
 VImage loadXrgb(const QString& fileName);
-// Writes the image; the suffix of the name picks the file format.
-void saveImage(const VImage& image, const QString& fileName);
-void saveImage(const cv::Mat& mat, const QString& fileName);
 
-// Whether Qt can write files of the name's suffix.
+// Names of formats and channel types as the command line takes and the tool prints them: gray, bgr,
+// argb, xrgb, argb-premultiplied, yuv422; 8u, 8s, 16u, 16s, 32s, 32f. Parsing ignores case; an unknown
+// name is a usage error listing the known ones.
+QString formatName(VEXA::Format format);
+QString channelName(VEXA::Channel channel);
+QString pairName(VEXA::Format format, VEXA::Channel channel); // "bgr 8u"
+VEXA::Format parseFormat(const QString& text);
+VEXA::Channel parseChannel(const QString& text);
+
+// An output's name must end in ".vexa" or a suffix Qt writes images of; otherwise a usage error.
+void checkOutputName(const QString& fileName);
 bool canWriteFormat(const QString& fileName);
+
+// A file written under a temporary name in the output's folder (".NAME.tmp-XXXXXX.SUFFIX", the suffix
+// kept so that it picks the same file format) and renamed into place by commit(); the temporary is
+// removed when the object goes without a commit, by a failure or an interruption, so no half-written file
+// ever stands under the final name.
+class OutputFile {
+public:
+    explicit OutputFile(const QString& fileName);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    const QString& temporaryName() const { return temporary_; }
+    void commit();
+
+private:
+    QString fileName_;
+    QString temporary_;
+    bool committed_ = false;
+};
+
+// Writes the image: a ".vexa" name gets the byte array, holding any image exactly; other names an image
+// file, which holds 8-bit images and 16-bit gray (anything else is refused with a pointer to ".vexa").
+// With a task: shown as a step, and an interruption before the rename leaves nothing behind.
+void writeImage(const VImage& image, const QString& fileName, Task* task = nullptr);
+// The refusal writeImage would give, for checking before the work is done.
+void checkWritable(VEXA::Format format, VEXA::Channel channel, const QString& fileName);
+void writeImage(const QImage& image, const QString& fileName, Task* task = nullptr);
+void saveImage(const cv::Mat& mat, const QString& fileName);
 
 } // namespace vexatool

@@ -1,16 +1,14 @@
 // vexa: the library's command-line tool.
 //
-//   vexa sample focus-stack OUT_DIR [options]   a synthetic focus series, its sharp image and depth map
-//   vexa focus-stack SHOT... -o OUT [options]    shots merged into one image sharp everywhere
-//
 // Every failure ends the run with one line on stderr, "vexa: <what went wrong>", and exit code 2 for a
-// wrong command line or 1 for anything that went wrong carrying it out.
+// wrong command line or 1 for anything that went wrong carrying it out (an interruption included).
 #include "cli.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QTextStream>
 
 #include <opencv2/core.hpp>
+#include <opencv2/core/utils/logger.hpp>
 
 #include <cstdio>
 #include <exception>
@@ -20,14 +18,16 @@ using namespace vexatool;
 
 namespace {
 
-const char* const kUsage = R"(Usage: vexa COMMAND [options]
+struct Command {
+    const char* name;
+    int (*run)(const QStringList&);
+    const char* summary;
+};
 
-Commands:
-  sample focus-stack OUT_DIR   render a synthetic focus series with its sharp image and depth map
-  focus-stack SHOT... -o OUT   merge shots focused at different depths into one image sharp everywhere
-
-'vexa COMMAND --help' describes a command's options.
-)";
+const Command kCommands[] = {
+    {"focus-stack", focusStackCommand, "shots focused at different depths merged into one sharp image"},
+    {"sample", sampleCommand, "synthetic inputs (sample focus-stack OUT_DIR: a focus series)"},
+};
 
 // The tool reports every failure itself, in one line; the library's log records and Qt's image plugins'
 // warnings would only repeat or bury it.
@@ -35,37 +35,57 @@ void dropMessage(QtMsgType, const QMessageLogContext&, const QString&) {}
 
 int fail(int code, const QString& message)
 {
-    endProgress();
-    std::fprintf(stderr, "vexa: %s\n", qPrintable(message));
+    printError(message);
     return code;
+}
+
+int run(const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    QString description = QStringLiteral("The Vexa image library's command-line tool.\n\nCommands:\n");
+    for (const Command& command : kCommands)
+        description += QStringLiteral("  %1%2\n").arg(QLatin1String(command.name), -13).arg(QLatin1String(command.summary));
+    description += QStringLiteral("\n'vexa COMMAND --help' describes a command's options. Exit codes: 0 done, 1 the "
+                                  "work failed or was interrupted, 2 a wrong command line.");
+    parser.setApplicationDescription(description);
+    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("The command to run."),
+                                 QStringLiteral("COMMAND [options]"));
+    const QCommandLineOption version = parser.addVersionOption();
+    // Everything from the command on belongs to the command's own parser.
+    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    if (!parseCommandLine(parser, QString(), arguments))
+        return ExitOk;
+    if (parser.isSet(version)) {
+        QTextStream(stdout) << "vexa " << VEXA_VERSION << "\n";
+        return ExitOk;
+    }
+    const QStringList rest = parser.positionalArguments();
+    if (rest.isEmpty())
+        usageError(QStringLiteral("no command given; 'vexa --help' lists the commands"));
+    if (rest.first() == QLatin1String("help"))
+        return run({QStringLiteral("--help")});
+    for (const Command& command : kCommands)
+        if (rest.first() == QLatin1String(command.name))
+            return command.run(rest.mid(1));
+    usageError(QStringLiteral("unknown command '%1'; 'vexa --help' lists the commands").arg(rest.first()));
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    QCoreApplication app(argc, argv);
+    // Plots and labels are drawn with Qt's text, which needs a GUI application; without a display of its
+    // own the tool draws off screen.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    qInstallMessageHandler(dropMessage);
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vexa"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VEXA_VERSION));
-    qInstallMessageHandler(dropMessage);
-    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    installInterruptHandlers();
     try {
-        if (arguments.isEmpty())
-            usageError(QStringLiteral("no command given; 'vexa --help' lists the commands"));
-        const QString command = arguments.first();
-        if (command == QLatin1String("-h") || command == QLatin1String("--help") || command == QLatin1String("help")) {
-            QTextStream(stdout) << kUsage;
-            return ExitOk;
-        }
-        if (command == QLatin1String("--version")) {
-            QTextStream(stdout) << "vexa " << VEXA_VERSION << "\n";
-            return ExitOk;
-        }
-        if (command == QLatin1String("sample"))
-            return sampleCommand(arguments.mid(1));
-        if (command == QLatin1String("focus-stack"))
-            return focusStackCommand(arguments.mid(1));
-        usageError(QStringLiteral("unknown command '%1'; 'vexa --help' lists the commands").arg(command));
+        return run(QCoreApplication::arguments().mid(1));
     } catch (const Failure& failure) {
         return fail(failure.code, failure.message);
     } catch (const std::bad_alloc&) {

@@ -99,6 +99,7 @@ int sampleFocusStack(const QStringList& arguments)
     if (!QDir().mkpath(dir.path()))
         runtimeError(QStringLiteral("%1: cannot make the folder").arg(dir.path()));
 
+    Task task;
     cv::Mat scene;
     if (parser.isSet(from)) {
         const VImage photo = loadXrgb(parser.value(from));
@@ -106,7 +107,7 @@ int sampleFocusStack(const QStringList& arguments)
         cv::cvtColor(asMat(photo), bgr, cv::COLOR_BGRA2BGR);
         scene = fitPhoto(bgr, settings.size);
     } else {
-        progress(QStringLiteral("drawing the scene"));
+        task.step(QStringLiteral("drawing the scene"));
         scene = drawScene(settings.size, settings.seed);
     }
     const cv::Mat depthMap = makeDepth(settings.size, settings.depth, settings.seed);
@@ -127,10 +128,12 @@ int sampleFocusStack(const QStringList& arguments)
     scene.release();
     for (int shot = 0; shot < settings.shots; ++shot) {
         const QString name = QStringLiteral("shot_%1.png").arg(shot, 3, 10, QLatin1Char('0'));
-        progress(QStringLiteral("[%1/%2] rendering %3").arg(shot + 1).arg(settings.shots).arg(name));
+        task.step(QStringLiteral("[%1/%2] rendering %3").arg(shot + 1).arg(settings.shots).arg(name),
+                  double(shot) / settings.shots);
         write(renderer.renderShot(shot), dir.filePath(name));
     }
     writing.get();
+    task.checkCancelled();
     endProgress();
     return ExitOk;
 }
