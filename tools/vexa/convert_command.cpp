@@ -1,0 +1,67 @@
+// vexa convert IN -o OUT [--format F] [--channel C]: an image in another format, channel type or file.
+#include "cli.h"
+#include "image_io.h"
+
+#include <vexa/gen/gen_image_converters.h>
+
+namespace vexatool {
+
+int convertCommand(const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Converts an image to another format and channel type through the library, and between "
+                       "image files and .vexa files (the library's byte arrays, which hold every format and "
+                       "channel type exactly). Components convert as plain numbers, without rescaling. Image "
+                       "files hold 8-bit images and 16-bit gray only."));
+    parser.addPositionalArgument(QStringLiteral("in"), QStringLiteral("The image file or .vexa file to convert."),
+                                 QStringLiteral("IN"));
+    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
+                                    QStringLiteral("Write to FILE: .vexa for a byte array, otherwise an image file "
+                                                   "of the suffix's format."),
+                                    QStringLiteral("FILE"));
+    const QCommandLineOption format(QStringLiteral("format"),
+                                    QStringLiteral("The new format: gray, bgr, argb, xrgb, argb-premultiplied or "
+                                                   "yuv422 (default: the input's)."),
+                                    QStringLiteral("F"));
+    const QCommandLineOption channel(QStringLiteral("channel"),
+                                     QStringLiteral("The new channel type: 8u, 8s, 16u, 16s, 32s or 32f (default: "
+                                                    "the input's)."),
+                                     QStringLiteral("C"));
+    parser.addOptions({output, format, channel});
+    if (!parseCommandLine(parser, QStringLiteral("convert"), arguments))
+        return ExitOk;
+    const QStringList inputs = parser.positionalArguments();
+    if (inputs.size() != 1)
+        usageError(inputs.isEmpty() ? QStringLiteral("no input file given")
+                                    : QStringLiteral("unexpected argument '%1'").arg(inputs.at(1)));
+    if (!parser.isSet(output))
+        usageError(QStringLiteral("no output file: give one with -o FILE"));
+    const QString in = inputs.first();
+    const QString out = parser.value(output);
+    checkOutputName(out);
+    const VEXA::Format wantedFormat = parser.isSet(format) ? parseFormat(parser.value(format)) : VEXA::Invalid;
+    const VEXA::Channel wantedChannel = parser.isSet(channel) ? parseChannel(parser.value(channel)) : VEXA::ChannelInvalid;
+
+    Task task;
+    task.step(QStringLiteral("reading ") + in, 0);
+    const VImage image = readImage(in);
+    const VEXA::Format toFormat = wantedFormat != VEXA::Invalid ? wantedFormat : image.format();
+    const VEXA::Channel toChannel = wantedChannel != VEXA::ChannelInvalid ? wantedChannel : image.channelType();
+    checkWritable(toFormat, toChannel, out);
+    VImage result = image;
+    if (toFormat != image.format() || toChannel != image.channelType()) {
+        task.step(QStringLiteral("converting"), 0.2);
+        result = VImage();
+        result.create(image.width(), image.height(), toFormat, toChannel, image.origin(), image.rowsAlignment());
+        task.run(QStringLiteral("%1: cannot convert %2 to %3")
+                     .arg(in, pairName(image.format(), image.channelType()), pairName(toFormat, toChannel)),
+                 0.2, 0.8, [&] { return result.status() ? VEXA::convertImage(image, &result) : result.status(); });
+        result.setRoi(image.roi());
+    }
+    writeImage(result, out, &task);
+    endProgress();
+    return ExitOk;
+}
+
+} // namespace vexatool
