@@ -27,6 +27,8 @@ struct Command {
 const Command kCommands[] = {
     {"info", infoCommand, "size, format, hash and file facts of images"},
     {"convert", convertCommand, "an image in another format or channel type, or another file type"},
+    {"filter", filterCommand, "smoothing, sharpening, morphology and derivatives"},
+    {"transform", transformCommand, "resizing, rotation, flips and lens undistortion"},
     {"focus-stack", focusStackCommand, "shots focused at different depths merged into one sharp image"},
     {"sample", sampleCommand, "synthetic inputs (sample focus-stack OUT_DIR: a focus series)"},
 };
