@@ -27,8 +27,11 @@ struct Command {
 const Command kCommands[] = {
     {"info", infoCommand, "size, format, hash and file facts of images"},
     {"convert", convertCommand, "an image in another format or channel type, or another file type"},
+    {"histogram", histogramCommand, "the histogram of an image, as a table, JSON or a plot"},
     {"filter", filterCommand, "smoothing, sharpening, morphology and derivatives"},
     {"transform", transformCommand, "resizing, rotation, flips and lens undistortion"},
+    {"compare", compareCommand, "PSNR, SSIM and the largest difference of two images"},
+    {"montage", montageCommand, "images side by side with labels, depth maps in false colour"},
     {"focus-stack", focusStackCommand, "shots focused at different depths merged into one sharp image"},
     {"sample", sampleCommand, "synthetic inputs (sample focus-stack OUT_DIR: a focus series)"},
 };
