@@ -54,14 +54,12 @@ VStatus stackImages(const VImageList& list, VImage* destination)
         }
         if (dst.format() != list.format() || dst.channelType() != list.channelType())
             throwUnsupported();
-        // One pass at memory speed: checked before it starts, never stopped halfway.
-        checkCancelled();
-        const VStatus status = visitPixel(StackPixels{}, list.format(), list.channelType(), [&](auto tag) {
-            using P = typename decltype(tag)::type;
-            return kernel::stackImagesRGBBased(RasterListT<P>(images), RasterT<P>(dst));
+        return runWhole("stacking", [&] {
+            return visitPixel(StackPixels{}, list.format(), list.channelType(), [&](auto tag) {
+                using P = typename decltype(tag)::type;
+                return kernel::stackImagesRGBBased(RasterListT<P>(images), RasterT<P>(dst));
+            });
         });
-        reportProgress(1.0, "stacking");
-        return status;
     });
 }
 

@@ -18,13 +18,10 @@ VStatus convertImage(const VImage& source, VImage* destination)
         checkStatus(dst);
         checkNotEmpty(source);
         checkNotEmpty(dst);
-        // One pass at memory speed: checked before it starts, never stopped halfway.
-        checkCancelled();
-        const VStatus status = dispatchPairs<ConvertTargetsT>(ConvertSources{}, source, dst, [](const auto& s, const auto& d) {
-            return kernel::convertImage(s, d);
+        return runWhole("converting", [&] {
+            return dispatchPairs<ConvertTargetsT>(ConvertSources{}, source, dst,
+                                                  [](const auto& s, const auto& d) { return kernel::convertImage(s, d); });
         });
-        reportProgress(1.0, "converting");
-        return status;
     });
 }
 

@@ -24,11 +24,11 @@ VStatus warpInto(List list, const VImage& src, VImage& dst, const char* function
         cv::Mat out = asCvMat(dst);
         const cv::Mat s = readableSource(asCvMat(src), out);
         requireOpenCv(s.type() == out.type(), "src.type() == dst.type()", function);
-        // Warps in bands check between them; the others run whole, checked before they start.
-        checkCancelled();
-        writeInto(out, [&](cv::Mat& o) { call(s, o); });
-        reportProgress(1.0, "warping");
-        return VStatus::Ok;
+        // Warps in bands check between them; the others run whole.
+        return runWhole("warping", [&] {
+            writeInto(out, [&](cv::Mat& o) { call(s, o); });
+            return VStatus::Ok;
+        });
     });
 }
 

@@ -252,19 +252,17 @@ bool VImageBlender::addImage(const VImage& image)
         added = add(image);
         return VStatus::Ok;
     });
-    if (!status && !initialized_)
+    added = added && status;
+    // A first shot that did not make it leaves no half-made start behind.
+    if (!added && !initialized_)
         clear();
-    return status && added;
+    return added;
 }
 
 bool VImageBlender::add(const VImage& image)
 {
-    if (!initialized_) {
-        if (init(image))
-            return true;
-        clear();
-        return false;
-    }
+    if (!initialized_)
+        return init(image);
     if (!(method_ == MultifocusDepthMap ? image.header() == shape_ : image.isCompatible(result_)))
         return false;
     const VImage& target = method_ == MultifocusDepthMap ? reference_ : result_;
@@ -281,8 +279,8 @@ bool VImageBlender::add(const VImage& image)
         const VKeypointDescriptors targetPoints(target);
         steps.to(0.2);
         const VTransformPerspective t = findTransformation(targetPoints, VKeypointDescriptors(shot), &found);
-        // No homography found, or the identity: the shot is taken as it stands, never resampled for nothing.
         steps.to(0.3);
+        // No homography found, or the identity: the shot is taken as it stands, never resampled for nothing.
         if (found && !isIdentity(t)) {
             VImage warped = shot.createCompatible();
             std::memset(warped.rawData(), 0, size_t(warped.dataSize()));

@@ -38,6 +38,17 @@ private:
     int minRows_;
 };
 
+// Work that runs whole at memory speed: checked before it starts (a cancelled call writes nothing), then
+// done to the end and reported complete. Returns what work() returns.
+template <class Work>
+auto runWhole(const char* stage, Work&& work)
+{
+    checkCancelled();
+    auto result = work();
+    reportProgress(1.0, stage);
+    return result;
+}
+
 // The steps of composite work, each mapped onto its own part of the current section: after to(0.3), what
 // nested operations report (each of them 0 to 1) fills [the previous mark, 0.3). Each call first checks
 // for a cancellation and reports the mark reached.
