@@ -9,6 +9,7 @@
 #include <vexa/imp/frame.h>
 #include <vexa/imp/progress.h>
 #include <vexa/imp/raster.h>
+#include <vexa/imp/simd/row_kernels.h>
 #include <vcore/MathUtils.h>
 
 #include <algorithm>
@@ -22,8 +23,6 @@ namespace {
 
 using Xrgb = PixelXRGB<quint8>;
 using Map = PixelGray<float>;
-
-bool isBlack(const Xrgb& p) { return p.b == 0 && p.g == 0 && p.r == 0; }
 
 int luminance(const Xrgb& p) { return (29 * p.b + 150 * p.g + 76 * p.r) >> 8; }
 
@@ -43,23 +42,8 @@ void checkMerge(const VImage& image, const VImage& imageSharpness, VImage* resul
     checkSameSize(image, rs);
 }
 
-// Whether the 3 x 3 neighbourhood of (x, y), clipped to the raster's roi, holds a pure black pixel.
-bool nearBlack(const RasterT<Xrgb>& image, qint32 x, qint32 y)
-{
-    const Rect& r = image.roi;
-    const qint32 x0 = std::max(x - 1, 0), x1 = std::min(x + 1, r.width - 1);
-    const qint32 y0 = std::max(y - 1, 0), y1 = std::min(y + 1, r.height - 1);
-    for (qint32 j = y0; j <= y1; ++j) {
-        const Xrgb* row = image.row(r.y + j) + r.x;
-        for (qint32 i = x0; i <= x1; ++i)
-            if (isBlack(row[i]))
-                return true;
-    }
-    return false;
-}
-
-// The walk both merges share: the four images checked, then op(x, y, image, imageSharpness, result,
-// resultSharpness) for every pixel of the rois, with the image's raster for neighbourhood tests.
+// The weighted merge's walk: the four images checked, then op(image, imageSharpness, result,
+// resultSharpness) for every pixel of the rois.
 template <class Op>
 void forEachMergePixel(const VImage& image, const VImage& imageSharpness, VImage* result, VImage* resultSharpness,
                        Op op)
@@ -73,7 +57,7 @@ void forEachMergePixel(const VImage& image, const VImage& imageSharpness, VImage
         Xrgb* d = out.row(out.roi.y + y) + out.roi.x;
         Map* dm = outMap.row(outMap.roi.y + y) + outMap.roi.x;
         for (qint32 x = 0; x < in.roi.width; ++x)
-            op(in, x, y, s[x], sm[x], d[x], dm[x]);
+            op(s[x], sm[x], d[x], dm[x]);
     }
 }
 
@@ -117,14 +101,58 @@ VStatus multifocusImages(const VImage& image, const VImage& imageSharpness, VIma
 {
     return guarded(VEXA_CALL_SITE, [&] {
         const AtomicMerge atomic;
-        forEachMergePixel(
-            image, imageSharpness, result, resultSharpness,
-            [](const RasterT<Xrgb>& in, qint32 x, qint32 y, const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
-                if (sm.gray < dm.gray || nearBlack(in, x, y))
-                    return;
-                dm = sm;
-                d = s;
-            });
+        checkMerge(image, imageSharpness, result, resultSharpness);
+        const RasterT<Xrgb> in(image), out(*result);
+        const RasterT<Map> inMap(imageSharpness), outMap(*resultSharpness);
+        const qint32 width = in.roi.width, height = in.roi.height;
+        // The black pixels of the rows above, at and below the current one, flagged once per row, so that
+        // the 3 x 3 test is three ORs instead of nine reads a pixel.
+        std::vector<quint8> flags(static_cast<size_t>(width) * 3), column(static_cast<size_t>(width)),
+            near(static_cast<size_t>(width));
+        const auto flagRow = [&](qint32 y) {
+            quint8* f = flags.data() + size_t(width) * size_t(y % 3);
+            const Xrgb* row = in.row(in.roi.y + y) + in.roi.x;
+            for (qint32 x = 0; x < width; ++x)
+                f[x] = quint8((row[x].b | row[x].g | row[x].r) == 0);
+        };
+        const auto flagsOf = [&](qint32 y) { return flags.data() + size_t(width) * size_t(y % 3); };
+        flagRow(0);
+        for (qint32 y = 0; y < height; ++y) {
+            if (y + 1 < height)
+                flagRow(y + 1);
+            // Clipped to the image: a missing row counts as the current one.
+            const quint8* above = flagsOf(y > 0 ? y - 1 : y);
+            const quint8* at = flagsOf(y);
+            const quint8* below = flagsOf(y + 1 < height ? y + 1 : y);
+            for (qint32 x = 0; x < width; ++x)
+                column[size_t(x)] = above[x] | at[x] | below[x];
+            // Clipped at both ends, as the rows are.
+            const quint8* c = column.data();
+            quint8* n = near.data();
+            n[0] = quint8(c[0] | c[width > 1 ? 1 : 0]);
+            for (qint32 x = 1; x + 1 < width; ++x)
+                n[x] = quint8(c[x - 1] | c[x] | c[x + 1]);
+            if (width > 1)
+                n[width - 1] = quint8(c[width - 2] | c[width - 1]);
+            const Xrgb* s = in.row(in.roi.y + y) + in.roi.x;
+            const Map* sm = inMap.row(inMap.roi.y + y) + inMap.roi.x;
+            Xrgb* d = out.row(out.roi.y + y) + out.roi.x;
+            Map* dm = outMap.row(outMap.roi.y + y) + outMap.roi.x;
+            // Ties go to the image; so does a NaN on either side, as in "not smaller". Whole pixels and their
+            // sharpness are chosen by bit masks, so that the loop vectorises.
+            for (qint32 x = 0; x < width; ++x) {
+                const quint32 take = 0u - quint32(!(sm[x].gray < dm[x].gray) & !near[size_t(x)]);
+                quint32 from, to, fromMap, toMap;
+                std::memcpy(&from, &s[x], 4);
+                std::memcpy(&to, &d[x], 4);
+                std::memcpy(&fromMap, &sm[x], 4);
+                std::memcpy(&toMap, &dm[x], 4);
+                to = (from & take) | (to & ~take);
+                toMap = (fromMap & take) | (toMap & ~take);
+                std::memcpy(&d[x], &to, 4);
+                std::memcpy(&dm[x], &toMap, 4);
+            }
+        }
         return VStatus::Ok;
     });
 }
@@ -135,7 +163,7 @@ VStatus multifocusImagesWeighted(const VImage& image, const VImage& imageSharpne
     return guarded(VEXA_CALL_SITE, [&] {
         const AtomicMerge atomic;
         forEachMergePixel(image, imageSharpness, result, resultSharpness,
-                          [](const RasterT<Xrgb>&, qint32, qint32, const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
+                          [](const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
                               if (luminance(d) < 3) {
                                   d = s;
                               } else if (luminance(s) > 3) {
@@ -440,26 +468,14 @@ namespace {
 // pixels do not decide, plus a floor that keeps flat areas averaged rather than undecided.
 constexpr int depthWindow = 9;
 constexpr float sharpnessFloor = 1e-3f;
-// Weights are (sharpness / best)^power: the sharpest shot dominates, near-equal ones blend across seams.
-constexpr int depthPower = 8;
-// Below this ratio the weight (under 2e-5) moves no mean by a 256th of a level: such shots are skipped.
+// Weights are (sharpness / best)^8 (simd::DepthMergeRow): the sharpest shot dominates, near-equal ones
+// blend across seams. Below this ratio the weight (under 2e-5) moves no mean by a 256th of a level: such shots are skipped.
 constexpr float negligibleRatio = 0.25f;
 // The measure works on bands of rows, so that its temporaries stay small and in cache; each band is
 // measured with `bandMargin` rows more on either side, more than the reach of the measure's 3 x 3 blur and
 // of the 9 x 9 smoothing, so every row comes out as a measure over the whole shot gives it.
 constexpr int bandRows = 64;
 constexpr int bandMargin = 8;
-// Fixed-point scales of the running state.
-constexpr float meanScale = 256.0f;
-constexpr float weightScale = 1024.0f;
-
-float relativeWeight(float ratio)
-{
-    float w = ratio * ratio; // ^2
-    w *= w;                  // ^4
-    return w * w;            // ^8
-}
-
 VImage blankImage(long width, long height, Format format, Channel channel, Origin origin,
                   RowsAlign align = RowsAlignNone)
 {
@@ -539,7 +555,6 @@ bool VImageBlender::addToDepthMap(const VImage& image, int index)
     // Then the state, in one pass that is not interrupted.
     st.finished = false;
     depth_ = VImage();
-    static_assert(depthPower == 8, "relativeWeight raises to the eighth power");
     const RasterT<Xrgb> in(shot);
     const RasterT<Map> best(st.best);
     const RasterT<PixelBGR<quint16>> means(st.mean);
@@ -547,6 +562,9 @@ bool VImageBlender::addToDepthMap(const VImage& image, int index)
     const quint16 shotIndex = quint16(std::min(index, 65535));
     std::vector<float> scoreRow(static_cast<size_t>(w));
     cv::Mat scoreView(1, int(w), CV_32FC1, scoreRow.data());
+    // Black pixels carry no data (alignment left them): flagged per row, then tested with both neighbours.
+    std::vector<quint8> black(static_cast<size_t>(w)), near(static_cast<size_t>(w));
+    const simd::RowKernels& kernels = simd::rowKernels();
     for (long y = 0; y < h; ++y) {
         st.scores.row(int(y)).convertTo(scoreView, CV_32F);
         const Xrgb* s = in.row(qint32(y));
@@ -555,31 +573,20 @@ bool VImageBlender::addToDepthMap(const VImage& image, int index)
         PixelBGR<quint16>* m = means.row(qint32(y));
         PixelGray<quint16>* ws = weights.row(qint32(y));
         PixelGray<quint16>* k = chosen.row(qint32(y));
-        for (long x = 0; x < w; ++x) {
-            const float value = sc[x] + sharpnessFloor;
-            const bool newBest = value > b[x].gray;
-            if (!newBest && value < negligibleRatio * b[x].gray)
-                continue;
-            if (isBlack(s[x]) || (x > 0 && isBlack(s[x - 1])) || (x + 1 < w && isBlack(s[x + 1])))
-                continue; // no data where alignment left black
-            float total = float(ws[x].gray) * (1.0f / weightScale);
-            float weight = 1.0f;
-            if (newBest) {
-                // What was averaged so far counts relative to the new best.
-                total *= b[x].gray > 0.0f ? relativeWeight(b[x].gray / value) : 0.0f;
-                b[x].gray = value;
-                k[x].gray = shotIndex;
-            } else {
-                weight = relativeWeight(value / b[x].gray);
-            }
-            const float share = weight / (total + weight);
-            // Each mean moves towards the pixel by its share; it stays between the two, so rounding by
-            // + 0.5 and truncation is exact.
-            m[x].b = quint16(float(m[x].b) + share * (meanScale * s[x].b - float(m[x].b)) + 0.5f);
-            m[x].g = quint16(float(m[x].g) + share * (meanScale * s[x].g - float(m[x].g)) + 0.5f);
-            m[x].r = quint16(float(m[x].r) + share * (meanScale * s[x].r - float(m[x].r)) + 0.5f);
-            ws[x].gray = quint16(std::min((total + weight) * weightScale + 0.5f, 65535.0f));
-        }
+        quint8* f = black.data();
+        for (long x = 0; x < w; ++x)
+            f[x] = quint8((s[x].b | s[x].g | s[x].r) == 0);
+        quint8* n = near.data();
+        n[0] = quint8(f[0] | f[w > 1 ? 1 : 0]);
+        for (long x = 1; x + 1 < w; ++x)
+            n[x] = quint8(f[x - 1] | f[x] | f[x + 1]);
+        if (w > 1)
+            n[w - 1] = quint8(f[w - 2] | f[w - 1]);
+        const simd::DepthMergeRow merge{reinterpret_cast<const std::uint8_t*>(s), sc, n,
+                                        reinterpret_cast<std::uint16_t*>(m), reinterpret_cast<std::uint16_t*>(ws),
+                                        reinterpret_cast<float*>(b), reinterpret_cast<std::uint16_t*>(k), shotIndex,
+                                        sharpnessFloor, negligibleRatio, int(w)};
+        kernels.depthMergeRow(merge);
     }
     reportProgress(1.0, "merging");
     return true;

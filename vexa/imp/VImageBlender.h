@@ -9,8 +9,9 @@
 // - MultifocusWeightedAll: every shot kept with its sharpness map, averaged over all of them by image();
 // - MultifocusDepthMap: per pixel selection by a sharpness smoothed over a neighbourhood, made consistent
 //   and blended across seams, with the index of the chosen shot readable as a depth map. Its running state
-//   is 12 bytes a pixel whatever the stack's length; without alignment it copies no shot, and its sharpness
-//   is measured in bands of rows, so a merge holds the state and the caller's current shot, no more.
+//   is 12 bytes a pixel whatever the stack's length, plus 2 for the current shot's scores; without
+//   alignment it copies no shot, and its sharpness is measured in bands of rows, so a merge holds the state
+//   and the caller's current shot, no more.
 //   Shots of another layout are merged in XRGB 8u; pixels no shot has data for come out black.
 // Sharpness maps are GrayScale 32f maps of the shot's size, contrastImage(shot, &map, 1, 3).
 //

@@ -432,6 +432,98 @@ void sharpenRow(const uint8_t* s, uint8_t* d, int w, const SharpenRule& rule)
         sharpenPixel(s + 4 * x, d + 4 * x, rule);
 }
 
+inline float eighthPower(float r)
+{
+    float w = r * r;
+    w *= w;
+    return w * w;
+}
+
+inline void depthMergePixel(const DepthMergeRow& row, int x)
+{
+    const float value = row.score[x] + row.floor;
+    const float best = row.best[x];
+    const bool newBest = value > best;
+    if (row.nearBlack[x] || (!newBest && value < row.negligible * best))
+        return;
+    const float w = eighthPower(newBest ? best / value : value / best);
+    const float kept = float(row.weight[x]) * (1.0f / 1024.0f);
+    const float total = newBest ? kept * w : kept;
+    const float weight = newBest ? 1.0f : w;
+    if (newBest) {
+        row.best[x] = value;
+        row.index[x] = row.shotIndex;
+    }
+    const float share = weight / (total + weight);
+    const uint8_t* s = row.shot + 4 * x;
+    std::uint16_t* m = row.mean + 3 * x;
+    for (int c = 0; c < 3; ++c)
+        m[c] = std::uint16_t(float(m[c]) + share * (256.0f * float(s[c]) - float(m[c])) + 0.5f);
+    const float grown = (total + weight) * 1024.0f + 0.5f;
+    row.weight[x] = std::uint16_t(65535.0f < grown ? 65535.0f : grown);
+}
+
+void depthMergeRow(const DepthMergeRow& row)
+{
+    int x = 0;
+#if CV_SIMD
+    using namespace cv;
+    constexpr int lanes = v_float32::nlanes;
+    const v_float32 floor = vx_setall_f32(row.floor), negligible = vx_setall_f32(row.negligible);
+    const v_float32 one = vx_setall_f32(1.0f), zero = vx_setzero_f32(), half = vx_setall_f32(0.5f);
+    const v_float32 toWeight = vx_setall_f32(1.0f / 1024.0f), fromWeight = vx_setall_f32(1024.0f);
+    const v_float32 most = vx_setall_f32(65535.0f), level = vx_setall_f32(256.0f);
+    const v_uint32 shotIndex = vx_setall_u32(row.shotIndex), byte = vx_setall_u32(0xFF);
+    // Two float vectors a step: one vector of 16-bit lanes.
+    for (; x + 2 * lanes <= row.width; x += 2 * lanes) {
+        v_uint16 mean[3];
+        v_load_deinterleave(row.mean + 3 * x, mean[0], mean[1], mean[2]);
+        v_uint32 meanHalves[3][2], sums[2], indices[2];
+        for (int c = 0; c < 3; ++c)
+            v_expand(mean[c], meanHalves[c][0], meanHalves[c][1]);
+        v_expand(vx_load(row.weight + x), sums[0], sums[1]);
+        v_expand(vx_load(row.index + x), indices[0], indices[1]);
+        for (int h = 0; h < 2; ++h) {
+            const int at = x + h * lanes;
+            const v_uint32 pixels = vx_load(reinterpret_cast<const unsigned*>(row.shot + 4 * at));
+            const v_float32 value = vx_load(row.score + at) + floor;
+            const v_float32 best = vx_load(row.best + at);
+            const v_float32 newBest = value > best;
+            const v_float32 near = v_cvt_f32(v_reinterpret_as_s32(vx_load_expand_q(row.nearBlack + at))) != zero;
+            const v_float32 skip = near | ((value < negligible * best) & ~newBest);
+            const v_float32 w = [](v_float32 r) {
+                r = r * r;
+                r = r * r;
+                return r * r;
+            }(v_select(newBest, best, value) / v_select(newBest, value, best));
+            const v_float32 kept = v_cvt_f32(v_reinterpret_as_s32(sums[h])) * toWeight;
+            const v_float32 total = v_select(newBest, kept * w, kept);
+            const v_float32 weight = v_select(newBest, one, w);
+            // A skipped pixel's share is 0: its means come back as they were.
+            const v_float32 share = v_select(skip, zero, weight / (total + weight));
+            for (int c = 0; c < 3; ++c) {
+                const v_float32 m = v_cvt_f32(v_reinterpret_as_s32(meanHalves[c][h]));
+                const v_float32 s = v_cvt_f32(v_reinterpret_as_s32((pixels >> (8 * c)) & byte));
+                meanHalves[c][h] = v_reinterpret_as_u32(v_trunc(m + share * (level * s - m) + half));
+            }
+            const v_float32 grown = (total + weight) * fromWeight + half;
+            const v_float32 kept16 = v_cvt_f32(v_reinterpret_as_s32(sums[h]));
+            sums[h] = v_reinterpret_as_u32(v_trunc(v_select(skip, kept16, v_select(most < grown, most, grown))));
+            const v_float32 chosen = newBest & ~skip;
+            v_store(row.best + at, v_select(chosen, value, best));
+            indices[h] = v_select(v_reinterpret_as_u32(chosen), shotIndex, indices[h]);
+        }
+        for (int c = 0; c < 3; ++c)
+            mean[c] = v_pack(meanHalves[c][0], meanHalves[c][1]);
+        v_store_interleave(row.mean + 3 * x, mean[0], mean[1], mean[2]);
+        v_store(row.weight + x, v_pack(sums[0], sums[1]));
+        v_store(row.index + x, v_pack(indices[0], indices[1]));
+    }
+#endif
+    for (; x < row.width; ++x)
+        depthMergePixel(row, x);
+}
+
 } // namespace
 
 } // namespace VEXA_SIMD_NAME
