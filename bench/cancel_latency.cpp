@@ -73,6 +73,12 @@ int main(int argc, char** argv)
         {"morphOpening 5x5 BGR", [] {}, [&] { return bool(morphOpening(bgr, &dst, VConvKernel(5, 5, 2, 2, ConvKernelRect), 1)); }},
         {"warpAffine 7 deg BGR", [] {}, [&] { return bool(warpAffine(bgr, &dst, turn)); }},
         {"warpPerspectiveImage BGR", [] {}, [&] { return bool(warpPerspectiveImage(bgr, &dst, tilt)); }},
+        {"undistortImage BGR", [] {}, [&] { return bool(undistortImage(bgr, &dst, 1e-8)); }},
+        {"resizeImage 3/4 cubic BGR", [] {}, [&] {
+             VImage small;
+             small.create(w * 3 / 4, h * 3 / 4, BGR, Channel8u, OriginTopLeft, RowsAlignNone);
+             return bool(resizeImage(bgr, &small, InterpolationCubic));
+         }},
         {"convertImage BGR -> XRGB", [] {}, [&] {
              VImage x = shotA.createCompatible();
              return bool(convertImage(bgr, &x));

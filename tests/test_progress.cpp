@@ -94,6 +94,7 @@ const std::vector<Case>& bandedOperations()
         {"warpAffine", [](const VImage& s, VImage* d) { return warpAffine(s, d, turned()); }},
         {"warpPerspectiveImage", [](const VImage& s, VImage* d) { return warpPerspectiveImage(s, d, tilted()); }},
         {"rotateImage", [](const VImage& s, VImage* d) { return rotateImage(s, d, 0.3, RotateKeepSize); }},
+        {"undistortImage", [](const VImage& s, VImage* d) { return undistortImage(s, d, 2e-6); }},
     };
     return cases;
 }

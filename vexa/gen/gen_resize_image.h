@@ -37,11 +37,12 @@
 //   unchanged. An empty dst is made like the source. Pairs: every format in 8u, 16u, 16s, 32f.
 //
 // Progress and cancellation (VProgress): with a progress current on the calling thread, warpAffine,
-// warpPerspectiveImage and rotateImage work in bands of destination rows into a scratch image, report
-// between bands and copy the result into the destination only once complete; a cancelled call returns
-// "Operation cancelled" with the destination untouched. The bands give the same pixels as the single call.
-// resizeImage, flipImage and undistortImage are one OpenCV call each: checked before they start, then
-// written fully. Without a progress nothing changes.
+// warpPerspectiveImage, rotateImage and undistortImage work in bands of destination rows into a scratch
+// image, report between bands and copy the result into the destination only once complete; a cancelled
+// call returns "Operation cancelled" with the destination untouched. The bands give the same pixels as the
+// single call. resizeImage and flipImage are one OpenCV call each (OpenCV's resampling tables follow the
+// whole destination, so a band of it cannot be asked for): checked before they start, then written fully.
+// Without a progress nothing changes.
 #pragma once
 
 #include <vexa/imp/VImage.h>
