@@ -18,9 +18,11 @@
 // image() hands out the merge so far; later shots never change an image handed out.
 //
 // Progress and cancellation: with a VProgress current on the calling thread, addImage() reports the
-// shot's fraction (measuring, merging) and stops within a few milliseconds of cancel(), returning false
-// with the blender exactly as it was before the shot: every method measures and aligns the shot aside and
-// then changes its state in one short step that is not interrupted. A cancelled first shot leaves the
+// shot's fraction (aligning, measuring, merging) and, once cancel() is called, returns false with the
+// blender exactly as it was before the shot: every method measures and aligns the shot aside, checked
+// between bands of rows, and then changes its state in one short step that is not interrupted (on 12 MP
+// about 15 ms for the maximum-sharpness merge, 32 ms for the depth map's). The alignments' own searches
+// (keypoints, local stabilization) are single calls of a few tenths of a second, checked before and after. A cancelled first shot leaves the
 // blender uninitialised. image() and depthMap() of a cancelled computation return an empty image and
 // change nothing.
 //
