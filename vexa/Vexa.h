@@ -21,6 +21,7 @@
 #include <vexa/imp/qimage_support.h>
 #include <vexa/imp/raster.h>
 
+#include <vexa/gen/gen_analysis_image.h>
 #include <vexa/gen/gen_copy_image.h>
 #include <vexa/gen/gen_histograms.h>
 #include <vexa/gen/gen_image_converters.h>
@@ -30,4 +31,5 @@
 #include <vexa/gen/gen_draw_image.h>
 #include <vexa/gen/gen_resize_image.h>
 #include <vexa/gen/gen_smooth_image.h>
+#include <vexa/gen/gen_matrix_image.h>
 #include <vexa/gen/gen_stat_image.h>

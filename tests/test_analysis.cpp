@@ -1,0 +1,3 @@
+#include <vexa/Vexa.h>
+
+#include <gtest/gtest.h>

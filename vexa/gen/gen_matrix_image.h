@@ -1,0 +1,4 @@
+#pragma once
+
+#include <vexa/imp/VImage.h>
+#include <vexa/vexa_export.h>
