@@ -80,8 +80,7 @@ void requireDecomposition(MatrixDecomposition method)
     case DecompositionLU:
     case DecompositionSVD:
     case DecompositionCholesky:
-    case DecompositionQR:
-        return;
+    case DecompositionQR: return;
     }
     throw dip_exception("Unknown matrix decomposition");
 }
@@ -126,8 +125,8 @@ Extremes extremesOf(const cv::Mat& m, const cv::Mat& mask, const char* none)
 
 } // namespace
 
-VStatus matchTemplate(const VImage& src, const VImage& templ, VImage* result, TemplateMatchMethod method,
-                      QPoint* best, double* bestScore)
+VStatus matchTemplate(const VImage& src, const VImage& templ, VImage* result, TemplateMatchMethod method, QPoint* best,
+                      double* bestScore)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         const cv::Mat s = sourceOf(TemplatePixels{}, src);

@@ -58,12 +58,12 @@ namespace VEXA {
 
 // OpenCV's TM_* codes; any other value is refused.
 enum TemplateMatchMethod : qint32 {
-    TemplateSqDiff = 0,        // sum of squared differences
-    TemplateSqDiffNormed = 1,  // the same divided by sqrt(sum templ^2 * sum window^2)
-    TemplateCCorr = 2,         // sum of products
-    TemplateCCorrNormed = 3,   // the same divided by sqrt(sum templ^2 * sum window^2)
-    TemplateCCoeff = 4,        // sum of products of the mean-free template and window
-    TemplateCCoeffNormed = 5,  // their correlation coefficient, -1 to 1
+    TemplateSqDiff = 0,       // sum of squared differences
+    TemplateSqDiffNormed = 1, // the same divided by sqrt(sum templ^2 * sum window^2)
+    TemplateCCorr = 2,        // sum of products
+    TemplateCCorrNormed = 3,  // the same divided by sqrt(sum templ^2 * sum window^2)
+    TemplateCCoeff = 4,       // sum of products of the mean-free template and window
+    TemplateCCoeffNormed = 5, // their correlation coefficient, -1 to 1
 };
 
 // OpenCV's DECOMP_* codes; any other value is refused.
