@@ -309,6 +309,68 @@ const std::vector<std::function<void(State&)>>& operations()
             (void)findTransformation(a, b, s.in.ConsumeBool() ? &ok : nullptr);
             stabilizeLocal(s.image(), s.destination());
         },
+        [](State& s) { cannyImage(s.image(), s.destination(), s.anyDouble(), s.anyDouble(), s.in.ConsumeIntegralInRange(-1, 9),
+                                  s.in.ConsumeBool()); },
+        [](State& s) {
+            QList<VContour> contours;
+            findContours(s.image(), s.in.ConsumeBool() ? &contours : nullptr, ContourRetrieval(s.in.ConsumeIntegralInRange(-1, 5)),
+                         ContourApproximation(s.in.ConsumeIntegralInRange(-1, 5)));
+            for (const VContour& c : contours) {
+                VPolygon simple;
+                VRectBase box;
+                VContourMeasure measure;
+                approximatePolygon(c.outline, &simple, s.anyDouble(), s.in.ConsumeBool());
+                minAreaRect(simple, &box);
+                measureContour(c.outline, &measure);
+            }
+        },
+        [](State& s) {
+            const std::unique_ptr<VFigure> f = s.figure();
+            if (auto* points = dynamic_cast<VPolyPoint*>(f.get())) {
+                VPolygon simple;
+                VRectBase box;
+                VContourMeasure measure;
+                approximatePolygon(*points, &simple, s.anyDouble());
+                minAreaRect(*points, &box);
+                measureContour(*points, &measure);
+            }
+        },
+        [](State& s) { QList<QLineF> lines;
+                       houghLines(s.image(), &lines, s.anyDouble(), s.anyDouble(), s.anyInt(),
+                                  HoughMode(s.in.ConsumeIntegralInRange(-1, 2)), s.anyDouble(), s.anyDouble()); },
+        [](State& s) { QList<VCircle> circles;
+                       houghCircles(s.image(), &circles, s.anyDouble(), s.anyDouble(), s.anyDouble(), s.anyDouble(),
+                                    s.anyInt(), s.anyInt()); },
+        [](State& s) { pyramidMeanShiftSegmentation(s.image(), s.destination(), s.anyDouble(), s.anyDouble(), s.anyInt()); },
+        [](State& s) { watershedImage(s.image(), s.destination()); },
+        [](State& s) { int area; QRect bounds;
+                       floodFill(s.destination(), QPoint(s.smallInt(), s.smallInt()), QList<double>{s.anyDouble(), s.anyDouble(), s.anyDouble()}.mid(
+                                     0, s.in.ConsumeIntegralInRange(0, 3)), s.anyDouble(), &area, &bounds, s.anyInt()); },
+        [](State& s) { QList<VComponent> components;
+                       connectedComponents(s.image(), s.destination(), s.in.ConsumeBool() ? &components : nullptr, s.anyInt()); },
+        [](State& s) { inpaintImage(s.image(), s.image(), s.destination(), s.anyDouble(), InpaintMethod(s.in.ConsumeIntegralInRange(-1, 2))); },
+        [](State& s) { QPoint at; double score;
+                       matchTemplate(s.image(), s.image(), s.destination(), TemplateMatchMethod(s.in.ConsumeIntegralInRange(-1, 6)),
+                                     s.in.ConsumeBool() ? &at : nullptr, s.in.ConsumeBool() ? &score : nullptr); },
+        [](State& s) { invertMatrix(s.image(), s.destination(), MatrixDecomposition(s.in.ConsumeIntegralInRange(-1, 5))); },
+        [](State& s) { solveLinear(s.image(), s.image(), s.destination(), MatrixDecomposition(s.in.ConsumeIntegralInRange(-1, 5))); },
+        [](State& s) { dftImage(s.image(), s.destination(), s.destination()); },
+        [](State& s) { inverseDftImage(s.image(), s.image(), s.destination()); },
+        [](State& s) { double low, high; QPoint lowAt, highAt;
+                       getMinMax(s.image(), s.in.ConsumeBool() ? &low : nullptr, &high, &lowAt, s.in.ConsumeBool() ? &highAt : nullptr,
+                                 s.in.ConsumeBool() ? s.image() : VImage()); },
+        // Any operation under a progress that cancels after a few reports: every stop must leave the
+        // images whole.
+        [](State& s) {
+            int reports = s.in.ConsumeIntegralInRange(0, 8);
+            VProgress progress([&](double, const QString&) {
+                if (reports-- <= 0)
+                    progress.cancel();
+            });
+            const VProgressScope scope(&progress);
+            const auto& all = operations();
+            all[s.in.ConsumeIntegralInRange<size_t>(0, all.size() - 1)](s);
+        },
         [](State& s) { s.image() = makeImage(s.in); },
     };
     return all;

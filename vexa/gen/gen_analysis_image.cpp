@@ -60,13 +60,16 @@ QPolygonF polygonOf(const std::vector<cv::Point>& points)
     return polygon;
 }
 
+// The points in OpenCV's single precision. Coordinates beyond 2^24 pixels (as for drawing) would lose
+// whole pixels there, and their squares overflow it: they are refused, like values that are not finite.
 std::vector<cv::Point2f> pointsOf(const QPolygonF& polygon)
 {
+    constexpr double reach = 1 << 24;
     std::vector<cv::Point2f> points;
     points.reserve(size_t(polygon.size()));
     for (const QPointF& p : polygon) {
-        if (!std::isfinite(p.x()) || !std::isfinite(p.y()))
-            throw dip_exception("Points must be finite");
+        if (!(std::abs(p.x()) <= reach && std::abs(p.y()) <= reach))
+            throw dip_exception("Points must be finite and within 2^24 pixels");
         points.emplace_back(float(p.x()), float(p.y()));
     }
     return points;
@@ -190,6 +193,11 @@ VStatus houghLines(const VImage& src, QList<QLineF>* lines, double rho, double t
         requireFinite({rho, theta, minLength, maxGap}, "Hough parameters must be finite");
         if (!(rho > 0.0 && theta > 0.0) || threshold <= 0)
             throw dip_exception("Hough steps and threshold must be positive");
+        // OpenCV's accumulator: a counter per (angle, distance) step; steps so fine that it would pass
+        // 256 MB are refused before OpenCV allocates it.
+        const double angles = CV_PI / theta + 2.0, distances = (2.0 * (s.cols + s.rows) + 1.0) / rho + 2.0;
+        if (!(angles * distances * 4.0 <= 256.0 * 1024 * 1024))
+            throw dip_exception("Hough steps too fine for the image");
         QList<QLineF> found;
         if (mode == HoughProbabilistic) {
             std::vector<cv::Vec4i> segments;
@@ -219,8 +227,10 @@ VStatus houghCircles(const VImage& src, QList<VCircle>* circles, double dp, doub
         const cv::Mat s = sourceOf(Gray8{}, src);
         QList<VCircle>& out = checkOutput(circles);
         requireFinite({dp, minDistance, cannyHigh, votes}, "Hough parameters must be finite");
+        // Radii beyond the image's extent only cost time.
+        const int extent = 2 * (s.cols + s.rows);
         if (!(dp >= 1.0 && dp <= 64.0 && minDistance > 0.0 && cannyHigh > 0.0 && votes > 0.0) || minRadius < 0 ||
-            maxRadius < 0)
+            maxRadius < 0 || minRadius > extent || maxRadius > extent)
             throw dip_exception("Hough parameters out of range");
         std::vector<cv::Vec3f> found;
         cv::HoughCircles(s, found, cv::HOUGH_GRADIENT, dp, minDistance, cannyHigh, votes, minRadius, maxRadius);

@@ -1,6 +1,7 @@
 // Image analysis: edges, contours and their measures, Hough lines and circles, segmentation (mean shift,
 // watershed, flood fill, connected components) and inpainting, over OpenCV on headers laid at the rois.
-// Coordinates in and out are relative to the source's roi. Every operation checks its sources (status, then
+// Coordinates in and out are relative to the source's roi; figures' points must be finite and within 2^24
+// pixels. Every operation checks its sources (status, then
 // emptiness), refuses pairs it does not list ("Can not find template with actual parameters!") and
 // destinations of the wrong size ("Image sizes differ"), and reports OpenCV's own errors as statuses.
 // Destinations that may be empty are made like the source's roi with the stated format.
@@ -23,11 +24,12 @@
 // - houghLines(src, lines, rho, theta, threshold, mode, minLength, maxGap): lines through the non-zero
 //   pixels of a GrayScale 8u src (an edge image). HoughStandard gives each line found as the segment where
 //   it crosses the roi; HoughProbabilistic gives the segments themselves, at least minLength long with gaps
-//   of at most maxGap. rho and theta (radians) are the accumulator's steps, threshold its votes.
+//   of at most maxGap. rho and theta (radians) are the accumulator's steps, threshold its votes; steps so fine that
+//   the accumulator would pass 256 MB are refused.
 // - houghCircles(src, circles, dp, minDistance, cannyHigh, votes, minRadius, maxRadius): circles by the
 //   gradient method in a GrayScale 8u src; dp is the accumulator's resolution divisor, minDistance the
 //   least distance between centres, cannyHigh the upper edge threshold, votes the centre threshold; a
-//   maxRadius of 0 means no limit.
+//   maxRadius of 0 means no limit; radii beyond twice the roi's width plus height are refused.
 // - pyramidMeanShiftSegmentation(src, dst, spatialRadius, colourRadius, maxLevel): mean-shift filtering
 //   over a Gaussian pyramid of maxLevel levels (0 to 8); src and dst BGR 8u.
 // - watershedImage(src, markers): floods the BGR 8u src from the markers, a GrayScale 32s image of the
