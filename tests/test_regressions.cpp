@@ -80,4 +80,14 @@ TEST(Regressions, ColoursOfComponentsBeyondEightBitsAreInvalid)
     EXPECT_EQ(image.pixelColor(1, 0), QColor(255, 0, 1));
 }
 
+// fuzz_operations: a figure point at 1e300 became an infinite float, and OpenCV's polygon simplification
+// then asked for gigabytes; Hough steps of a billionth of a radian did the same with the accumulator.
+TEST(Regressions, AnalysisRefusesRunawaySizesBeforeOpenCv)
+{
+    VPolygon simple;
+    EXPECT_FALSE(approximatePolygon(VPolyPoint(QPolygonF({QPointF(0, 0), QPointF(1e300, 3), QPointF(5, 5)})), &simple, 1.0));
+    QList<QLineF> lines;
+    EXPECT_TRUE(houghLines(makeImage(16, 12, GrayScale, Channel8u), &lines, 1.0, 1e-9, 1).message().contains("too fine"));
+}
+
 } // namespace
