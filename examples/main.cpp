@@ -137,6 +137,21 @@ int main(int argc, char** argv)
     describe("sharp", sharp);
     describe("edges", edges);
 
+    // Particles: the regions of a thresholded picture, measured from their outlines.
+    VImage binary;
+    QList<VContour> outlines;
+    if (const VStatus status = VEXA::thresholdImage(gray, &binary, VEXA::ThresholdBinary, 128, 255); !status)
+        return fail(status);
+    if (const VStatus status = VEXA::findContours(binary, &outlines, VEXA::ContourTwoLevels); !status)
+        return fail(status);
+    double largest = 0.0;
+    for (const VContour& outline : outlines) {
+        VContourMeasure measure;
+        if (!outline.hole && VEXA::measureContour(outline.outline, &measure))
+            largest = std::max(largest, measure.area);
+    }
+    std::printf("%d outlines, the largest region %.0f pixels\n", int(outlines.size()), largest);
+
     VImage figures = picture.convertFast(VEXA::XRGB, VEXA::Channel8u).rotate(5.0 * M_PI / 180.0);
     if (figures.isEmpty())
         return fail(figures.status());
@@ -145,5 +160,13 @@ int main(int argc, char** argv)
     if (!figures.save(out.filePath("figures.png")))
         return 1;
     describe("figures", figures);
+
+    // The drawing's edges.
+    VImage canny;
+    if (const VStatus status = VEXA::cannyImage(figures.convert(VEXA::GrayScale, VEXA::Channel8u), &canny, 50, 150); !status)
+        return fail(status);
+    if (!canny.save(out.filePath("canny.png")))
+        return 1;
+    describe("canny", canny);
     return 0;
 }

@@ -59,19 +59,7 @@
 #include <QPointF>
 #include <QRect>
 
-namespace VEXA {
-
-// The values are OpenCV's.
-enum ContourRetrieval : int { ContourExternal = 0, ContourList = 1, ContourTwoLevels = 2, ContourTree = 3 };
-enum ContourApproximation : int {
-    ContourApproxNone = 1,
-    ContourApproxSimple = 2,
-    ContourApproxTehChinL1 = 3,
-    ContourApproxTehChinKCos = 4,
-};
-enum HoughMode : int { HoughStandard = 0, HoughProbabilistic = 1 };
-enum InpaintMethod : int { InpaintNavierStokes = 0, InpaintTelea = 1 };
-
+// Results as plain values; like the library's other V classes they live outside the namespace.
 struct VContour {
     VPolygon outline;
     bool hole = false;
@@ -95,6 +83,19 @@ struct VComponent {
     QRect bounds;
     QPointF centroid;
 };
+
+namespace VEXA {
+
+// The values are OpenCV's.
+enum ContourRetrieval : int { ContourExternal = 0, ContourList = 1, ContourTwoLevels = 2, ContourTree = 3 };
+enum ContourApproximation : int {
+    ContourApproxNone = 1,
+    ContourApproxSimple = 2,
+    ContourApproxTehChinL1 = 3,
+    ContourApproxTehChinKCos = 4,
+};
+enum HoughMode : int { HoughStandard = 0, HoughProbabilistic = 1 };
+enum InpaintMethod : int { InpaintNavierStokes = 0, InpaintTelea = 1 };
 
 VEXA_EXPORT VStatus cannyImage(const VImage& src, VImage* dst, double low, double high, int aperture = 3,
                                bool l2Gradient = false);
