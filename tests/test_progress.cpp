@@ -85,7 +85,6 @@ const std::vector<Case>& bandedOperations()
         {"smoothGaussian", [](const VImage& s, VImage* d) { return smoothGaussian(s, d, 7); }},
         {"smoothMedian", [](const VImage& s, VImage* d) { return smoothMedian(s, d, 7); }},
         {"smoothBlur", [](const VImage& s, VImage* d) { return smoothBlur(s, d, 5, 9); }},
-        {"smoothBilaterial", [](const VImage& s, VImage* d) { return smoothBilaterial(s, d, 9, 0, 40, 5); }},
         {"sharpImage", [](const VImage& s, VImage* d) { return sharpImage(s, d, 5, 1.5, 0, 255); }, XRGB},
         {"morphOpening",
          [](const VImage& s, VImage* d) { return morphOpening(s, d, VConvKernel(5, 3, 2, 0, ConvKernelEllipse), 2); }},

@@ -18,22 +18,6 @@ using Gray8 = PixelList<PixelGray<quint8>>;
 using GrayOrBgr8 = PixelList<PixelGray<quint8>, PixelBGR<quint8>>;
 using Bgr8 = PixelList<PixelBGR<quint8>>;
 
-template <class List>
-void requirePair(List list, const VImage& image)
-{
-    if (!supports(list, image.format(), image.channelType()))
-        throwUnsupported();
-}
-
-// A checked source of one of the listed pairs, as a header at its roi.
-template <class List>
-cv::Mat sourceOf(List list, const VImage& src)
-{
-    checkSource(src);
-    requirePair(list, src);
-    return asCvMat(src);
-}
-
 // A destination of the given pair and of the source's roi size: made like the source when empty.
 cv::Mat destinationOf(const VImage& src, VImage* destination, Format format, Channel channel)
 {
@@ -43,6 +27,9 @@ cv::Mat destinationOf(const VImage& src, VImage* destination, Format format, Cha
     checkSameSize(src, dst);
     return asCvMat(dst);
 }
+
+// The source as OpenCV may read it while writing dst: a copy when the two are the same pixels.
+cv::Mat apartFrom(const cv::Mat& s, const cv::Mat& d) { return s.data == d.data ? s.clone() : s; }
 
 void requireFinite(std::initializer_list<double> values, const char* what)
 {
@@ -102,10 +89,10 @@ QLineF clippedLine(double rho, double theta, int width, int height)
 VStatus cannyImage(const VImage& src, VImage* dst, double low, double high, int aperture, bool l2Gradient)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(GrayOrBgr8{}, src);
+        const cv::Mat s = listedSource(GrayOrBgr8{}, src);
         cv::Mat d = destinationOf(src, dst, GrayScale, Channel8u);
         requireFinite({low, high}, "Thresholds must be finite");
-        const cv::Mat in = s.data == d.data ? s.clone() : s;
+        const cv::Mat in = apartFrom(s, d);
         writeInto(d, [&](cv::Mat& o) { cv::Canny(in, o, low, high, aperture, l2Gradient); });
         return VStatus::Ok;
     });
@@ -115,7 +102,7 @@ VStatus findContours(const VImage& src, QList<VContour>* contours, ContourRetrie
                      ContourApproximation method)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(Gray8{}, src);
+        const cv::Mat s = listedSource(Gray8{}, src);
         QList<VContour>& out = checkOutput(contours);
         std::vector<std::vector<cv::Point>> found;
         std::vector<cv::Vec4i> hierarchy;
@@ -188,7 +175,7 @@ VStatus houghLines(const VImage& src, QList<QLineF>* lines, double rho, double t
                    double minLength, double maxGap)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(Gray8{}, src);
+        const cv::Mat s = listedSource(Gray8{}, src);
         QList<QLineF>& out = checkOutput(lines);
         requireFinite({rho, theta, minLength, maxGap}, "Hough parameters must be finite");
         if (!(rho > 0.0 && theta > 0.0) || threshold <= 0)
@@ -224,7 +211,7 @@ VStatus houghCircles(const VImage& src, QList<VCircle>* circles, double dp, doub
                      double votes, int minRadius, int maxRadius)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(Gray8{}, src);
+        const cv::Mat s = listedSource(Gray8{}, src);
         QList<VCircle>& out = checkOutput(circles);
         requireFinite({dp, minDistance, cannyHigh, votes}, "Hough parameters must be finite");
         // Radii beyond the image's extent only cost time.
@@ -246,12 +233,12 @@ VStatus pyramidMeanShiftSegmentation(const VImage& src, VImage* dst, double spat
                                      int maxLevel)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(Bgr8{}, src);
+        const cv::Mat s = listedSource(Bgr8{}, src);
         cv::Mat d = destinationOf(src, dst, BGR, Channel8u);
         requireFinite({spatialRadius, colourRadius}, "Radii must be finite");
         if (!(spatialRadius >= 0.0 && colourRadius >= 0.0) || maxLevel < 0 || maxLevel > 8)
             throw dip_exception("Mean shift parameters out of range");
-        const cv::Mat in = s.data == d.data ? s.clone() : s;
+        const cv::Mat in = apartFrom(s, d);
         writeInto(d, [&](cv::Mat& o) { cv::pyrMeanShiftFiltering(in, o, spatialRadius, colourRadius, maxLevel); });
         return VStatus::Ok;
     });
@@ -260,7 +247,7 @@ VStatus pyramidMeanShiftSegmentation(const VImage& src, VImage* dst, double spat
 VStatus watershedImage(const VImage& src, VImage* markers)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(Bgr8{}, src);
+        const cv::Mat s = listedSource(Bgr8{}, src);
         VImage& m = checkExistingDestination(markers);
         if (!isPixelOf<PixelGray<qint32>>(m.format(), m.channelType()))
             throwUnsupported();
@@ -276,7 +263,7 @@ VStatus floodFill(VImage* image, QPoint seed, const QList<double>& value, double
 {
     return guarded(VEXA_CALL_SITE, [&] {
         VImage& target = checkExistingDestination(image);
-        requirePair(GrayOrBgr8{}, target);
+        requireListed(GrayOrBgr8{}, target);
         cv::Mat m = asCvMat(target);
         const int components = m.channels();
         if (value.size() != components)
@@ -308,7 +295,7 @@ VStatus floodFill(VImage* image, QPoint seed, const QList<double>& value, double
 VStatus connectedComponents(const VImage& src, VImage* labels, QList<VComponent>* components, int connectivity)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(Gray8{}, src);
+        const cv::Mat s = listedSource(Gray8{}, src);
         cv::Mat l = destinationOf(src, labels, GrayScale, Channel32s);
         if (connectivity != 4 && connectivity != 8)
             throw dip_exception("Connectivity must be 4 or 8");
@@ -335,8 +322,8 @@ VStatus connectedComponents(const VImage& src, VImage* labels, QList<VComponent>
 VStatus inpaintImage(const VImage& src, const VImage& mask, VImage* dst, double radius, InpaintMethod method)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(GrayOrBgr8{}, src);
-        const cv::Mat k = sourceOf(Gray8{}, mask);
+        const cv::Mat s = listedSource(GrayOrBgr8{}, src);
+        const cv::Mat k = listedSource(Gray8{}, mask);
         checkSameSize(src, mask);
         cv::Mat d = destinationOf(src, dst, src.format(), Channel8u);
         requireFinite({radius}, "Radius must be finite");
@@ -344,7 +331,7 @@ VStatus inpaintImage(const VImage& src, const VImage& mask, VImage* dst, double 
             throw dip_exception("Radius out of range");
         if (method != InpaintTelea && method != InpaintNavierStokes)
             throwUnsupported();
-        const cv::Mat in = s.data == d.data ? s.clone() : s;
+        const cv::Mat in = apartFrom(s, d);
         writeInto(d, [&](cv::Mat& o) { cv::inpaint(in, k, o, radius, int(method)); });
         return VStatus::Ok;
     });

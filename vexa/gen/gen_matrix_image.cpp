@@ -16,28 +16,9 @@ using DftPixels = PixelList<PixelGray<quint8>, PixelGray<quint16>, PixelGray<qin
 using MinMaxPixels = AllChannelsOf<PixelGray>;
 using MaskPixels = PixelList<PixelGray<quint8>>;
 
-template <class List>
-void requireListed(List list, const VImage& image)
-{
-    if (!supports(list, image.format(), image.channelType()))
-        throwUnsupported();
-}
-
-// A checked source of a listed pair, as a header at its roi. A roi clipped to nothing holds no pixel either.
-template <class List>
-cv::Mat sourceOf(List list, const VImage& image)
-{
-    checkSource(image);
-    requireListed(list, image);
-    cv::Mat m = asCvMat(image);
-    if (m.empty())
-        throw dip_exception_empty_source_image();
-    return m;
-}
-
 cv::Mat matrixOf(const VImage& image)
 {
-    cv::Mat m = sourceOf(MatrixPixels{}, image);
+    cv::Mat m = listedSource(MatrixPixels{}, image);
     // OpenCV's decompositions run on NaN without complaint and give NaN back: refused before, so that a
     // non-finite result can only mean a matrix too close to singular.
     if (!cv::checkRange(m))
@@ -129,8 +110,8 @@ VStatus matchTemplate(const VImage& src, const VImage& templ, VImage* result, Te
                       double* bestScore)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(TemplatePixels{}, src);
-        const cv::Mat t = sourceOf(TemplatePixels{}, templ);
+        const cv::Mat s = listedSource(TemplatePixels{}, src);
+        const cv::Mat t = listedSource(TemplatePixels{}, templ);
         if (templ.format() != src.format() || templ.channelType() != src.channelType())
             throwUnsupported();
         if (method < TemplateSqDiff || method > TemplateCCoeffNormed)
@@ -195,7 +176,7 @@ VStatus solveLinear(const VImage& a, const VImage& b, VImage* x, MatrixDecomposi
 VStatus dftImage(const VImage& src, VImage* real, VImage* imaginary)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(DftPixels{}, src);
+        const cv::Mat s = listedSource(DftPixels{}, src);
         checkOutput(real);
         checkOutput(imaginary);
         if (real == imaginary)
@@ -218,8 +199,8 @@ VStatus dftImage(const VImage& src, VImage* real, VImage* imaginary)
 VStatus inverseDftImage(const VImage& real, const VImage& imaginary, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat re = sourceOf(MatrixPixels{}, real);
-        const cv::Mat im = sourceOf(MatrixPixels{}, imaginary);
+        const cv::Mat re = listedSource(MatrixPixels{}, real);
+        const cv::Mat im = listedSource(MatrixPixels{}, imaginary);
         if (re.size() != im.size())
             throw dip_exception("Image sizes differ");
         const VImage& d = prepareResult(real, dst, re.cols, re.rows);
@@ -239,7 +220,7 @@ VStatus inverseDftImage(const VImage& real, const VImage& imaginary, VImage* dst
 VStatus getMinMax(const VImage& src, double* min, double* max, QPoint* minAt, QPoint* maxAt, const VImage& mask)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat s = sourceOf(MinMaxPixels{}, src);
+        const cv::Mat s = listedSource(MinMaxPixels{}, src);
         checkOutput(min);
         checkOutput(max);
         checkStatus(mask);

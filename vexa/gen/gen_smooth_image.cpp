@@ -104,8 +104,9 @@ VStatus smoothBilaterial(const VImage& src, VImage* dst, int diameter, int, doub
             checkKernelExtent(s, extent, extent);
             if (s.depth() == CV_32F && !cv::checkRange(s))
                 throw dip_exception("Bilateral filtering needs finite values");
-            filterInBands(s, d, bandReach(extent), "smoothing", [&](const cv::Mat& in, cv::Mat& o) {
-                cv::bilateralFilter(in, o, diameter, sigmaColor, sigmaSpace, cv::BORDER_REPLICATE);
+            // One call: OpenCV's float bilateral sizes its tables by the whole image's range of values.
+            writeInto(d, [&](cv::Mat& o) {
+                cv::bilateralFilter(s, o, diameter, sigmaColor, sigmaSpace, cv::BORDER_REPLICATE);
             });
         });
     });

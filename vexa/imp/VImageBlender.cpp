@@ -26,6 +26,23 @@ using Map = PixelGray<float>;
 
 int luminance(const Xrgb& p) { return (29 * p.b + 150 * p.g + 76 * p.r) >> 8; }
 
+// 1 for each pure black pixel of the row (B = G = R = 0), else 0.
+void flagBlack(const Xrgb* row, qint64 width, quint8* flags)
+{
+    for (qint64 x = 0; x < width; ++x)
+        flags[x] = quint8((row[x].b | row[x].g | row[x].r) == 0);
+}
+
+// Each flag or-ed with its left and right neighbours, clipped at both ends.
+void widenFlags(const quint8* in, qint64 width, quint8* out)
+{
+    out[0] = quint8(in[0] | in[width > 1 ? 1 : 0]);
+    for (qint64 x = 1; x + 1 < width; ++x)
+        out[x] = quint8(in[x - 1] | in[x] | in[x + 1]);
+    if (width > 1)
+        out[width - 1] = quint8(in[width - 2] | in[width - 1]);
+}
+
 // The four images of a merge: XRGB 8u images and GrayScale 32f maps whose rois have one size.
 void checkMerge(const VImage& image, const VImage& imageSharpness, VImage* result, VImage* resultSharpness)
 {
@@ -110,10 +127,7 @@ VStatus multifocusImages(const VImage& image, const VImage& imageSharpness, VIma
         std::vector<quint8> flags(static_cast<size_t>(width) * 3), column(static_cast<size_t>(width)),
             near(static_cast<size_t>(width));
         const auto flagRow = [&](qint32 y) {
-            quint8* f = flags.data() + size_t(width) * size_t(y % 3);
-            const Xrgb* row = in.row(in.roi.y + y) + in.roi.x;
-            for (qint32 x = 0; x < width; ++x)
-                f[x] = quint8((row[x].b | row[x].g | row[x].r) == 0);
+            flagBlack(in.row(in.roi.y + y) + in.roi.x, width, flags.data() + size_t(width) * size_t(y % 3));
         };
         const auto flagsOf = [&](qint32 y) { return flags.data() + size_t(width) * size_t(y % 3); };
         flagRow(0);
@@ -126,14 +140,7 @@ VStatus multifocusImages(const VImage& image, const VImage& imageSharpness, VIma
             const quint8* below = flagsOf(y + 1 < height ? y + 1 : y);
             for (qint32 x = 0; x < width; ++x)
                 column[size_t(x)] = above[x] | at[x] | below[x];
-            // Clipped at both ends, as the rows are.
-            const quint8* c = column.data();
-            quint8* n = near.data();
-            n[0] = quint8(c[0] | c[width > 1 ? 1 : 0]);
-            for (qint32 x = 1; x + 1 < width; ++x)
-                n[x] = quint8(c[x - 1] | c[x] | c[x + 1]);
-            if (width > 1)
-                n[width - 1] = quint8(c[width - 2] | c[width - 1]);
+            widenFlags(column.data(), width, near.data());
             const Xrgb* s = in.row(in.roi.y + y) + in.roi.x;
             const Map* sm = inMap.row(inMap.roi.y + y) + inMap.roi.x;
             Xrgb* d = out.row(out.roi.y + y) + out.roi.x;
@@ -573,16 +580,9 @@ bool VImageBlender::addToDepthMap(const VImage& image, int index)
         PixelBGR<quint16>* m = means.row(qint32(y));
         PixelGray<quint16>* ws = weights.row(qint32(y));
         PixelGray<quint16>* k = chosen.row(qint32(y));
-        quint8* f = black.data();
-        for (long x = 0; x < w; ++x)
-            f[x] = quint8((s[x].b | s[x].g | s[x].r) == 0);
-        quint8* n = near.data();
-        n[0] = quint8(f[0] | f[w > 1 ? 1 : 0]);
-        for (long x = 1; x + 1 < w; ++x)
-            n[x] = quint8(f[x - 1] | f[x] | f[x + 1]);
-        if (w > 1)
-            n[w - 1] = quint8(f[w - 2] | f[w - 1]);
-        const simd::DepthMergeRow merge{reinterpret_cast<const std::uint8_t*>(s), sc, n,
+        flagBlack(s, w, black.data());
+        widenFlags(black.data(), w, near.data());
+        const simd::DepthMergeRow merge{reinterpret_cast<const std::uint8_t*>(s), sc, near.data(),
                                         reinterpret_cast<std::uint16_t*>(m), reinterpret_cast<std::uint16_t*>(ws),
                                         reinterpret_cast<float*>(b), reinterpret_cast<std::uint16_t*>(k), shotIndex,
                                         sharpnessFloor, negligibleRatio, int(w)};

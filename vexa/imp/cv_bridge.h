@@ -4,6 +4,7 @@
 // the wrong type or size; writeInto() turns that into an error instead of a result lost.
 #pragma once
 
+#include <vexa/imp/dispatch.h>
 #include <vexa/imp/raster.h>
 
 #include <opencv2/core.hpp>
@@ -39,6 +40,19 @@ cv::Mat asCvMat(const RasterT<Pixel>& raster)
 
 // The same from an image of any pair, for OpenCV calls that need no typed kernel.
 VEXA_EXPORT cv::Mat asCvMat(const VImage& image);
+
+// A checked source of a listed pair (status, emptiness, pair), as a header at its roi. A roi clipped to
+// nothing holds no pixel either.
+template <class List>
+cv::Mat listedSource(List list, const VImage& image)
+{
+    checkSource(image);
+    requireListed(list, image);
+    cv::Mat m = asCvMat(image);
+    if (m.empty())
+        throw dip_exception_empty_source_image();
+    return m;
+}
 
 // OpenCV's C interface asserted these before its calls; the C++ calls would reallocate instead.
 // Each throws the OpenCV error the C call raised (-215, with the C function's name).

@@ -49,6 +49,14 @@ constexpr bool supports(PixelList<Pixels...>, Format format, Channel channel)
 // The one place that raises "Can not find template with actual parameters!".
 [[noreturn]] VEXA_EXPORT void throwUnsupported();
 
+// An image whose (format, channel type) the list does not hold is unsupported.
+template <class List>
+void requireListed(List list, const VImage& image)
+{
+    if (!supports(list, image.format(), image.channelType()))
+        throwUnsupported();
+}
+
 // Calls visit(PixelTag<P>{}) for the listed P of (format, channel).
 template <class... Pixels, class Visit>
 VStatus visitPixel(PixelList<Pixels...>, Format format, Channel channel, Visit&& visit)
