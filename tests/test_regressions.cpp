@@ -90,4 +90,16 @@ TEST(Regressions, AnalysisRefusesRunawaySizesBeforeOpenCv)
     EXPECT_TRUE(houghLines(makeImage(16, 12, GrayScale, Channel8u), &lines, 1.0, 1e-9, 1).message().contains("too fine"));
 }
 
+// fuzz_operations: a first shot with a roi gave the blender's pyramid levels of the roi's size, and the
+// next shot's whole-image pyramid was merged into them past their end.
+TEST(Regressions, PyramidMergeOfShotsWithDifferentRois)
+{
+    VImageBlender blender(VImageBlender::MultifocusPyramid, false, false);
+    const VImage shot = makeImage(96, 80, XRGB, Channel8u);
+    EXPECT_TRUE(blender.addImage(withRoi(shot, QRect(3, 5, 40, 50))));
+    EXPECT_TRUE(blender.addImage(shot));
+    EXPECT_TRUE(blender.addImage(withRoi(shot, QRect(0, 0, 64, 64))));
+    EXPECT_EQ(blender.image().width(), 96);
+}
+
 } // namespace

@@ -79,7 +79,9 @@ void VRasterPyramid::downSample(const VImage& image, int levels, QList<VImage>& 
     ProgressSteps steps("building the pyramid");
     const auto step = [&](double part) { steps.to(std::min(done + share * part, 1.0)); };
     step(0.1);
+    // The pyramid covers the whole image: levels of shots with different rois still line up.
     VImage work = image.convert(BGR, Channel8u);
+    work.resetRoi();
     for (;;) {
         step(0.3);
         levels_.append(work);
@@ -163,6 +165,15 @@ void VRasterPyramid::restore() { upSample(int(levels_.size()) - 1); }
 bool VRasterPyramid::takeMostSharpness(const VRasterPyramid& kept)
 {
     if (kept.levels_.size() != levels_.size() || levels_.isEmpty())
+        return true;
+    // The merge walks both pyramids coefficient by coefficient: one of another shape is another depth too.
+    const auto sameShapes = [](const QList<VImage>& a, const QList<VImage>& b) {
+        for (int i = 0; i < a.size() && i < b.size(); ++i)
+            if (!a.at(i).isCompatible(b.at(i)) || a.at(i).roi() != b.at(i).roi())
+                return false;
+        return true;
+    };
+    if (!sameShapes(kept.levels_, levels_) || !sameShapes(kept.details_, details_))
         return true;
     const VStatus taken = guarded(VEXA_CALL_SITE, [&] {
         // Written in place, as combineMostSharpness writes its own.
