@@ -5,7 +5,7 @@ set -euo pipefail
 VEXA_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 VEXA_PACKAGES=(cmake ninja-build g++ pkg-config zlib1g-dev
                qt6-base-dev qt6-l10n-tools qt6-image-formats-plugins
-               libopencv-dev libgtest-dev libbenchmark-dev clang libclang-rt-14-dev)
+               libopencv-dev opencv-data libgtest-dev libbenchmark-dev clang libclang-rt-14-dev)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"

@@ -15,6 +15,7 @@
 #include <vexa/imp/VRasterPyramid.h>
 #include <vexa/imp/VImageBlender.h>
 #include <vexa/imp/VProgress.h>
+#include <vexa/imp/VCascadeClassifier.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/formats.h>
 #include <vexa/imp/ocvImage.h>
@@ -33,3 +34,7 @@
 #include <vexa/gen/gen_smooth_image.h>
 #include <vexa/gen/gen_matrix_image.h>
 #include <vexa/gen/gen_stat_image.h>
+#include <vexa/gen/gen_keypoint_image.h>
+#include <vexa/gen/gen_stabilize_image.h>
+#include <vexa/gen/gen_panorama_image.h>
+#include <vexa/gen/gen_calibration_image.h>

@@ -122,5 +122,7 @@ int filterCommand(const QStringList& arguments);
 int transformCommand(const QStringList& arguments);
 int compareCommand(const QStringList& arguments);
 int montageCommand(const QStringList& arguments);
+int stabilizeCommand(const QStringList& arguments);
+int panoramaCommand(const QStringList& arguments);
 
 } // namespace vexatool

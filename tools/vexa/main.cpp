@@ -33,6 +33,8 @@ const Command kCommands[] = {
     {"compare", compareCommand, "PSNR, SSIM and the largest difference of two images"},
     {"montage", montageCommand, "images side by side with labels, depth maps in false colour"},
     {"focus-stack", focusStackCommand, "shots focused at different depths merged into one sharp image"},
+    {"stabilize", stabilizeCommand, "a shaking frame sequence steadied, frame by frame"},
+    {"panorama", panoramaCommand, "overlapping photos or stage-scan tiles joined into one image"},
     {"sample", sampleCommand, "synthetic inputs (sample focus-stack OUT_DIR: a focus series)"},
 };
 

@@ -1,0 +1,1 @@
+#include <vexa/gen/gen_calibration_image.h>

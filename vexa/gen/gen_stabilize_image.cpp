@@ -1,0 +1,1 @@
+#include <vexa/gen/gen_stabilize_image.h>

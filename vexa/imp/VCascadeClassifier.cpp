@@ -1,0 +1,1 @@
+#include <vexa/imp/VCascadeClassifier.h>
