@@ -1,0 +1,3 @@
+#include "support/images.h"
+
+#include <gtest/gtest.h>
