@@ -1,0 +1,240 @@
+#include "ImageViewer.h"
+
+#include <vexa/gen/gen_histograms.h>
+#include <vexa/imp/qimage_support.h>
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QWheelEvent>
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace studio {
+
+ImageViewer::ImageViewer(QWidget* parent) : QWidget(parent)
+{
+    setMinimumSize(200, 150);
+    setMouseTracking(true);
+    setFocusPolicy(Qt::WheelFocus);
+}
+
+void ImageViewer::setImage(const QImage& image, const QString& label)
+{
+    const bool newSize = image.size() != image_.size();
+    image_ = image;
+    label_ = label;
+    if (fit_ || newSize)
+        placeToFit();
+    update();
+    emit viewChanged();
+}
+
+void ImageViewer::setBeforeImage(const QImage& image, const QString& label)
+{
+    before_ = image;
+    beforeLabel_ = label;
+    update();
+}
+
+void ImageViewer::setPlaceholder(const QString& text)
+{
+    placeholder_ = text;
+    update();
+}
+
+QRect ImageViewer::visibleRect() const
+{
+    return QRectF(-origin_ / scale_, QSizeF(size()) / scale_).toAlignedRect().intersected(image_.rect());
+}
+
+void ImageViewer::placeToFit()
+{
+    fit_ = true;
+    if (image_.isNull())
+        return;
+    scale_ = std::min(double(width()) / image_.width(), double(height()) / image_.height());
+    origin_ = QPointF((width() - image_.width() * scale_) / 2, (height() - image_.height() * scale_) / 2);
+}
+
+void ImageViewer::zoomToFit()
+{
+    placeToFit();
+    update();
+    emit viewChanged();
+}
+
+void ImageViewer::zoomToActualSize() { zoomBy(1 / scale_, QPointF(width() / 2.0, height() / 2.0)); }
+
+void ImageViewer::zoomBy(double factor, const QPointF& about)
+{
+    if (image_.isNull())
+        return;
+    // From a 1-pixel-wide view of the whole image up to 32 screen pixels per image pixel.
+    const double lowest = std::min(1.0, 16.0 / std::max(image_.width(), image_.height()));
+    const double scale = std::clamp(scale_ * factor, lowest, 32.0);
+    origin_ = about - (about - origin_) * (scale / scale_);
+    scale_ = scale;
+    fit_ = false;
+    update();
+    emit viewChanged();
+}
+
+void ImageViewer::resizeEvent(QResizeEvent*)
+{
+    if (fit_)
+        placeToFit();
+    emit viewChanged();
+}
+
+void ImageViewer::wheelEvent(QWheelEvent* event)
+{
+    zoomBy(std::pow(1.25, event->angleDelta().y() / 120.0), event->position());
+    event->accept();
+}
+
+bool ImageViewer::nearDivider(const QPointF& position) const
+{
+    return isSplit() && std::abs(position.x() - dividerX()) <= 6;
+}
+
+void ImageViewer::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() != Qt::LeftButton)
+        return;
+    drag_ = nearDivider(event->position()) ? Drag::Divider : Drag::Pan;
+    dragStart_ = event->position();
+    originAtStart_ = origin_;
+    if (drag_ == Drag::Pan)
+        setCursor(Qt::ClosedHandCursor);
+}
+
+void ImageViewer::mouseMoveEvent(QMouseEvent* event)
+{
+    if (drag_ == Drag::Divider) {
+        split_ = std::clamp(event->position().x() / std::max(1, width()), 0.0, 1.0);
+        update();
+    } else if (drag_ == Drag::Pan) {
+        origin_ = originAtStart_ + (event->position() - dragStart_);
+        fit_ = false;
+        update();
+        emit viewChanged();
+    } else {
+        setCursor(nearDivider(event->position()) ? Qt::SplitHCursor : Qt::OpenHandCursor);
+    }
+}
+
+void ImageViewer::mouseReleaseEvent(QMouseEvent*)
+{
+    drag_ = Drag::None;
+    unsetCursor();
+}
+
+void ImageViewer::drawLabel(QPainter& painter, const QString& text, bool left)
+{
+    if (text.isEmpty())
+        return;
+    const QFontMetrics metrics(painter.font());
+    const int width = metrics.horizontalAdvance(text) + 16;
+    const QRect box(left ? 8 : this->width() - width - 8, 8, width, metrics.height() + 8);
+    painter.fillRect(box, QColor(0, 0, 0, 160));
+    painter.setPen(Qt::white);
+    painter.drawText(box, Qt::AlignCenter, text);
+}
+
+void ImageViewer::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.fillRect(rect(), QColor(48, 48, 52));
+    if (image_.isNull()) {
+        painter.setPen(QColor(200, 200, 200));
+        painter.drawText(rect().adjusted(20, 20, -20, -20), Qt::AlignCenter | Qt::TextWordWrap, placeholder_);
+        return;
+    }
+    // Smooth when shrinking; enlarged pixels stay square so that they can be inspected.
+    painter.setRenderHint(QPainter::SmoothPixmapTransform, scale_ < 1);
+    const QRectF target(origin_, QSizeF(image_.size()) * scale_);
+    if (!isSplit()) {
+        painter.drawImage(target, image_);
+        drawLabel(painter, label_, true);
+        return;
+    }
+    const double x = dividerX();
+    painter.save();
+    painter.setClipRect(QRectF(0, 0, x, height()));
+    // The shot is laid over the result's pixels, one to one, whatever its own size.
+    painter.drawImage(QRectF(origin_, QSizeF(before_.size()) * scale_), before_);
+    painter.setClipRect(QRectF(x, 0, width() - x, height()));
+    painter.drawImage(target, image_);
+    painter.restore();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(Qt::white, 2));
+    painter.drawLine(QPointF(x, 0), QPointF(x, height()));
+    painter.setBrush(Qt::white);
+    painter.drawEllipse(QPointF(x, height() / 2.0), 7, 7);
+    drawLabel(painter, beforeLabel_, true);
+    drawLabel(painter, label_, false);
+}
+
+HistogramWidget::HistogramWidget(QWidget* parent) : QWidget(parent) { setMinimumSize(160, 100); }
+
+void HistogramWidget::setImage(const QImage& image)
+{
+    curves_.clear();
+    const VImage counted = VEXA::fromQImage(image);
+    VHistogram histogram;
+    if (!image.isNull() && VEXA::calculateHistogram(counted, &histogram)) {
+        const bool gray = counted.format() == VEXA::GrayScale;
+        const QList<QPair<VEXA::Component, QColor>> planes =
+            gray ? QList<QPair<VEXA::Component, QColor>>{{VEXA::ComponentLuminance, QColor(220, 220, 220)}}
+                 : QList<QPair<VEXA::Component, QColor>>{{VEXA::ComponentRed, QColor(235, 70, 70)},
+                                                         {VEXA::ComponentGreen, QColor(70, 200, 70)},
+                                                         {VEXA::ComponentBlue, QColor(80, 120, 255)}};
+        for (const auto& [component, colour] : planes) {
+            if (const qint64* counts = histogram.componentData(component))
+                curves_.append({colour, QVector<qint64>(counts, counts + 256)});
+        }
+    }
+    update();
+}
+
+void HistogramWidget::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.fillRect(rect(), QColor(30, 30, 34));
+    qint64 top = 1;
+    for (const auto& curve : curves_)
+        top = std::max(top, *std::max_element(curve.second.begin(), curve.second.end()));
+    // Square-root heights: a few large bins (a black border, a flat sky) would flatten the rest.
+    const double peak = std::sqrt(double(top));
+    const QRectF area = QRectF(rect()).adjusted(4, 4, -4, -4);
+    painter.setRenderHint(QPainter::Antialiasing);
+    for (const auto& [colour, counts] : curves_) {
+        QPainterPath path(area.bottomLeft());
+        for (int i = 0; i < 256; ++i)
+            path.lineTo(area.left() + area.width() * i / 255,
+                        area.bottom() - area.height() * std::sqrt(double(counts[i])) / peak);
+        path.lineTo(area.bottomRight());
+        QColor fill = colour;
+        fill.setAlpha(45);
+        painter.fillPath(path, fill);
+        painter.strokePath(path, QPen(colour, 1.5));
+    }
+}
+
+QImage depthMapColours(const VImage& depth, int shots)
+{
+    if (depth.isEmpty() || depth.format() != VEXA::GrayScale || depth.channelType() != VEXA::Channel16u)
+        return QImage();
+    const cv::Mat indices(depth.height(), depth.width(), CV_16UC1, depth.rawData(), size_t(depth.bytesPerLine()));
+    cv::Mat levels, colours;
+    // The ends of the map are nearly black; its blue-to-red middle keeps every shot a clear colour.
+    indices.convertTo(levels, CV_8U, shots > 1 ? 192.0 / (shots - 1) : 0, 32);
+    cv::applyColorMap(levels, colours, cv::COLORMAP_TURBO);
+    return QImage(colours.data, colours.cols, colours.rows, int(colours.step), QImage::Format_BGR888).copy();
+}
+
+} // namespace studio

@@ -1,0 +1,539 @@
+#include "MainWindow.h"
+
+#include "ImageViewer.h"
+#include "Tools.h"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QCollator>
+#include <QComboBox>
+#include <QDir>
+#include <QDockWidget>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QImageReader>
+#include <QLabel>
+#include <QListWidget>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+#include <QTranslator>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cmath>
+
+namespace studio {
+
+namespace {
+
+constexpr int kThumbnailSize = 112;
+
+// The image files among paths, folders replaced by the images they hold, in natural order of names.
+QStringList imageFiles(const QStringList& paths)
+{
+    QStringList files;
+    for (const QString& path : paths) {
+        const QFileInfo info(path);
+        if (info.isDir()) {
+            const QDir dir(path);
+            for (const QString& name : dir.entryList(QDir::Files | QDir::Readable))
+                if (VImage::canLoad(dir.filePath(name)))
+                    files << dir.filePath(name);
+        } else if (info.isFile() && VImage::canLoad(path)) {
+            files << info.filePath();
+        }
+    }
+    QCollator collator;
+    collator.setNumericMode(true);
+    std::sort(files.begin(), files.end(),
+              [&](const QString& a, const QString& b) { return collator.compare(a, b) < 0; });
+    files.removeDuplicates();
+    return files;
+}
+
+QString describe(const VImage& image)
+{
+    static const char* formats[] = {"Gray", "BGR", "ARGB", "XRGB", "ARGB premultiplied", "YUV 4:2:2"};
+    static const char* channels[] = {"8u", "8s", "16u", "16s", "32s", "32f"};
+    if (image.isEmpty() || image.format() < 0 || image.format() > 5 || image.channelType() < 0 ||
+        image.channelType() > 5)
+        return QString();
+    return QStringLiteral("%1 × %2, %3 %4")
+        .arg(image.width())
+        .arg(image.height())
+        .arg(QLatin1String(formats[image.format()]), QLatin1String(channels[image.channelType()]));
+}
+
+} // namespace
+
+bool installTranslations(const QString& language)
+{
+    // The library's catalogues carry its historical language numbers: 96 Russian, 31 English.
+    const QString library = language == QLatin1String("ru")   ? QStringLiteral(":/Vexa/res/lang/vexa_96.qm")
+                            : language == QLatin1String("en") ? QStringLiteral(":/Vexa/res/lang/vexa_31.qm")
+                                                              : QString();
+    if (library.isEmpty())
+        return false;
+    auto* translator = new QTranslator(qApp);
+    if (translator->load(library))
+        QCoreApplication::installTranslator(translator);
+    // The application's own texts are written in English; only other languages need a catalogue.
+    if (language != QLatin1String("en")) {
+        auto* own = new QTranslator(qApp);
+        if (own->load(QStringLiteral(":/vexa-studio/lang/vexa-studio_%1.qm").arg(language)))
+            QCoreApplication::installTranslator(own);
+    }
+    return true;
+}
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
+{
+    setWindowTitle(tr("Vexa Studio"));
+    setAcceptDrops(true);
+    viewer_ = new ImageViewer(this);
+    viewer_->setObjectName(QStringLiteral("viewer"));
+    setCentralWidget(viewer_);
+    createPanels();
+    createActions();
+
+    histogramTimer_.setSingleShot(true);
+    histogramTimer_.setInterval(120);
+    connect(&histogramTimer_, &QTimer::timeout, this, &MainWindow::updateHistogram);
+    connect(viewer_, &ImageViewer::viewChanged, this, [this] {
+        zoomLabel_->setText(viewer_->image().isNull() ? QString()
+                                                      : QStringLiteral("%1%").arg(std::lround(viewer_->scale() * 100)));
+        histogramTimer_.start();
+    });
+    connect(&worker_, &StackWorker::progressed, this, [this](double fraction, const QString& stage) {
+        progressBar_->setValue(int(std::lround(fraction * 1000)));
+        if (!stage.isEmpty())
+            stageLabel_->setText(stage);
+    });
+    connect(&worker_, &StackWorker::thumbnailRead, this, &MainWindow::thumbnailRead);
+    connect(&worker_, &StackWorker::finished, this, &MainWindow::jobFinished);
+    setBusy(false);
+    updateView();
+    resize(1400, 900);
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::createPanels()
+{
+    auto* panel = new QWidget;
+    auto* layout = new QVBoxLayout(panel);
+    shotList_ = new QListWidget;
+    shotList_->setObjectName(QStringLiteral("shotList"));
+    shotList_->setViewMode(QListView::IconMode);
+    shotList_->setIconSize(QSize(kThumbnailSize, kThumbnailSize));
+    shotList_->setGridSize(QSize(kThumbnailSize + 16, kThumbnailSize + 34));
+    shotList_->setResizeMode(QListView::Adjust);
+    shotList_->setMovement(QListView::Static);
+    shotList_->setWordWrap(true);
+    shotList_->setToolTip(tr("The shots. Select one to see it, or to compare it with the result."));
+    connect(shotList_, &QListWidget::currentRowChanged, this, [this] { updateView(); });
+    layout->addWidget(shotList_, 1);
+
+    auto* form = new QFormLayout;
+    methodBox_ = new QComboBox;
+    methodBox_->setObjectName(QStringLiteral("methodBox"));
+    methodBox_->addItem(tr("Depth map"), VImageBlender::MultifocusDepthMap);
+    methodBox_->addItem(tr("Maximum sharpness"), VImageBlender::MultifocusMaxSharpness);
+    methodBox_->addItem(tr("Pyramid"), VImageBlender::MultifocusPyramid);
+    methodBox_->addItem(tr("Weighted, running"), VImageBlender::MultifocusWeighted);
+    methodBox_->addItem(tr("Weighted, all shots"), VImageBlender::MultifocusWeightedAll);
+    methodBox_->setToolTip(tr("How the shots are merged. Only the depth-map method also gives a depth map."));
+    alignBox_ = new QComboBox;
+    alignBox_->setObjectName(QStringLiteral("alignBox"));
+    alignBox_->addItem(tr("None (tripod)"), int(Alignment::None));
+    alignBox_->addItem(tr("Keypoints (hand-held)"), int(Alignment::Keypoints));
+    alignBox_->addItem(tr("Local stabilization"), int(Alignment::Local));
+    alignBox_->setToolTip(tr("Line the shots up before merging them: needed when the camera moved between shots."));
+    // The boxes may shrink below their longest entry, so that the labels before them never do.
+    for (QComboBox* box : {methodBox_, alignBox_}) {
+        box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+        box->setMinimumContentsLength(8);
+    }
+    form->addRow(tr("Method:"), methodBox_);
+    form->addRow(tr("Alignment:"), alignBox_);
+    layout->addLayout(form);
+
+    auto* buttons = new QHBoxLayout;
+    stackButton_ = new QPushButton(tr("&Stack"));
+    stackButton_->setObjectName(QStringLiteral("stackButton"));
+    connect(stackButton_, &QPushButton::clicked, this, &MainWindow::startStack);
+    cancelButton_ = new QPushButton(tr("Cancel"));
+    cancelButton_->setObjectName(QStringLiteral("cancelButton"));
+    connect(cancelButton_, &QPushButton::clicked, this, [this] {
+        worker_.cancel();
+        stageLabel_->setText(tr("cancelling..."));
+    });
+    buttons->addWidget(stackButton_, 1);
+    buttons->addWidget(cancelButton_);
+    layout->addLayout(buttons);
+    progressBar_ = new QProgressBar;
+    progressBar_->setObjectName(QStringLiteral("progressBar"));
+    progressBar_->setRange(0, 1000);
+    progressBar_->setTextVisible(false);
+    layout->addWidget(progressBar_);
+    stageLabel_ = new QLabel;
+    stageLabel_->setWordWrap(true);
+    layout->addWidget(stageLabel_);
+
+    auto* shotsDock = new QDockWidget(tr("Shots"), this);
+    shotsDock->setObjectName(QStringLiteral("shotsDock"));
+    shotsDock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    shotsDock->setWidget(panel);
+    panel->setMinimumWidth(2 * (kThumbnailSize + 16) + 40);
+    addDockWidget(Qt::LeftDockWidgetArea, shotsDock);
+
+    histogram_ = new HistogramWidget;
+    histogram_->setObjectName(QStringLiteral("histogram"));
+    auto* histogramDock = new QDockWidget(tr("Histogram of the view"), this);
+    histogramDock->setObjectName(QStringLiteral("histogramDock"));
+    histogramDock->setWidget(histogram_);
+    histogramDock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    addDockWidget(Qt::LeftDockWidgetArea, histogramDock);
+    resizeDocks({histogramDock}, {170}, Qt::Vertical);
+
+    sizeLabel_ = new QLabel;
+    zoomLabel_ = new QLabel;
+    zoomLabel_->setMinimumWidth(60);
+    statusBar()->addPermanentWidget(sizeLabel_);
+    statusBar()->addPermanentWidget(zoomLabel_);
+}
+
+void MainWindow::createActions()
+{
+    const auto make = [this](const QString& text, const char* name, const QKeySequence& key = QKeySequence()) {
+        auto* action = new QAction(text, this);
+        action->setObjectName(QLatin1String(name));
+        action->setShortcut(key);
+        return action;
+    };
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    QAction* openShots = make(tr("&Open shots..."), "actionOpenShots", QKeySequence::Open);
+    openShots->setIcon(style()->standardIcon(QStyle::SP_DialogOpenButton));
+    connect(openShots, &QAction::triggered, this, &MainWindow::openShotsDialog);
+    QAction* openFolder =
+        make(tr("Open &folder..."), "actionOpenFolder", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O));
+    openFolder->setIcon(style()->standardIcon(QStyle::SP_DirOpenIcon));
+    connect(openFolder, &QAction::triggered, this, &MainWindow::openFolderDialog);
+    QAction* save = make(tr("&Save result..."), "actionSave", QKeySequence::Save);
+    save->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
+    connect(save, &QAction::triggered, this, [this] { saveImage(result_, tr("Save result")); });
+    QAction* saveDepth = make(tr("Save &depth map..."), "actionSaveDepth");
+    connect(saveDepth, &QAction::triggered, this, [this] { saveImage(depth_, tr("Save depth map")); });
+    QAction* quit = make(tr("&Quit"), "actionQuit", QKeySequence::Quit);
+    connect(quit, &QAction::triggered, this, &QWidget::close);
+    file->addActions({openShots, openFolder});
+    file->addSeparator();
+    file->addActions({save, saveDepth});
+    file->addSeparator();
+    file->addAction(quit);
+    idleOnly_ << openShots << openFolder << save << saveDepth;
+
+    QMenu* edit = menuBar()->addMenu(tr("&Edit"));
+    undoAction_ = undo_.createUndoAction(this, tr("&Undo"));
+    undoAction_->setObjectName(QStringLiteral("actionUndo"));
+    undoAction_->setShortcut(QKeySequence::Undo);
+    redoAction_ = undo_.createRedoAction(this, tr("&Redo"));
+    redoAction_->setObjectName(QStringLiteral("actionRedo"));
+    redoAction_->setShortcut(QKeySequence::Redo);
+    edit->addActions({undoAction_, redoAction_});
+
+    QMenu* view = menuBar()->addMenu(tr("&View"));
+    viewModes_ = new QActionGroup(this);
+    resultAction_ = make(tr("&Result"), "actionResult", QKeySequence(Qt::CTRL | Qt::Key_R));
+    splitAction_ = make(tr("&Before and after"), "actionSplit", QKeySequence(Qt::CTRL | Qt::Key_B));
+    depthAction_ = make(tr("&Depth map"), "actionDepth", QKeySequence(Qt::CTRL | Qt::Key_D));
+    for (QAction* mode : {resultAction_, splitAction_, depthAction_}) {
+        mode->setCheckable(true);
+        viewModes_->addAction(mode);
+        connect(mode, &QAction::triggered, this, &MainWindow::updateView);
+    }
+    resultAction_->setChecked(true);
+    QAction* fit = make(tr("Zoom to &fit"), "actionFit", QKeySequence(Qt::CTRL | Qt::Key_0));
+    connect(fit, &QAction::triggered, viewer_, &ImageViewer::zoomToFit);
+    QAction* actual = make(tr("&Actual size (100%)"), "actionActualSize", QKeySequence(Qt::CTRL | Qt::Key_1));
+    connect(actual, &QAction::triggered, viewer_, &ImageViewer::zoomToActualSize);
+    QAction* zoomIn = make(tr("Zoom &in"), "actionZoomIn", QKeySequence::ZoomIn);
+    connect(zoomIn, &QAction::triggered, this, [this] { viewer_->zoomBy(1.25, viewer_->rect().center()); });
+    QAction* zoomOut = make(tr("Zoom &out"), "actionZoomOut", QKeySequence::ZoomOut);
+    connect(zoomOut, &QAction::triggered, this, [this] { viewer_->zoomBy(0.8, viewer_->rect().center()); });
+    view->addActions(viewModes_->actions());
+    view->addSeparator();
+    view->addActions({fit, actual, zoomIn, zoomOut});
+
+    tools_ = new ToolsMenu(this);
+    menuBar()->addMenu(tools_);
+    connect(tools_, &ToolsMenu::toolRequested, this, &MainWindow::startTool);
+
+    QToolBar* bar = addToolBar(tr("Main"));
+    bar->setObjectName(QStringLiteral("mainToolBar"));
+    bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    bar->addActions({openShots, openFolder, save});
+    bar->addSeparator();
+    bar->addActions(viewModes_->actions());
+    bar->addSeparator();
+    bar->addActions({fit, actual});
+    bar->addSeparator();
+    bar->addActions({undoAction_, redoAction_});
+}
+
+void MainWindow::openShotsDialog()
+{
+    QStringList patterns;
+    for (const QByteArray& suffix : QImageReader::supportedImageFormats())
+        patterns << QStringLiteral("*.") + QString::fromLatin1(suffix);
+    const QStringList files = QFileDialog::getOpenFileNames(this, tr("Open shots"), lastFolder_,
+                                                            tr("Images (%1)").arg(patterns.join(QLatin1Char(' '))));
+    if (!files.isEmpty())
+        openPaths(files);
+}
+
+void MainWindow::openFolderDialog()
+{
+    const QString folder = QFileDialog::getExistingDirectory(this, tr("Open a folder of shots"), lastFolder_);
+    if (!folder.isEmpty())
+        openPaths({folder});
+}
+
+bool MainWindow::openPaths(const QStringList& paths)
+{
+    if (worker_.isBusy()) {
+        statusBar()->showMessage(tr("Wait for the current work to finish, or cancel it."), 5000);
+        return false;
+    }
+    const QStringList files = imageFiles(paths);
+    if (files.isEmpty()) {
+        showError(tr("No images"), tr("No image files were found in:\n%1").arg(paths.join(QLatin1Char('\n'))));
+        return false;
+    }
+    lastFolder_ = QFileInfo(files.first()).absolutePath();
+    shots_ = files;
+    cachedShotIndex_ = -1;
+    cachedShot_ = VImage();
+    readErrors_.clear();
+    const QSignalBlocker blocker(shotList_);
+    shotList_->clear();
+    QPixmap blank(kThumbnailSize, kThumbnailSize * 3 / 4);
+    blank.fill(QColor(90, 90, 96));
+    for (const QString& file : files) {
+        auto* item = new QListWidgetItem(QIcon(blank), QFileInfo(file).fileName(), shotList_);
+        item->setToolTip(QDir::toNativeSeparators(file));
+    }
+    shotList_->setCurrentRow(0);
+    setBusy(true);
+    worker_.readShots(files, kThumbnailSize);
+    updateView();
+    return true;
+}
+
+void MainWindow::thumbnailRead(int index, const QImage& thumbnail, const QString& error)
+{
+    QListWidgetItem* item = shotList_->item(index);
+    if (!item)
+        return;
+    if (!error.isEmpty()) {
+        item->setIcon(style()->standardIcon(QStyle::SP_MessageBoxWarning));
+        item->setToolTip(item->toolTip() + QLatin1Char('\n') + error);
+        readErrors_ << tr("%1: %2").arg(item->text(), error);
+    } else {
+        item->setIcon(QIcon(QPixmap::fromImage(thumbnail)));
+    }
+}
+
+void MainWindow::startStack()
+{
+    if (shots_.isEmpty()) {
+        showError(tr("No shots"), tr("Open the shots first: File > Open shots, or drop image files or a folder "
+                                     "on the window."));
+        return;
+    }
+    const auto method = VImageBlender::MultifocusMethod(methodBox_->currentData().toInt());
+    if (worker_.stack(shots_, method, Alignment(alignBox_->currentData().toInt())))
+        setBusy(true);
+}
+
+void MainWindow::startTool(const QString& title, const ToolFunction& tool)
+{
+    // Without a result the tools work on the selected shot, which then becomes the result.
+    const VImage source = result_.isEmpty() ? selectedShot() : result_;
+    if (source.isEmpty()) {
+        showError(title, tr("There is no image to work on: open shots, or stack them first."));
+        return;
+    }
+    if (worker_.runTool(title, source, tool))
+        setBusy(true);
+}
+
+void MainWindow::jobFinished(const JobResult& job)
+{
+    setBusy(false);
+    if (job.cancelled) {
+        stageLabel_->setText(tr("Cancelled; nothing was changed."));
+        return;
+    }
+    switch (job.kind) {
+    case JobResult::ReadShots:
+        stageLabel_->setText(tr("%n shot(s) opened.", nullptr, int(shots_.size())));
+        if (!readErrors_.isEmpty())
+            showError(tr("Some shots cannot be read"), readErrors_.join(QLatin1Char('\n')));
+        break;
+    case JobResult::Stack:
+        if (!job.error.isEmpty()) {
+            stageLabel_->setText(tr("Stacking failed."));
+            showError(tr("Stacking failed"), job.error);
+            break;
+        }
+        // A new stack starts a new history: the steps before it were on another image.
+        undo_.clear();
+        depth_ = job.depth;
+        depthShots_ = job.shots;
+        setResult(job.image);
+        stageLabel_->setText(tr("%n shot(s) stacked.", nullptr, job.shots));
+        break;
+    case JobResult::Tool:
+        if (!job.error.isEmpty()) {
+            stageLabel_->setText(tr("%1 failed.").arg(job.title));
+            showError(tr("%1 failed").arg(job.title), job.error);
+            break;
+        }
+        undo_.push(new ImageCommand(job.title, result_.isEmpty() ? VImage() : job.source, job.image,
+                                    [this](const VImage& image) { setResult(image); }));
+        stageLabel_->setText(tr("%1: done.").arg(job.title));
+        break;
+    }
+}
+
+void MainWindow::setResult(const VImage& image)
+{
+    result_ = image;
+    resultShown_ = displayImage(result_);
+    updateView();
+}
+
+void MainWindow::setBusy(bool busy)
+{
+    stackButton_->setEnabled(!busy);
+    cancelButton_->setEnabled(busy);
+    tools_->setEnabled(!busy);
+    for (QAction* action : idleOnly_)
+        action->setEnabled(!busy);
+    undoAction_->setEnabled(!busy && undo_.canUndo());
+    redoAction_->setEnabled(!busy && undo_.canRedo());
+    progressBar_->setValue(0);
+    if (busy)
+        stageLabel_->setText(tr("starting..."));
+}
+
+VImage MainWindow::selectedShot(QString* name)
+{
+    const int index = std::max(0, shotList_->currentRow());
+    if (index >= shots_.size())
+        return VImage();
+    if (name)
+        *name = QFileInfo(shots_[index]).fileName();
+    if (index != cachedShotIndex_) {
+        cachedShotIndex_ = index;
+        cachedShot_ = VImage();
+        cachedShot_.load(shots_[index]); // a failure is already shown on its thumbnail
+    }
+    return cachedShot_;
+}
+
+void MainWindow::updateView()
+{
+    QString name;
+    const VImage shot = selectedShot(&name);
+    viewer_->setBeforeImage(QImage());
+    if (depthAction_->isChecked()) {
+        viewer_->setPlaceholder(tr("No depth map: stack the shots with the depth-map method."));
+        viewer_->setImage(depthMapColours(depth_, depthShots_),
+                          tr("Depth map: blue = shot 1 (near), red = shot %1 (far)").arg(depthShots_));
+        sizeLabel_->setText(describe(depth_));
+        return;
+    }
+    if (splitAction_->isChecked()) {
+        viewer_->setPlaceholder(tr("No result yet: stack the shots to compare the result with them."));
+        viewer_->setImage(resultShown_, tr("After: result"));
+        if (!resultShown_.isNull())
+            viewer_->setBeforeImage(displayImage(shot), tr("Before: %1").arg(name));
+    } else if (!result_.isEmpty()) {
+        viewer_->setImage(resultShown_, tr("Result"));
+    } else {
+        viewer_->setPlaceholder(shots_.isEmpty() ? tr("Open shots (File > Open shots or Open folder), or drop image "
+                                                      "files or a folder here.")
+                                                 : tr("This shot cannot be shown."));
+        viewer_->setImage(displayImage(shot), name);
+    }
+    sizeLabel_->setText(describe(result_.isEmpty() ? shot : result_));
+}
+
+void MainWindow::updateHistogram()
+{
+    const QImage& shown = viewer_->image();
+    histogram_->setImage(shown.isNull() ? QImage() : shown.copy(viewer_->visibleRect()));
+}
+
+void MainWindow::saveImage(const VImage& image, const QString& title)
+{
+    if (image.isEmpty()) {
+        showError(title, tr("There is nothing to save yet."));
+        return;
+    }
+    QString name = QFileDialog::getSaveFileName(this, title, lastFolder_,
+                                                tr("PNG image (*.png);;TIFF image (*.tif *.tiff);;JPEG image (*.jpg);;"
+                                                   "All files (*)"));
+    if (name.isEmpty())
+        return;
+    if (QFileInfo(name).suffix().isEmpty())
+        name += QStringLiteral(".png");
+    const LibraryErrors errors;
+    if (!image.save(name)) {
+        const QString reason = image.status() ? errors.first() : image.status().message();
+        showError(tr("Cannot save %1").arg(QDir::toNativeSeparators(name)), reason);
+        return;
+    }
+    statusBar()->showMessage(tr("Saved %1").arg(QDir::toNativeSeparators(name)), 5000);
+}
+
+void MainWindow::showError(const QString& title, const QString& text)
+{
+    QMessageBox::warning(this, title, text.isEmpty() ? tr("The library gave no reason.") : text);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (event->mimeData()->hasUrls() && !worker_.isBusy())
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event)
+{
+    QStringList paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile())
+            paths << url.toLocalFile();
+    if (!paths.isEmpty() && openPaths(paths))
+        event->acceptProposedAction();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    // A running job ends at the library's next check; the worker waits for it as the window goes.
+    worker_.cancel();
+    event->accept();
+}
+
+} // namespace studio

@@ -1,0 +1,102 @@
+// The window: shots as thumbnails on the left with the stacking settings, the viewer in the middle (the
+// result, a before/after split with the selected shot, or the depth map), the histogram of the view on the
+// right, and the tools in a menu. Long work runs on the StackWorker; the window stays usable meanwhile.
+#pragma once
+
+#include "StackWorker.h"
+
+#include <QMainWindow>
+#include <QTimer>
+#include <QUndoStack>
+
+class QActionGroup;
+class QComboBox;
+class QLabel;
+class QListWidget;
+class QProgressBar;
+class QPushButton;
+
+namespace studio {
+
+class HistogramWidget;
+class ImageViewer;
+class ToolsMenu;
+
+// Installs the library's catalogue and the application's for "en" or "ru"; false for another language.
+bool installTranslations(const QString& language);
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    // Opens image files and folders (a folder's images) as the shots, in natural order of their names, and
+    // reads their thumbnails on the worker; the result so far stays until a new stack replaces it.
+    bool openPaths(const QStringList& paths);
+
+    const QStringList& shots() const { return shots_; }
+    const VImage& result() const { return result_; }
+    const VImage& depthMap() const { return depth_; }
+    bool isBusy() const { return worker_.isBusy(); }
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void createActions();
+    void createPanels();
+    void openShotsDialog();
+    void openFolderDialog();
+    void saveImage(const VImage& image, const QString& title);
+    void startStack();
+    void startTool(const QString& title, const ToolFunction& tool);
+    void thumbnailRead(int index, const QImage& thumbnail, const QString& error);
+    void jobFinished(const JobResult& job);
+    void setResult(const VImage& image);
+    void setBusy(bool busy);
+    void updateView();
+    void updateHistogram();
+    // The selected shot (the first when none is), read on demand and kept until another is asked for.
+    VImage selectedShot(QString* name = nullptr);
+    void showError(const QString& title, const QString& text);
+
+    QUndoStack undo_;
+    QStringList shots_;
+    QStringList readErrors_;
+    VImage result_, depth_;
+    QImage resultShown_;
+    int depthShots_ = 0;
+    int cachedShotIndex_ = -1;
+    VImage cachedShot_;
+    QString lastFolder_;
+
+    ImageViewer* viewer_ = nullptr;
+    HistogramWidget* histogram_ = nullptr;
+    QListWidget* shotList_ = nullptr;
+    QComboBox* methodBox_ = nullptr;
+    QComboBox* alignBox_ = nullptr;
+    QPushButton* stackButton_ = nullptr;
+    QPushButton* cancelButton_ = nullptr;
+    QProgressBar* progressBar_ = nullptr;
+    QLabel* stageLabel_ = nullptr;
+    QLabel* sizeLabel_ = nullptr;
+    QLabel* zoomLabel_ = nullptr;
+    ToolsMenu* tools_ = nullptr;
+    QActionGroup* viewModes_ = nullptr;
+    QAction* resultAction_ = nullptr;
+    QAction* splitAction_ = nullptr;
+    QAction* depthAction_ = nullptr;
+    QList<QAction*> idleOnly_; // actions that start work or change the image: off while the worker is busy
+    QAction* undoAction_ = nullptr;
+    QAction* redoAction_ = nullptr;
+    QTimer histogramTimer_;
+
+    // Last, so that it goes first: its destructor cancels and waits for a running job while the widgets
+    // its signals reach still exist.
+    StackWorker worker_;
+};
+
+} // namespace studio

@@ -1,0 +1,186 @@
+#include "StackWorker.h"
+
+#include <vexa/imp/qimage_support.h>
+
+#include <QFileInfo>
+
+#include <thread>
+
+namespace studio {
+
+LibraryErrors::LibraryErrors() : texts_(std::make_shared<QStringList>())
+{
+    // The sink may run on any thread, and even just after removeSink: it holds its own copies.
+    const std::thread::id owner = std::this_thread::get_id();
+    std::shared_ptr<QStringList> texts = texts_;
+    sink_ = VLog::addSink([owner, texts](const VLog::Record& record) {
+        if (record.level == VLog::Record::Error && std::this_thread::get_id() == owner)
+            texts->append(record.text);
+    });
+}
+
+LibraryErrors::~LibraryErrors() { VLog::removeSink(sink_); }
+
+QString LibraryErrors::first() const { return texts_->isEmpty() ? QString() : texts_->first(); }
+
+QImage displayImage(const VImage& image)
+{
+    if (image.isEmpty())
+        return QImage();
+    QImage shown = VEXA::toQImage(image);
+    // Other component types and YUV are shown through the library's own conversions, tried from the
+    // nearest form down to plain colour.
+    if (shown.isNull())
+        shown = VEXA::toQImage(image.convertFast(image.format(), VEXA::Channel8u));
+    if (shown.isNull())
+        shown = VEXA::toQImage(image.convertFast(VEXA::XRGB, VEXA::Channel8u));
+    return shown;
+}
+
+StackWorker::StackWorker(QObject* parent)
+    : QObject(parent), progress_([this](double fraction, const QString& stage) {
+          // The library reports between bands of rows; a tenth of a percent is all a bar can show.
+          const int permille = int(fraction * 1000);
+          if (permille != lastPermille_) {
+              lastPermille_ = permille;
+              emit progressed(fraction, stagePrefix_.isEmpty() || stage.isEmpty() ? stage : stagePrefix_ + stage);
+          }
+      })
+{
+    qRegisterMetaType<studio::JobResult>();
+    // First connection, so every other receiver already sees the worker idle.
+    connect(this, &StackWorker::finished, this, [this] { busy_ = false; });
+    runner_.moveToThread(&thread_);
+    thread_.start();
+}
+
+StackWorker::~StackWorker()
+{
+    cancel();
+    thread_.quit();
+    thread_.wait();
+}
+
+void StackWorker::cancel() { progress_.cancel(); }
+
+bool StackWorker::start(std::function<JobResult()> job)
+{
+    if (busy_)
+        return false;
+    busy_ = true;
+    // The worker thread is idle here, so the progress can be made ready for the new job from this side;
+    // a cancel() that follows is then never lost to a reset on the worker's side.
+    progress_.reset();
+    lastPermille_ = -1;
+    stagePrefix_.clear();
+    QMetaObject::invokeMethod(
+        &runner_,
+        [this, job = std::move(job)] {
+            JobResult result;
+            {
+                const VProgressScope scope(&progress_);
+                result = job();
+            }
+            emit finished(result);
+        },
+        Qt::QueuedConnection);
+    return true;
+}
+
+bool StackWorker::readShots(const QStringList& files, int thumbnailSize)
+{
+    return start([=] { return doReadShots(files, thumbnailSize); });
+}
+
+bool StackWorker::stack(const QStringList& files, VImageBlender::MultifocusMethod method, Alignment alignment)
+{
+    return start([=] { return doStack(files, method, alignment); });
+}
+
+bool StackWorker::runTool(const QString& title, const VImage& source, const ToolFunction& tool)
+{
+    return start([=] {
+        JobResult result;
+        result.kind = JobResult::Tool;
+        result.title = title;
+        result.source = source;
+        const VStatus status = tool(source, &result.image);
+        if (!status) {
+            result.cancelled = progress_.isCancelled();
+            result.error = status.message();
+            result.image = VImage();
+        }
+        return result;
+    });
+}
+
+JobResult StackWorker::doReadShots(const QStringList& files, int thumbnailSize)
+{
+    JobResult result;
+    result.kind = JobResult::ReadShots;
+    for (int i = 0; i < files.size(); ++i) {
+        if (progress_.isCancelled()) {
+            result.cancelled = true;
+            break;
+        }
+        progress_.report(double(i) / files.size(), tr("reading %1").arg(QFileInfo(files[i]).fileName()));
+        VImage shot;
+        if (!shot.load(files[i])) {
+            emit thumbnailRead(i, QImage(), shot.status().message());
+            continue;
+        }
+        const QImage shown = displayImage(shot);
+        emit thumbnailRead(i, shown.scaled(thumbnailSize, thumbnailSize, Qt::KeepAspectRatio, Qt::SmoothTransformation),
+                           shown.isNull() ? tr("the image cannot be shown") : QString());
+    }
+    progress_.report(1, QString());
+    return result;
+}
+
+JobResult StackWorker::doStack(const QStringList& files, VImageBlender::MultifocusMethod method, Alignment alignment)
+{
+    JobResult result;
+    result.kind = JobResult::Stack;
+    const LibraryErrors errors;
+    VImageBlender blender(method, alignment == Alignment::Keypoints, alignment == Alignment::Local);
+    // The shots share the bar but its last twentieth, which is the merge's final pass.
+    const double shotsPart = 0.95;
+    const int count = int(files.size());
+    for (int i = 0; i < count; ++i) {
+        const QString name = QFileInfo(files[i]).fileName();
+        const VProgress::Section section(&progress_, shotsPart * i / count, shotsPart * (i + 1) / count);
+        stagePrefix_ = tr("shot %1 of %2: ").arg(i + 1).arg(count);
+        progress_.report(0, tr("reading %1").arg(name));
+        VImage shot;
+        if (!shot.load(files[i])) {
+            result.error = tr("%1: %2").arg(name, shot.status().message());
+            return result;
+        }
+        if (progress_.isCancelled() || !blender.addImage(shot)) {
+            result.cancelled = progress_.isCancelled();
+            if (!result.cancelled) {
+                const QString reason = errors.first();
+                result.error =
+                    tr("%1: %2").arg(name, reason.isEmpty() ? tr("the stack cannot take this shot") : reason);
+            }
+            return result;
+        }
+    }
+    {
+        const VProgress::Section section(&progress_, shotsPart, 1);
+        stagePrefix_.clear();
+        progress_.report(0, tr("finishing the merge"));
+        result.image = blender.image();
+        result.depth = blender.depthMap();
+    }
+    if (result.image.isEmpty()) {
+        result.cancelled = progress_.isCancelled();
+        if (!result.cancelled)
+            result.error = errors.first().isEmpty() ? tr("the stack gave no image") : errors.first();
+        result.depth = VImage();
+    }
+    result.shots = blender.count();
+    return result;
+}
+
+} // namespace studio

@@ -1,0 +1,92 @@
+// The application's one worker thread: reading shots, stacking them and running the image tools, one job at
+// a time, with a VProgress current on that thread so that cancel() from the window's thread stops the
+// library at its next check. The window only ever waits for signals, so it never freezes.
+#pragma once
+
+#include <vexa/imp/VImage.h>
+#include <vexa/imp/VImageBlender.h>
+#include <vexa/imp/VProgress.h>
+
+#include <QImage>
+#include <QObject>
+#include <QStringList>
+#include <QThread>
+
+#include <functional>
+#include <memory>
+
+namespace studio {
+
+enum class Alignment { None, Keypoints, Local };
+
+// A single-image tool: reads the source, writes a new image into *result.
+using ToolFunction = std::function<VStatus(const VImage& source, VImage* result)>;
+
+// What a job hands back. An empty error and cancelled unset mean success.
+struct JobResult {
+    enum Kind { ReadShots, Stack, Tool };
+    Kind kind = Stack;
+    QString title; // a tool's name, for the undo history
+    VImage source; // a tool's input
+    VImage image;  // the stack's merge or the tool's output
+    VImage depth;  // the stack's depth map (the depth-map method only)
+    int shots = 0; // how many shots the stack merged
+    QString error;
+    bool cancelled = false;
+};
+
+// The library's error records emitted on the thread that made this object, while it lives: operations
+// that return a plain bool (loading, VImageBlender::addImage) say why only there.
+class LibraryErrors {
+public:
+    LibraryErrors();
+    ~LibraryErrors();
+    LibraryErrors(const LibraryErrors&) = delete;
+    LibraryErrors& operator=(const LibraryErrors&) = delete;
+    // The first error: the cause, where later ones only say what gave up because of it.
+    QString first() const;
+
+private:
+    std::shared_ptr<QStringList> texts_;
+    int sink_ = 0;
+};
+
+class StackWorker : public QObject {
+    Q_OBJECT
+public:
+    explicit StackWorker(QObject* parent = nullptr);
+    ~StackWorker() override; // cancels the running job and waits for it
+
+    bool isBusy() const { return busy_; }
+    // Each starts a job and returns false, doing nothing, while another runs.
+    bool readShots(const QStringList& files, int thumbnailSize);
+    bool stack(const QStringList& files, VImageBlender::MultifocusMethod method, Alignment alignment);
+    bool runTool(const QString& title, const VImage& source, const ToolFunction& tool);
+    // Safe at any time; the job ends at the library's next check and reports cancelled.
+    void cancel();
+
+signals:
+    void progressed(double fraction, const QString& stage);
+    void thumbnailRead(int index, const QImage& thumbnail, const QString& error);
+    void finished(const studio::JobResult& result);
+
+private:
+    bool start(std::function<JobResult()> job);
+    JobResult doReadShots(const QStringList& files, int thumbnailSize);
+    JobResult doStack(const QStringList& files, VImageBlender::MultifocusMethod method, Alignment alignment);
+
+    QThread thread_;
+    QObject runner_; // lives on thread_: jobs are queued to it
+    VProgress progress_;
+    int lastPermille_ = -1; // touched on the worker thread only
+    QString stagePrefix_;   // which shot the library's stage texts are about; worker thread only
+    bool busy_ = false;     // touched on the window's thread only
+};
+
+// The image as the screen shows it: 8-bit images as they are, others brought to 8 bits; null when the
+// library has no displayable form of it.
+QImage displayImage(const VImage& image);
+
+} // namespace studio
+
+Q_DECLARE_METATYPE(studio::JobResult)

@@ -1,0 +1,491 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ru_RU">
+<context>
+    <name>studio::MainWindow</name>
+    <message>
+        <source>Vexa Studio</source>
+        <translation>Vexa Studio</translation>
+    </message>
+    <message>
+        <source>The shots. Select one to see it, or to compare it with the result.</source>
+        <translation>Снимки. Выберите снимок, чтобы посмотреть его или сравнить с результатом.</translation>
+    </message>
+    <message>
+        <source>Depth map</source>
+        <translation>Карта глубины</translation>
+    </message>
+    <message>
+        <source>Maximum sharpness</source>
+        <translation>Наибольшая резкость</translation>
+    </message>
+    <message>
+        <source>Pyramid</source>
+        <translation>Пирамида</translation>
+    </message>
+    <message>
+        <source>Weighted, running</source>
+        <translation>Взвешенное, по ходу</translation>
+    </message>
+    <message>
+        <source>Weighted, all shots</source>
+        <translation>Взвешенное, по всем снимкам</translation>
+    </message>
+    <message>
+        <source>How the shots are merged. Only the depth-map method also gives a depth map.</source>
+        <translation>Как объединяются снимки. Карту глубины даёт только метод «Карта глубины».</translation>
+    </message>
+    <message>
+        <source>None (tripod)</source>
+        <translation>Нет (штатив)</translation>
+    </message>
+    <message>
+        <source>Keypoints (hand-held)</source>
+        <translation>По ключевым точкам (с рук)</translation>
+    </message>
+    <message>
+        <source>Local stabilization</source>
+        <translation>Локальная стабилизация</translation>
+    </message>
+    <message>
+        <source>Line the shots up before merging them: needed when the camera moved between shots.</source>
+        <translation>Совместить снимки перед объединением: нужно, если камера сдвигалась между снимками.</translation>
+    </message>
+    <message>
+        <source>Method:</source>
+        <translation>Метод:</translation>
+    </message>
+    <message>
+        <source>Alignment:</source>
+        <translation>Выравнивание:</translation>
+    </message>
+    <message>
+        <source>&amp;Stack</source>
+        <translation>&amp;Объединить</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Отмена</translation>
+    </message>
+    <message>
+        <source>cancelling...</source>
+        <translation>отмена...</translation>
+    </message>
+    <message>
+        <source>Shots</source>
+        <translation>Снимки</translation>
+    </message>
+    <message>
+        <source>Histogram of the view</source>
+        <translation>Гистограмма видимой части</translation>
+    </message>
+    <message>
+        <source>&amp;File</source>
+        <translation>&amp;Файл</translation>
+    </message>
+    <message>
+        <source>&amp;Open shots...</source>
+        <translation>&amp;Открыть снимки...</translation>
+    </message>
+    <message>
+        <source>Open &amp;folder...</source>
+        <translation>Открыть &amp;папку...</translation>
+    </message>
+    <message>
+        <source>&amp;Save result...</source>
+        <translation>&amp;Сохранить результат...</translation>
+    </message>
+    <message>
+        <source>Save result</source>
+        <translation>Сохранить результат</translation>
+    </message>
+    <message>
+        <source>Save &amp;depth map...</source>
+        <translation>Сохранить &amp;карту глубины...</translation>
+    </message>
+    <message>
+        <source>Save depth map</source>
+        <translation>Сохранить карту глубины</translation>
+    </message>
+    <message>
+        <source>&amp;Quit</source>
+        <translation>&amp;Выход</translation>
+    </message>
+    <message>
+        <source>&amp;Edit</source>
+        <translation>&amp;Правка</translation>
+    </message>
+    <message>
+        <source>&amp;Undo</source>
+        <translation>&amp;Отменить</translation>
+    </message>
+    <message>
+        <source>&amp;Redo</source>
+        <translation>&amp;Повторить</translation>
+    </message>
+    <message>
+        <source>&amp;View</source>
+        <translation>&amp;Вид</translation>
+    </message>
+    <message>
+        <source>&amp;Result</source>
+        <translation>&amp;Результат</translation>
+    </message>
+    <message>
+        <source>&amp;Before and after</source>
+        <translation>&amp;До и после</translation>
+    </message>
+    <message>
+        <source>&amp;Depth map</source>
+        <translation>&amp;Карта глубины</translation>
+    </message>
+    <message>
+        <source>Zoom to &amp;fit</source>
+        <translation>&amp;По размеру окна</translation>
+    </message>
+    <message>
+        <source>&amp;Actual size (100%)</source>
+        <translation>&amp;Исходный размер (100%)</translation>
+    </message>
+    <message>
+        <source>Zoom &amp;in</source>
+        <translation>&amp;Увеличить</translation>
+    </message>
+    <message>
+        <source>Zoom &amp;out</source>
+        <translation>&amp;Уменьшить</translation>
+    </message>
+    <message>
+        <source>Main</source>
+        <translation>Основная</translation>
+    </message>
+    <message>
+        <source>Open shots</source>
+        <translation>Открыть снимки</translation>
+    </message>
+    <message>
+        <source>Images (%1)</source>
+        <translation>Изображения (%1)</translation>
+    </message>
+    <message>
+        <source>Open a folder of shots</source>
+        <translation>Открыть папку со снимками</translation>
+    </message>
+    <message>
+        <source>Wait for the current work to finish, or cancel it.</source>
+        <translation>Дождитесь окончания текущей работы или отмените её.</translation>
+    </message>
+    <message>
+        <source>No images</source>
+        <translation>Нет изображений</translation>
+    </message>
+    <message>
+        <source>No image files were found in:
+%1</source>
+        <translation>Не найдено файлов изображений в:
+%1</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>No shots</source>
+        <translation>Нет снимков</translation>
+    </message>
+    <message>
+        <source>Open the shots first: File &gt; Open shots, or drop image files or a folder on the window.</source>
+        <translation>Сначала откройте снимки: Файл &gt; Открыть снимки, или перетащите файлы изображений или папку в окно.</translation>
+    </message>
+    <message>
+        <source>There is no image to work on: open shots, or stack them first.</source>
+        <translation>Нет изображения для обработки: откройте снимки или сначала объедините их.</translation>
+    </message>
+    <message>
+        <source>Cancelled; nothing was changed.</source>
+        <translation>Отменено; ничего не изменено.</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n shot(s) opened.</source>
+        <translation>
+            <numerusform>Открыт %n снимок.</numerusform>
+            <numerusform>Открыто %n снимка.</numerusform>
+            <numerusform>Открыто %n снимков.</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Some shots cannot be read</source>
+        <translation>Некоторые снимки не удалось прочитать</translation>
+    </message>
+    <message>
+        <source>Stacking failed.</source>
+        <translation>Объединение не удалось.</translation>
+    </message>
+    <message>
+        <source>Stacking failed</source>
+        <translation>Объединение не удалось</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n shot(s) stacked.</source>
+        <translation>
+            <numerusform>Объединён %n снимок.</numerusform>
+            <numerusform>Объединено %n снимка.</numerusform>
+            <numerusform>Объединено %n снимков.</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>%1 failed.</source>
+        <translation>%1: не удалось.</translation>
+    </message>
+    <message>
+        <source>%1 failed</source>
+        <translation>%1: не удалось</translation>
+    </message>
+    <message>
+        <source>%1: done.</source>
+        <translation>%1: готово.</translation>
+    </message>
+    <message>
+        <source>starting...</source>
+        <translation>начало...</translation>
+    </message>
+    <message>
+        <source>No depth map: stack the shots with the depth-map method.</source>
+        <translation>Нет карты глубины: объедините снимки методом «Карта глубины».</translation>
+    </message>
+    <message>
+        <source>Depth map: blue = shot 1 (near), red = shot %1 (far)</source>
+        <translation>Карта глубины: синий = снимок 1 (близко), красный = снимок %1 (далеко)</translation>
+    </message>
+    <message>
+        <source>No result yet: stack the shots to compare the result with them.</source>
+        <translation>Результата пока нет: объедините снимки, чтобы сравнить с ними результат.</translation>
+    </message>
+    <message>
+        <source>After: result</source>
+        <translation>После: результат</translation>
+    </message>
+    <message>
+        <source>Before: %1</source>
+        <translation>До: %1</translation>
+    </message>
+    <message>
+        <source>Result</source>
+        <translation>Результат</translation>
+    </message>
+    <message>
+        <source>Open shots (File &gt; Open shots or Open folder), or drop image files or a folder here.</source>
+        <translation>Откройте снимки (Файл &gt; Открыть снимки или Открыть папку) или перетащите сюда файлы изображений или папку.</translation>
+    </message>
+    <message>
+        <source>This shot cannot be shown.</source>
+        <translation>Этот снимок не удаётся показать.</translation>
+    </message>
+    <message>
+        <source>There is nothing to save yet.</source>
+        <translation>Сохранять пока нечего.</translation>
+    </message>
+    <message>
+        <source>PNG image (*.png);;TIFF image (*.tif *.tiff);;JPEG image (*.jpg);;All files (*)</source>
+        <translation>Изображение PNG (*.png);;Изображение TIFF (*.tif *.tiff);;Изображение JPEG (*.jpg);;Все файлы (*)</translation>
+    </message>
+    <message>
+        <source>Cannot save %1</source>
+        <translation>Не удалось сохранить %1</translation>
+    </message>
+    <message>
+        <source>Saved %1</source>
+        <translation>Сохранено: %1</translation>
+    </message>
+    <message>
+        <source>The library gave no reason.</source>
+        <translation>Библиотека не сообщила причину.</translation>
+    </message>
+</context>
+<context>
+    <name>studio::StackWorker</name>
+    <message>
+        <source>reading %1</source>
+        <translation>чтение %1</translation>
+    </message>
+    <message>
+        <source>the image cannot be shown</source>
+        <translation>изображение не удаётся показать</translation>
+    </message>
+    <message>
+        <source>shot %1 of %2: </source>
+        <translation>снимок %1 из %2: </translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>the stack cannot take this shot</source>
+        <translation>этот снимок нельзя добавить к стопке</translation>
+    </message>
+    <message>
+        <source>finishing the merge</source>
+        <translation>завершение объединения</translation>
+    </message>
+    <message>
+        <source>the stack gave no image</source>
+        <translation>объединение не дало изображения</translation>
+    </message>
+</context>
+<context>
+    <name>studio::ToolsMenu</name>
+    <message>
+        <source>Brightness and contrast</source>
+        <translation>Яркость и контраст</translation>
+    </message>
+    <message>
+        <source>Brightness</source>
+        <translation>Яркость</translation>
+    </message>
+    <message>
+        <source>Contrast</source>
+        <translation>Контраст</translation>
+    </message>
+    <message>
+        <source>&amp;Tools</source>
+        <translation>&amp;Инструменты</translation>
+    </message>
+    <message>
+        <source>&amp;Convert</source>
+        <translation>&amp;Преобразовать</translation>
+    </message>
+    <message>
+        <source>Gray, 8 bits</source>
+        <translation>Серое, 8 бит</translation>
+    </message>
+    <message>
+        <source>Gray, 16 bits</source>
+        <translation>Серое, 16 бит</translation>
+    </message>
+    <message>
+        <source>Gray, floating point</source>
+        <translation>Серое, с плавающей точкой</translation>
+    </message>
+    <message>
+        <source>Colour (BGR), 8 bits</source>
+        <translation>Цветное (BGR), 8 бит</translation>
+    </message>
+    <message>
+        <source>Colour (XRGB), 8 bits</source>
+        <translation>Цветное (XRGB), 8 бит</translation>
+    </message>
+    <message>
+        <source>Colour with alpha (ARGB), 8 bits</source>
+        <translation>Цветное с альфа-каналом (ARGB), 8 бит</translation>
+    </message>
+    <message>
+        <source>&amp;Filters</source>
+        <translation>&amp;Фильтры</translation>
+    </message>
+    <message>
+        <source>Gaussian blur...</source>
+        <translation>Размытие по Гауссу...</translation>
+    </message>
+    <message>
+        <source>Gaussian blur</source>
+        <translation>Размытие по Гауссу</translation>
+    </message>
+    <message>
+        <source>Kernel size (pixels):</source>
+        <translation>Размер ядра (пиксели):</translation>
+    </message>
+    <message>
+        <source>Median...</source>
+        <translation>Медианный фильтр...</translation>
+    </message>
+    <message>
+        <source>Median</source>
+        <translation>Медианный фильтр</translation>
+    </message>
+    <message>
+        <source>Sharpen...</source>
+        <translation>Резкость...</translation>
+    </message>
+    <message>
+        <source>Sharpen</source>
+        <translation>Резкость</translation>
+    </message>
+    <message>
+        <source>Strength (1 leaves the image as it is):</source>
+        <translation>Сила (1 оставляет изображение как есть):</translation>
+    </message>
+    <message>
+        <source>Local contrast...</source>
+        <translation>Локальный контраст...</translation>
+    </message>
+    <message>
+        <source>Local contrast</source>
+        <translation>Локальный контраст</translation>
+    </message>
+    <message>
+        <source>Amount (percent):</source>
+        <translation>Величина (проценты):</translation>
+    </message>
+    <message>
+        <source>Erode</source>
+        <translation>Эрозия</translation>
+    </message>
+    <message>
+        <source>Dilate</source>
+        <translation>Дилатация</translation>
+    </message>
+    <message>
+        <source>&amp;Rotate and flip</source>
+        <translation>&amp;Поворот и отражение</translation>
+    </message>
+    <message>
+        <source>Rotate left (90°)</source>
+        <translation>Повернуть влево (90°)</translation>
+    </message>
+    <message>
+        <source>Rotate right (90°)</source>
+        <translation>Повернуть вправо (90°)</translation>
+    </message>
+    <message>
+        <source>Rotate 180°</source>
+        <translation>Повернуть на 180°</translation>
+    </message>
+    <message>
+        <source>Rotate by angle...</source>
+        <translation>Повернуть на угол...</translation>
+    </message>
+    <message>
+        <source>Rotate by angle</source>
+        <translation>Повернуть на угол</translation>
+    </message>
+    <message>
+        <source>Angle in degrees (counter-clockwise):</source>
+        <translation>Угол в градусах (против часовой стрелки):</translation>
+    </message>
+    <message>
+        <source>Flip horizontally</source>
+        <translation>Отразить по горизонтали</translation>
+    </message>
+    <message>
+        <source>Flip vertically</source>
+        <translation>Отразить по вертикали</translation>
+    </message>
+    <message>
+        <source>Resize...</source>
+        <translation>Изменить размер...</translation>
+    </message>
+    <message>
+        <source>Resize</source>
+        <translation>Изменить размер</translation>
+    </message>
+    <message>
+        <source>New size (percent of the current one):</source>
+        <translation>Новый размер (процент от текущего):</translation>
+    </message>
+    <message>
+        <source>Brightness and contrast...</source>
+        <translation>Яркость и контраст...</translation>
+    </message>
+</context>
+</TS>

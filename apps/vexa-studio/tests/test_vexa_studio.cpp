@@ -1,0 +1,196 @@
+// The window driven through its own widgets and actions on a virtual X server: shots dropped on it,
+// stacked with the Stack button, viewed as result, split and depth map, changed by a tool and undone, and a
+// long stack cancelled with the Cancel button. Screenshots go to VEXA_STUDIO_SCREENSHOTS for a person to
+// look at.
+#include "ImageViewer.h"
+#include "MainWindow.h"
+#include "focus_series.h"
+
+#include <vexa/Vexa.h>
+
+#include <QComboBox>
+#include <QDropEvent>
+#include <QListWidget>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <opencv2/imgproc.hpp>
+
+using namespace studio;
+
+namespace {
+
+constexpr int kWait = 600000; // generous: sanitizer builds on shared cores are slow
+
+// A rendered focus series of the "steps" scene, each shot scaled to `output` when one is given.
+QStringList renderSeries(const QString& folder, cv::Size size, int shots, cv::Size output, const char* suffix)
+{
+    vexatool::FocusSeriesSettings settings;
+    settings.size = size;
+    settings.shots = shots;
+    settings.depth = vexatool::DepthKind::Steps;
+    const vexatool::FocusSeriesRenderer renderer(vexatool::drawScene(size, settings.seed),
+                                                 vexatool::makeDepth(size, settings.depth, settings.seed), settings);
+    QDir().mkpath(folder);
+    QStringList files;
+    for (int k = 0; k < shots; ++k) {
+        cv::Mat shot = renderer.renderShot(k);
+        if (!output.empty())
+            cv::resize(shot, shot, output, 0, 0, cv::INTER_LINEAR);
+        const QString file = QDir(folder).filePath(QStringLiteral("shot-%1.%2").arg(k + 1).arg(suffix));
+        if (!QImage(shot.data, shot.cols, shot.rows, int(shot.step), QImage::Format_BGR888).save(file))
+            return {};
+        files << file;
+    }
+    return files;
+}
+
+// Drags the paths onto the window the way a file manager does.
+bool drop(QWidget* window, const QStringList& paths)
+{
+    QMimeData mime;
+    QList<QUrl> urls;
+    for (const QString& path : paths)
+        urls << QUrl::fromLocalFile(path);
+    mime.setUrls(urls);
+    const QPoint at = window->rect().center();
+    QDragEnterEvent enter(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window, &enter);
+    QDropEvent dropped(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window, &dropped);
+    return enter.isAccepted() && dropped.isAccepted();
+}
+
+void screenshot(QWidget* window, const char* name)
+{
+    QTest::qWait(300); // lets the histogram, which follows the view a moment later, catch up
+    QDir().mkpath(QStringLiteral(VEXA_STUDIO_SCREENSHOTS));
+    QVERIFY(window->grab().save(QDir(QStringLiteral(VEXA_STUDIO_SCREENSHOTS)).filePath(QLatin1String(name))));
+}
+
+} // namespace
+
+class TestVexaStudio : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(dir_.isValid());
+        window_ = std::make_unique<MainWindow>();
+        window_->show();
+        window_->activateWindow(); // keyboard shortcuts reach the active window only
+        QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+    }
+    void cleanupTestCase() { window_.reset(); }
+
+    void stacksThroughTheWindow()
+    {
+        const QStringList files = renderSeries(dir_.filePath("small"), cv::Size(480, 360), 3, cv::Size(), "png");
+        QCOMPARE(files.size(), 3);
+        QVERIFY(drop(window_.get(), files));
+        QCOMPARE(window_->shots(), files);
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        screenshot(window_.get(), "1-shots-loaded.png");
+
+        auto* method = window_->findChild<QComboBox*>("methodBox");
+        method->setCurrentIndex(method->findData(VImageBlender::MultifocusDepthMap));
+        window_->findChild<QComboBox*>("alignBox")->setCurrentIndex(0);
+        QTest::mouseClick(window_->findChild<QPushButton*>("stackButton"), Qt::LeftButton);
+        QVERIFY(window_->isBusy());
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+
+        // The same stack through the library directly, byte for byte.
+        VImageBlender blender(VImageBlender::MultifocusDepthMap);
+        for (const QString& file : files) {
+            VImage shot;
+            QVERIFY(shot.load(file));
+            QVERIFY(blender.addImage(shot));
+        }
+        const VImage expected = blender.image();
+        QVERIFY(!expected.isEmpty());
+        QVERIFY(window_->result().isEqual(expected));
+        QVERIFY(window_->depthMap().isEqual(blender.depthMap()));
+        auto* viewer = window_->findChild<ImageViewer*>("viewer");
+        QCOMPARE(viewer->image(), VEXA::toQImage(expected));
+        screenshot(window_.get(), "2-result.png");
+
+        // Before/after with the shot focused farthest, picked by a click on its thumbnail.
+        auto* list = window_->findChild<QListWidget*>("shotList");
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, Qt::NoModifier,
+                          list->visualItemRect(list->item(2)).center());
+        QCOMPARE(list->currentRow(), 2);
+        window_->findChild<QAction*>("actionSplit")->trigger();
+        QVERIFY(viewer->isSplit());
+        QCOMPARE(viewer->image(), VEXA::toQImage(expected));
+        screenshot(window_.get(), "3-before-after.png");
+
+        window_->findChild<QAction*>("actionDepth")->trigger();
+        QVERIFY(!viewer->isSplit());
+        QCOMPARE(viewer->image().size(), expected.size());
+        screenshot(window_.get(), "4-depth-map.png");
+
+        // A tool changes the result through the worker; undo brings the stack's result back.
+        window_->findChild<QAction*>("actionResult")->trigger();
+        window_->findChild<QAction*>("actionRotateLeft")->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        QCOMPARE(window_->result().size(), expected.size().transposed());
+        QCOMPARE(viewer->image().size(), expected.size().transposed());
+        window_->findChild<QAction*>("actionUndo")->trigger();
+        QVERIFY(window_->result().isEqual(expected));
+        QCOMPARE(viewer->image(), VEXA::toQImage(expected));
+    }
+
+    void cancelKeepsTheResultAndTheWindowResponsive()
+    {
+        const VImage before = window_->result();
+        QVERIFY(!before.isEmpty());
+        const QString folder = dir_.filePath("big");
+        QCOMPARE(renderSeries(folder, cv::Size(480, 360), 8, cv::Size(4000, 3000), "jpg").size(), 8);
+        QVERIFY(drop(window_.get(), {folder}));
+        QCOMPARE(window_->shots().size(), 8);
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+
+        auto* progress = window_->findChild<QProgressBar*>("progressBar");
+        QTest::mouseClick(window_->findChild<QPushButton*>("stackButton"), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(progress->value() > 0, kWait);
+        // The window's own event loop runs while the worker stacks: a timer fires, the view zooms.
+        bool fired = false;
+        QTimer::singleShot(1, this, [&] { fired = true; });
+        QTRY_VERIFY_WITH_TIMEOUT(fired, kWait);
+        auto* viewer = window_->findChild<ImageViewer*>("viewer");
+        QTest::keyClick(window_.get(), Qt::Key_1, Qt::ControlModifier);
+        QCOMPARE(viewer->scale(), 1.0);
+        QVERIFY(window_->isBusy());
+        screenshot(window_.get(), "5-stacking-big.png");
+
+        QTest::mouseClick(window_->findChild<QPushButton*>("cancelButton"), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        QVERIFY(window_->result().isEqual(before));
+        QCOMPARE(viewer->image(), VEXA::toQImage(before));
+        screenshot(window_.get(), "6-cancelled.png");
+    }
+
+    void russianInterface()
+    {
+        QVERIFY(installTranslations(QStringLiteral("ru")));
+        MainWindow russian;
+        const QString stack = russian.findChild<QPushButton*>("stackButton")->text();
+        QVERIFY2(!stack.contains(QLatin1String("Stack")), qPrintable(stack));
+        // The library's texts, such as its cancellation message, come in Russian too.
+        QVERIFY(QCoreApplication::translate("QObject", "Operation cancelled") != QLatin1String("Operation cancelled"));
+        russian.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&russian));
+        screenshot(&russian, "7-russian.png");
+    }
+
+private:
+    QTemporaryDir dir_;
+    std::unique_ptr<MainWindow> window_;
+};
+
+QTEST_MAIN(TestVexaStudio)
+#include "test_vexa_studio.moc"
