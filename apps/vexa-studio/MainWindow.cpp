@@ -60,19 +60,6 @@ QStringList imageFiles(const QStringList& paths)
     return files;
 }
 
-QString describe(const VImage& image)
-{
-    static const char* formats[] = {"Gray", "BGR", "ARGB", "XRGB", "ARGB premultiplied", "YUV 4:2:2"};
-    static const char* channels[] = {"8u", "8s", "16u", "16s", "32s", "32f"};
-    if (image.isEmpty() || image.format() < 0 || image.format() > 5 || image.channelType() < 0 ||
-        image.channelType() > 5)
-        return QString();
-    return QStringLiteral("%1 × %2, %3 %4")
-        .arg(image.width())
-        .arg(image.height())
-        .arg(QLatin1String(formats[image.format()]), QLatin1String(channels[image.channelType()]));
-}
-
 } // namespace
 
 bool installTranslations(const QString& language)
@@ -461,7 +448,7 @@ void MainWindow::updateView()
         viewer_->setPlaceholder(tr("No depth map: stack the shots with the depth-map method."));
         viewer_->setImage(depthMapColours(depth_, depthShots_),
                           tr("Depth map: blue = shot 1 (near), red = shot %1 (far)").arg(depthShots_));
-        sizeLabel_->setText(describe(depth_));
+        sizeLabel_->setText(describeImage(depth_));
         return;
     }
     if (splitAction_->isChecked()) {
@@ -477,7 +464,7 @@ void MainWindow::updateView()
                                                  : tr("This shot cannot be shown."));
         viewer_->setImage(displayImage(shot), name);
     }
-    sizeLabel_->setText(describe(result_.isEmpty() ? shot : result_));
+    sizeLabel_->setText(describeImage(result_.isEmpty() ? shot : result_));
 }
 
 void MainWindow::updateHistogram()

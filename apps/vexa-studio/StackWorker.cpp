@@ -23,6 +23,20 @@ LibraryErrors::~LibraryErrors() { VLog::removeSink(sink_); }
 
 QString LibraryErrors::first() const { return texts_->isEmpty() ? QString() : texts_->first(); }
 
+QString describeImage(const VImageHeader& header)
+{
+    static const char* formats[] = {"Gray", "BGR", "ARGB", "XRGB", "ARGB premultiplied", "YUV 4:2:2"};
+    static const char* channels[] = {"8u", "8s", "16u", "16s", "32s", "32f"};
+    if (header.format < 0 || header.format > 5 || header.channelType < 0 || header.channelType > 5)
+        return QString();
+    return QStringLiteral("%1 × %2, %3 %4")
+        .arg(header.width)
+        .arg(header.height)
+        .arg(QLatin1String(formats[header.format]), QLatin1String(channels[header.channelType]));
+}
+
+QString describeImage(const VImage& image) { return image.isEmpty() ? QString() : describeImage(image.header()); }
+
 QImage displayImage(const VImage& image)
 {
     if (image.isEmpty())
@@ -146,6 +160,7 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
     // The shots share the bar but its last twentieth, which is the merge's final pass.
     const double shotsPart = 0.95;
     const int count = int(files.size());
+    VImageHeader first; // for describing a shot unlike it
     for (int i = 0; i < count; ++i) {
         const QString name = QFileInfo(files[i]).fileName();
         const VProgress::Section section(&progress_, shotsPart * i / count, shotsPart * (i + 1) / count);
@@ -159,12 +174,18 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
         if (progress_.isCancelled() || !blender.addImage(shot)) {
             result.cancelled = progress_.isCancelled();
             if (!result.cancelled) {
-                const QString reason = errors.first();
+                // The blender refuses a shot unlike the first without a word; say how it differs.
+                QString reason = errors.first();
+                if (reason.isEmpty() && i > 0 && !(shot.header() == first))
+                    reason = tr("it is %1, but the first shot is %2; all shots must be alike")
+                                 .arg(describeImage(shot), describeImage(first));
                 result.error =
                     tr("%1: %2").arg(name, reason.isEmpty() ? tr("the stack cannot take this shot") : reason);
             }
             return result;
         }
+        if (i == 0)
+            first = shot.header();
     }
     {
         const VProgress::Section section(&progress_, shotsPart, 1);

@@ -86,6 +86,9 @@ private:
 // The image as the screen shows it: 8-bit images as they are, others brought to 8 bits; null when the
 // library has no displayable form of it.
 QImage displayImage(const VImage& image);
+// "640 × 480, XRGB 8u"; empty for an empty image.
+QString describeImage(const VImage& image);
+QString describeImage(const VImageHeader& header);
 
 } // namespace studio
 

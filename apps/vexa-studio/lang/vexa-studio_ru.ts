@@ -332,6 +332,10 @@
         <source>the stack gave no image</source>
         <translation>объединение не дало изображения</translation>
     </message>
+    <message>
+        <source>it is %1, but the first shot is %2; all shots must be alike</source>
+        <translation>снимок %1, а первый снимок — %2; все снимки должны быть одинаковыми</translation>
+    </message>
 </context>
 <context>
     <name>studio::ToolsMenu</name>

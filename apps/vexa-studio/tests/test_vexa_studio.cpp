@@ -11,6 +11,7 @@
 #include <QComboBox>
 #include <QDropEvent>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
@@ -62,6 +63,22 @@ bool drop(QWidget* window, const QStringList& paths)
     QDropEvent dropped(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(window, &dropped);
     return enter.isAccepted() && dropped.isAccepted();
+}
+
+// Runs the action and returns the text of the message box it leads to, answering the box.
+QString messageAfter(const std::function<void()>& action)
+{
+    QString text;
+    QTimer answer;
+    QObject::connect(&answer, &QTimer::timeout, [&] {
+        if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            text = box->text();
+            box->accept();
+        }
+    });
+    answer.start(20);
+    action();
+    return QTest::qWaitFor([&] { return !text.isEmpty(); }, kWait) ? text : QString();
 }
 
 void screenshot(QWidget* window, const char* name)
@@ -172,6 +189,33 @@ private slots:
         QVERIFY(window_->result().isEqual(before));
         QCOMPARE(viewer->image(), VEXA::toQImage(before));
         screenshot(window_.get(), "6-cancelled.png");
+    }
+
+    void errorsAreShownWithTheirText()
+    {
+        const VImage before = window_->result();
+        const QString folder = dir_.filePath("broken");
+        QDir().mkpath(folder);
+        // A good shot, and one whose file is cut off halfway: the library's own reason must reach the user.
+        QVERIFY(QFile::copy(dir_.filePath("small/shot-1.png"), folder + "/a-1.png"));
+        QFile whole(dir_.filePath("small/shot-2.png")), cut(folder + "/a-2.png");
+        QVERIFY(whole.open(QIODevice::ReadOnly) && cut.open(QIODevice::WriteOnly));
+        cut.write(whole.readAll().left(int(whole.size() / 2)));
+        cut.close();
+        const QString unreadable = messageAfter([&] { QVERIFY(drop(window_.get(), {folder})); });
+        QVERIFY2(unreadable.startsWith("a-2.png: ") && unreadable.size() > 12, qPrintable(unreadable));
+        auto* stack = window_->findChild<QPushButton*>("stackButton");
+        const QString failed = messageAfter([&] { QTest::mouseClick(stack, Qt::LeftButton); });
+        QVERIFY2(failed.startsWith("a-2.png: ") && failed.size() > 12, qPrintable(failed));
+        QVERIFY(window_->result().isEqual(before));
+
+        // A shot of another size, which the stack refuses.
+        QVERIFY(QImage(folder + "/a-1.png").scaled(240, 180).save(folder + "/b.png"));
+        QVERIFY(drop(window_.get(), {folder + "/a-1.png", folder + "/b.png"}));
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        const QString refused = messageAfter([&] { QTest::mouseClick(stack, Qt::LeftButton); });
+        QVERIFY2(refused.startsWith("b.png: ") && refused.contains(QStringLiteral("240 × 180")), qPrintable(refused));
+        QVERIFY(window_->result().isEqual(before));
     }
 
     void russianInterface()
