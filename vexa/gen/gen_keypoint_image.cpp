@@ -1,1 +1,242 @@
 #include <vexa/gen/gen_keypoint_image.h>
+
+#include <vexa/imp/cv_bridge.h>
+#include <vexa/imp/dispatch.h>
+#include <vexa/imp/exceptions.h>
+#include <vexa/imp/frame.h>
+#include <vexa/imp/progress.h>
+
+#include <opencv2/features2d.hpp>
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <numeric>
+
+namespace VEXA {
+
+namespace {
+
+// A roi under this many pixels on a side has no keypoints: the detectors' scale spaces need a few pixels
+// each way.
+constexpr int minDetectionSide = 16;
+constexpr int maxKeypointsLimit = 100000;
+
+// The gray copy the detectors read, made as VKeypointDescriptors makes its own: 8u through the library's
+// conversion (YUV422: its luma), every other type stretched over 0..255, which a plain conversion to 8u
+// would wrap around or clip.
+cv::Mat grayOf(const VImage& image)
+{
+    if (!isValid(image.format()) || !isValid(image.channelType()))
+        throwUnsupported();
+    cv::Mat plane;
+    if (image.format() == YUV422) {
+        cv::extractChannel(asCvMat(image), plane, 0);
+    } else {
+        const bool eightBit = image.channelType() == Channel8u;
+        const VImage gray = image.convert(GrayScale, eightBit ? Channel8u : Channel32f);
+        if (gray.isEmpty())
+            throwUnsupported();
+        plane = asCvMat(gray).clone();
+    }
+    if (plane.depth() == CV_8U)
+        return plane;
+    plane.convertTo(plane, CV_32F);
+    cv::patchNaNs(plane, 0.0);
+    cv::min(plane, FLT_MAX, plane);
+    cv::max(plane, -FLT_MAX, plane);
+    double low = 0.0, high = 0.0;
+    cv::minMaxLoc(plane, &low, &high);
+    const double gain = high > low ? 255.0 / (high - low) : 0.0;
+    cv::Mat gray8;
+    plane.convertTo(gray8, CV_8U, gain, -low * gain);
+    return gray8;
+}
+
+cv::Ptr<cv::Feature2D> detectorOf(KeypointDetector detector, int maxPerImage)
+{
+    switch (detector) {
+    case KeypointOrb: return cv::ORB::create(maxPerImage);
+    case KeypointAkaze: return cv::AKAZE::create();
+    case KeypointSift: return cv::SIFT::create(maxPerImage);
+    }
+    throw dip_exception("Unknown keypoint detector");
+}
+
+int descriptorType(KeypointDetector detector) { return detector == KeypointSift ? CV_32F : CV_8U; }
+
+// The images of a checked list, each checked as a source.
+QList<VImage> sourcesOf(const VImageList& list)
+{
+    if (!list.status())
+        throw dip_exception_bad_status();
+    if (list.isEmpty())
+        throw dip_exception_empty_source_image();
+    QList<VImage> images;
+    for (int i = 0; i < list.count(); ++i) {
+        images.append(list.at(unsigned(i)));
+        checkSource(images.last());
+    }
+    return images;
+}
+
+// The indices of the strongest keypoints, at most `limit`, in the detector's order.
+std::vector<int> strongest(const std::vector<cv::KeyPoint>& found, int limit)
+{
+    std::vector<int> order(found.size());
+    std::iota(order.begin(), order.end(), 0);
+    if (int(order.size()) > limit) {
+        std::stable_sort(order.begin(), order.end(),
+                         [&](int i, int j) { return found[size_t(i)].response > found[size_t(j)].response; });
+        order.resize(size_t(limit));
+        std::sort(order.begin(), order.end());
+    }
+    return order;
+}
+
+// Detects (and with descriptors, describes) the keypoints of every image of the list.
+QList<VKeypointSet> detectAll(const VImageList& list, KeypointDetector detector, int maxPerImage, bool describe)
+{
+    const QList<VImage> images = sourcesOf(list);
+    if (maxPerImage < 1 || maxPerImage > maxKeypointsLimit)
+        throw dip_exception("The number of keypoints per image must be 1 to 100000");
+    const cv::Ptr<cv::Feature2D> feature = detectorOf(detector, maxPerImage);
+    QList<VKeypointSet> sets;
+    for (int i = 0; i < images.size(); ++i) {
+        checkpoint(double(i) / images.size(), "finding keypoints");
+        VKeypointSet set;
+        set.detector = detector;
+        const cv::Mat roi = asCvMat(images[i]);
+        if (std::min(roi.cols, roi.rows) >= minDetectionSide) {
+            const cv::Mat gray = grayOf(images[i]);
+            std::vector<cv::KeyPoint> found;
+            cv::Mat descriptors;
+            if (describe) {
+                feature->detectAndCompute(gray, cv::noArray(), found, descriptors);
+                CV_Assert(descriptors.rows == int(found.size()));
+            } else {
+                feature->detect(gray, found);
+            }
+            const std::vector<int> kept = strongest(found, maxPerImage);
+            set.keypoints.reserve(kept.size());
+            for (int k : kept)
+                set.keypoints.push_back(found[size_t(k)]);
+            if (describe) {
+                set.descriptors.create(int(kept.size()), descriptors.cols, descriptorType(detector));
+                for (size_t k = 0; k < kept.size(); ++k)
+                    descriptors.row(kept[k]).copyTo(set.descriptors.row(int(k)));
+            }
+        }
+        if (describe && set.descriptors.empty())
+            set.descriptors = cv::Mat(0, 0, descriptorType(detector));
+        sets.append(std::move(set));
+    }
+    reportProgress(1.0, "finding keypoints");
+    return sets;
+}
+
+QPointF pointOf(const cv::KeyPoint& k) { return QPointF(k.pt.x, k.pt.y); }
+
+// A set matchKeypointDescriptors can read: its detector's descriptor type, one row per keypoint.
+void checkSet(const VKeypointSet& set)
+{
+    if (set.detector != KeypointOrb && set.detector != KeypointAkaze && set.detector != KeypointSift)
+        throw dip_exception("Unknown keypoint detector");
+    if (set.keypoints.empty() && set.descriptors.empty())
+        return;
+    if (set.descriptors.dims != 2 || set.descriptors.rows != int(set.keypoints.size()) ||
+        set.descriptors.type() != descriptorType(set.detector) || set.descriptors.cols < 1)
+        throw dip_exception("Descriptors do not fit their keypoints and detector");
+    for (const cv::KeyPoint& k : set.keypoints)
+        if (!std::isfinite(k.pt.x) || !std::isfinite(k.pt.y))
+            throw dip_exception("Keypoint positions must be finite");
+}
+
+} // namespace
+
+VStatus findKeypointPositions(const VImageList& images, QList<QList<QPointF>>* positions, KeypointDetector detector,
+                              int maxPerImage)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        QList<QList<QPointF>>& out = checkOutput(positions);
+        QList<QList<QPointF>> result;
+        for (const VKeypointSet& set : detectAll(images, detector, maxPerImage, false)) {
+            QList<QPointF> points;
+            points.reserve(int(set.keypoints.size()));
+            for (const cv::KeyPoint& k : set.keypoints)
+                points.append(pointOf(k));
+            result.append(points);
+        }
+        out = result;
+        return VStatus::Ok;
+    });
+}
+
+VStatus findKeypointOrientations(const VImageList& images, QList<QList<VKeypoint>>* keypoints,
+                                 KeypointDetector detector, int maxPerImage)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        QList<QList<VKeypoint>>& out = checkOutput(keypoints);
+        QList<QList<VKeypoint>> result;
+        for (const VKeypointSet& set : detectAll(images, detector, maxPerImage, false)) {
+            QList<VKeypoint> values;
+            values.reserve(int(set.keypoints.size()));
+            for (const cv::KeyPoint& k : set.keypoints)
+                values.append(VKeypoint{pointOf(k), k.size, k.angle, k.response, k.octave});
+            result.append(values);
+        }
+        out = result;
+        return VStatus::Ok;
+    });
+}
+
+VStatus findVKeypointDescriptors(const VImageList& images, QList<VKeypointSet>* sets, KeypointDetector detector,
+                                 int maxPerImage)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        QList<VKeypointSet>& out = checkOutput(sets);
+        out = detectAll(images, detector, maxPerImage, true);
+        return VStatus::Ok;
+    });
+}
+
+VStatus matchKeypointDescriptors(const VKeypointSet& a, const VKeypointSet& b, QList<QPair<QPointF, QPointF>>* pairs,
+                                 double ratio, bool crossCheck)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        QList<QPair<QPointF, QPointF>>& out = checkOutput(pairs);
+        checkSet(a);
+        checkSet(b);
+        if (a.detector != b.detector)
+            throw dip_exception("Keypoints of different detectors do not match");
+        if (!(ratio > 0.0 && ratio <= 1.0))
+            throw dip_exception("The ratio must be above 0 and at most 1");
+        QList<QPair<QPointF, QPointF>> result;
+        if (a.keypoints.empty() || b.keypoints.empty()) {
+            out = result;
+            return VStatus::Ok;
+        }
+        if (a.descriptors.cols != b.descriptors.cols)
+            throw dip_exception("Descriptors of different widths do not match");
+        const cv::BFMatcher matcher(a.detector == KeypointSift ? cv::NORM_L2 : cv::NORM_HAMMING);
+        std::vector<std::vector<cv::DMatch>> forward;
+        matcher.knnMatch(a.descriptors, b.descriptors, forward, 2);
+        std::vector<cv::DMatch> backward;
+        if (crossCheck)
+            matcher.match(b.descriptors, a.descriptors, backward);
+        for (const std::vector<cv::DMatch>& m : forward) {
+            if (m.empty())
+                continue;
+            // A single candidate (b has one keypoint) has nothing to be compared with: it passes.
+            if (m.size() == 2 && !(m[0].distance < ratio * m[1].distance))
+                continue;
+            if (crossCheck && backward[size_t(m[0].trainIdx)].trainIdx != m[0].queryIdx)
+                continue;
+            result.append({pointOf(a.keypoints[size_t(m[0].queryIdx)]), pointOf(b.keypoints[size_t(m[0].trainIdx)])});
+        }
+        out = result;
+        return VStatus::Ok;
+    });
+}
+
+} // namespace VEXA
