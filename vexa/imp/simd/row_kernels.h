@@ -1,5 +1,7 @@
 // Row kernels written with OpenCV's universal intrinsics, built twice: for the baseline instruction set
-// (128-bit vectors) and for AVX2 (256-bit), the better of the two chosen once at run time. Each converts one
+// (128-bit vectors) and for AVX2 (256-bit), the better of the two chosen once at run time. Where the
+// universal intrinsics have no byte shuffle within 128-bit halves or no sum of absolute differences (the
+// 3- and 4-byte re-layouts, BGR to gray, byte sums), the AVX2 build uses those instructions directly. Each converts one
 // row of width pixels between raw 8-bit layouts and gives exactly the results of the generic kernels
 // (imp/image_converters.h); tests hold the two builds against them. Plain declarations only: the AVX2 build
 // includes this header, and nothing it includes may be compiled for AVX2 into shared inline code.

@@ -78,11 +78,63 @@ inline void grayVector(const cv::v_uint8& b, const cv::v_uint8& g, const cv::v_u
 }
 #endif
 
+#if CV_AVX2
+// The gray sums of 16 BGR pixels (48 bytes from s) in 16-bit lanes: u = 73 G + 14 B + 37 R and
+// rest = 3 G + 2 B + 3 R, as in grayVector. Each 128-bit half gathers its 8 pixels by byte shuffles of two
+// loads into (B, G) byte pairs, multiplied and added by maddubs, and R widened to 16 bits.
+inline void graySums16(const uint8_t* s, __m256i& u, __m256i& rest)
+{
+    const __m256i v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));      // bytes 0..31
+    const __m256i v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 16)); // bytes 16..47
+    const __m256i p = _mm256_blend_epi32(v0, v1, 0xF0);        // bytes 0..15 | 32..47
+    const __m256i q = _mm256_permute2x128_si256(v0, v1, 0x21); // bytes 16..31 | 16..31
+    // Half 0 takes pixels 0..7: bytes 0..15 from p, 16..23 from q (at 0..7). Half 1 takes pixels 8..15:
+    // bytes 24..31 from q (at 8..15), 32..47 from p (at 0..15).
+    const __m256i bgFromP = _mm256_setr_epi8(0, 1, 3, 4, 6, 7, 9, 10, 12, 13, 15, -1, -1, -1, -1, -1, //
+                                             -1, -1, -1, -1, -1, -1, 1, 2, 4, 5, 7, 8, 10, 11, 13, 14);
+    const __m256i bgFromQ = _mm256_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 0, 2, 3, 5, 6, //
+                                             8, 9, 11, 12, 14, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m256i rFromP = _mm256_setr_epi8(2, -1, 5, -1, 8, -1, 11, -1, 14, -1, -1, -1, -1, -1, -1, -1, //
+                                            -1, -1, -1, -1, 0, -1, 3, -1, 6, -1, 9, -1, 12, -1, 15, -1);
+    const __m256i rFromQ = _mm256_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1, -1, 4, -1, 7, -1, //
+                                            10, -1, 13, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m256i bg = _mm256_or_si256(_mm256_shuffle_epi8(p, bgFromP), _mm256_shuffle_epi8(q, bgFromQ));
+    const __m256i r = _mm256_or_si256(_mm256_shuffle_epi8(p, rFromP), _mm256_shuffle_epi8(q, rFromQ));
+    const __m256i three = _mm256_set1_epi16(3);
+    u = _mm256_add_epi16(_mm256_maddubs_epi16(bg, _mm256_set1_epi16(73 << 8 | 14)), _mm256_mullo_epi16(r, _mm256_set1_epi16(37)));
+    rest = _mm256_add_epi16(_mm256_maddubs_epi16(bg, _mm256_set1_epi16(3 << 8 | 2)), _mm256_mullo_epi16(r, three));
+}
+
+// floor(S / 1000) of 16 pixels from their sums, and a mask of the lanes at an exact multiple of 1000.
+inline __m256i grayQuotients16(const __m256i& u, const __m256i& rest, __m256i& exact)
+{
+    const __m256i t = _mm256_add_epi16(u, _mm256_srli_epi16(rest, 3));
+    const __m256i q = _mm256_srli_epi16(_mm256_mulhi_epu16(t, _mm256_set1_epi16(short(33555))), 6);
+    const __m256i restExact = _mm256_cmpeq_epi16(_mm256_and_si256(rest, _mm256_set1_epi16(7)), _mm256_setzero_si256());
+    exact = _mm256_and_si256(restExact, _mm256_cmpeq_epi16(t, _mm256_mullo_epi16(q, _mm256_set1_epi16(125))));
+    return q;
+}
+#endif
+
 void bgrToGray(const uint8_t* s, uint8_t* d, int w)
 {
     const uint8_t* correction = grayCorrection();
     int x = 0;
-#if CV_SIMD
+#if CV_AVX2
+    for (; x <= w - 32; x += 32) {
+        __m256i u[2], rest[2], q[2], exact[2];
+        for (int h = 0; h < 2; ++h) {
+            graySums16(s + 3 * (x + 16 * h), u[h], rest[h]);
+            q[h] = grayQuotients16(u[h], rest[h], exact[h]);
+        }
+        // packus interleaves the halves by 128-bit lane: the 64-bit permutation puts them back in order.
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + x), _mm256_permute4x64_epi64(_mm256_packus_epi16(q[0], q[1]), 0xD8));
+        const unsigned any = unsigned(_mm256_movemask_epi8(_mm256_or_si256(exact[0], exact[1])));
+        if (any != 0)
+            for (int k = 0; k < 32; ++k)
+                d[x + k] = graySum(s[3 * (x + k)], s[3 * (x + k) + 1], s[3 * (x + k) + 2], correction);
+    }
+#elif CV_SIMD
     for (const int n = cv::v_uint8::nlanes; x <= w - n; x += n) {
         cv::v_uint8 b, g, r;
         cv::v_load_deinterleave(s + 3 * x, b, g, r);
@@ -111,7 +163,28 @@ void bgraToGray(const uint8_t* s, uint8_t* d, int w)
 void bgraToBgr(const uint8_t* s, uint8_t* d, int w)
 {
     int x = 0;
-#if CV_SIMD
+#if CV_AVX2
+    // 32 pixels a round: each 8-pixel load has its fourth bytes squeezed out within its 128-bit halves
+    // (12 bytes each), and one dword permutation a load both joins the halves and puts the 24 bytes where
+    // they go in the three 32-byte stores, which blends then assemble.
+    {
+        const __m256i squeeze = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1, 0, 1, 2, 4, 5, 6,
+                                                 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+        const __m256i p0 = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 0, 0), p1 = _mm256_setr_epi32(2, 4, 5, 6, 0, 0, 0, 1);
+        const __m256i p2 = _mm256_setr_epi32(5, 6, 0, 0, 0, 1, 2, 4), p3 = _mm256_setr_epi32(0, 0, 0, 1, 2, 4, 5, 6);
+        for (; x <= w - 32; x += 32) {
+            const auto load = [&](int k, const __m256i& order) {
+                const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 4 * x + 32 * k));
+                return _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v, squeeze), order);
+            };
+            const __m256i c0 = load(0, p0), c1 = load(1, p1), c2 = load(2, p2), c3 = load(3, p3);
+            auto* out = reinterpret_cast<__m256i*>(d + 3 * x);
+            _mm256_storeu_si256(out, _mm256_blend_epi32(c0, c1, 0xC0));
+            _mm256_storeu_si256(out + 1, _mm256_blend_epi32(c1, c2, 0xF0));
+            _mm256_storeu_si256(out + 2, _mm256_blend_epi32(c2, c3, 0xFC));
+        }
+    }
+#elif CV_SIMD
     for (const int n = cv::v_uint8::nlanes; x <= w - n; x += n) {
         cv::v_uint8 b, g, r, a;
         cv::v_load_deinterleave(s + 4 * x, b, g, r, a);
@@ -126,7 +199,24 @@ void bgraToBgr(const uint8_t* s, uint8_t* d, int w)
 void bgrToBgra(const uint8_t* s, uint8_t* d, int w, bool keepFourth)
 {
     int x = 0;
-#if CV_SIMD
+#if CV_AVX2
+    // 8 pixels a round: the 24 source bytes split 12 and 12 into the two 128-bit halves by a dword
+    // permutation, then spread to 4 bytes a pixel by a byte shuffle within each half. The 32-byte load reads
+    // 8 bytes past the pixels it uses, so the loop stops 11 pixels before the end of the row.
+    {
+        const __m256i split = _mm256_setr_epi32(0, 1, 2, 0, 3, 4, 5, 0);
+        const __m256i spread = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 0, 1, 2, -1, 3, 4, 5,
+                                                -1, 6, 7, 8, -1, 9, 10, 11, -1);
+        const __m256i fourth = _mm256_set1_epi32(int(0xFF000000u));
+        for (; x <= w - 11; x += 8) {
+            const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 3 * x));
+            const __m256i bgr = _mm256_shuffle_epi8(_mm256_permutevar8x32_epi32(v, split), spread);
+            auto* out = reinterpret_cast<__m256i*>(d + 4 * x);
+            const __m256i top = keepFourth ? _mm256_and_si256(_mm256_loadu_si256(out), fourth) : fourth;
+            _mm256_storeu_si256(out, _mm256_or_si256(bgr, top));
+        }
+    }
+#elif CV_SIMD
     using namespace cv;
     // Interleaved by two zips (b with g, r with a zero byte, then the pairs) into 32-bit pixels whose
     // fourth byte is or-ed in: 255, or the destination's own, read as whole words (no four-way split).
@@ -236,7 +326,20 @@ std::uint64_t sumBytes(const uint8_t* s, int count)
 {
     std::uint64_t total = 0;
     int x = 0;
-#if CV_SIMD
+#if CV_AVX2
+    // Sums of absolute differences against zero: four 64-bit sums of 8 bytes each per instruction.
+    {
+        __m256i acc[2] = {_mm256_setzero_si256(), _mm256_setzero_si256()};
+        const __m256i zero = _mm256_setzero_si256();
+        for (; x <= count - 64; x += 64)
+            for (int k = 0; k < 2; ++k)
+                acc[k] = _mm256_add_epi64(
+                    acc[k], _mm256_sad_epu8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + x + 32 * k)), zero));
+        alignas(32) std::uint64_t lanes[4];
+        _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), _mm256_add_epi64(acc[0], acc[1]));
+        total = lanes[0] + lanes[1] + lanes[2] + lanes[3];
+    }
+#elif CV_SIMD
     using namespace cv;
     const int n = v_uint8::nlanes;
     while (x <= count - n) {
