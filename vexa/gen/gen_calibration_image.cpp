@@ -59,29 +59,6 @@ constexpr int maxPatternSide = 1024;
 // clean views, 4.5% on one view repeated.
 constexpr double maxFocalDeviation = 0.02;
 
-// A gray 8u plane of the roi, for OpenCV's detectors: GrayScale as it is, YUV422 by its luma, every other
-// 8u format through the library's own conversion.
-cv::Mat grayPlane(const VImage& image)
-{
-    checkSource(image);
-    if (!isValid(image.format()) || image.channelType() != Channel8u)
-        throwUnsupported();
-    const cv::Mat m = asCvMat(image);
-    if (m.empty())
-        throw dip_exception_empty_source_image();
-    if (image.format() == GrayScale)
-        return m;
-    cv::Mat plane;
-    if (image.format() == YUV422) {
-        cv::extractChannel(m, plane, 0);
-        return plane;
-    }
-    const VImage gray = image.convert(GrayScale, Channel8u);
-    if (!gray.status() || gray.isEmpty())
-        throwUnsupported();
-    return asCvMat(gray).clone(); // the copy's block goes with `gray`
-}
-
 void requirePattern(QSize patternSize)
 {
     if (patternSize.width() < 3 || patternSize.height() < 3 || patternSize.width() > maxPatternSide ||
@@ -162,7 +139,7 @@ void undistortInStripes(const cv::Mat& s, cv::Mat& o, const CameraMats& camera, 
 VStatus findChessboardCorners(const VImage& src, QSize patternSize, QList<QPointF>* corners, bool* found)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat gray = grayPlane(src);
+        const cv::Mat gray = grayPlane(src, false);
         QList<QPointF>& out = checkOutput(corners);
         requirePattern(patternSize);
         checkCancelled();

@@ -22,35 +22,13 @@ namespace {
 constexpr int minDetectionSide = 16;
 constexpr int maxKeypointsLimit = 100000;
 
-// The gray copy the detectors read, made as VKeypointDescriptors makes its own: 8u through the library's
-// conversion (YUV422: its luma), every other type stretched over 0..255, which a plain conversion to 8u
-// would wrap around or clip.
+// Detectors take 8 bits: other channel types come stretched over 0..255 and are rounded.
 cv::Mat grayOf(const VImage& image)
 {
-    if (!isValid(image.format()) || !isValid(image.channelType()))
-        throwUnsupported();
-    cv::Mat plane;
-    if (image.format() == YUV422) {
-        cv::extractChannel(asCvMat(image), plane, 0);
-    } else {
-        const bool eightBit = image.channelType() == Channel8u;
-        const VImage gray = image.convert(GrayScale, eightBit ? Channel8u : Channel32f);
-        if (gray.isEmpty())
-            throwUnsupported();
-        plane = asCvMat(gray).clone();
-    }
-    if (plane.depth() == CV_8U)
-        return plane;
-    plane.convertTo(plane, CV_32F);
-    cv::patchNaNs(plane, 0.0);
-    cv::min(plane, FLT_MAX, plane);
-    cv::max(plane, -FLT_MAX, plane);
-    double low = 0.0, high = 0.0;
-    cv::minMaxLoc(plane, &low, &high);
-    const double gain = high > low ? 255.0 / (high - low) : 0.0;
-    cv::Mat gray8;
-    plane.convertTo(gray8, CV_8U, gain, -low * gain);
-    return gray8;
+    cv::Mat plane = grayPlane(image, true);
+    if (plane.depth() != CV_8U)
+        plane.convertTo(plane, CV_8U);
+    return plane;
 }
 
 cv::Ptr<cv::Feature2D> detectorOf(KeypointDetector detector, int maxPerImage)

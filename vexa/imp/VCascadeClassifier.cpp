@@ -30,29 +30,6 @@ using namespace VEXA;
 
 const char* const cascadeDirVariable = "VEXA_CASCADE_DIR";
 
-// A gray 8u plane of the roi for the detector: GrayScale as it is, YUV422 by its luma, every other 8u
-// format through the library's own conversion.
-cv::Mat grayPlane(const VImage& image)
-{
-    checkSource(image);
-    if (!isValid(image.format()) || image.channelType() != Channel8u)
-        throwUnsupported();
-    const cv::Mat m = asCvMat(image);
-    if (m.empty())
-        throw dip_exception_empty_source_image();
-    if (image.format() == GrayScale)
-        return m;
-    cv::Mat plane;
-    if (image.format() == YUV422) {
-        cv::extractChannel(m, plane, 0);
-        return plane;
-    }
-    const VImage gray = image.convert(GrayScale, Channel8u);
-    if (!gray.status() || gray.isEmpty())
-        throwUnsupported();
-    return asCvMat(gray).clone();
-}
-
 // QSize() or 0 x 0 means no bound, as does a 0 side; negative sides are refused.
 cv::Size boundOf(QSize size)
 {
@@ -156,7 +133,7 @@ VStatus detectObjects(const VImage& src, const VCascadeClassifier& classifier, Q
                       double scaleFactor, int minNeighbours, QSize minSize, QSize maxSize)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat gray = grayPlane(src);
+        const cv::Mat gray = grayPlane(src, false);
         QList<VRectBase>& out = checkOutput(objects);
         const std::shared_ptr<VCascadeClassifier::Data> data = classifier.d_;
         if (!data)

@@ -46,37 +46,6 @@ constexpr double identityPixels = 1e-3;
 constexpr double maxLinearChange = 0.25; // of each element of the 2 x 2 part
 constexpr double maxShiftShare = 0.25;   // of the roi's width or height
 
-// The luminance of an image's roi as one plane in memory of its own: 8u for 8u sources, 32f stretched over
-// 0..255 for every other type (their plain conversion to 8u would wrap around), with NaN taken as 0 and
-// infinities as the largest finite values. YUV422 gives its luma.
-cv::Mat luminance(const VImage& image)
-{
-    if (!isValid(image.format()) || !isValid(image.channelType()))
-        throwUnsupported();
-    const bool eightBit = image.channelType() == Channel8u;
-    cv::Mat plane;
-    if (image.format() == YUV422) {
-        cv::extractChannel(asCvMat(image), plane, 0);
-    } else {
-        const VImage gray = image.convert(GrayScale, eightBit ? Channel8u : Channel32f);
-        if (gray.isEmpty())
-            throwUnsupported();
-        plane = asCvMat(gray).clone();
-    }
-    if (eightBit)
-        return plane;
-    if (plane.depth() != CV_32F)
-        plane.convertTo(plane, CV_32F);
-    cv::patchNaNs(plane, 0.0);
-    cv::min(plane, FLT_MAX, plane);
-    cv::max(plane, -FLT_MAX, plane);
-    double low = 0.0, high = 0.0;
-    cv::minMaxLoc(plane, &low, &high);
-    const double gain = high > low ? 255.0 / (high - low) : 0.0;
-    plane.convertTo(plane, CV_32F, gain, -low * gain);
-    return plane;
-}
-
 // The plane reduced by area averaging so that its long side is at most maxSide pixels.
 cv::Mat reduced(const cv::Mat& plane, int maxSide)
 {
@@ -129,8 +98,8 @@ cv::Matx33d alignment(const VImage& fixed, const VImage& moving)
 {
     const cv::Size full = asCvMat(fixed).size();
     std::vector<cv::Mat> fixedLevels(1), movingLevels(1);
-    reduced(luminance(fixed), alignSide).convertTo(fixedLevels[0], CV_32F);
-    reduced(luminance(moving), alignSide).convertTo(movingLevels[0], CV_32F);
+    reduced(grayPlane(fixed, true), alignSide).convertTo(fixedLevels[0], CV_32F);
+    reduced(grayPlane(moving, true), alignSide).convertTo(movingLevels[0], CV_32F);
     if (std::min(fixedLevels[0].cols, fixedLevels[0].rows) < minAlignSide)
         throw dip_exception("Image is too small to align");
     while (std::max(fixedLevels.back().cols, fixedLevels.back().rows) > coarseSide &&
@@ -168,8 +137,7 @@ VKeypointDescriptors::VKeypointDescriptors() = default;
 VKeypointDescriptors::VKeypointDescriptors(const VImage& image)
 {
     status_ = guarded(VEXA_CALL_SITE, [&] {
-        checkSource(image);
-        const cv::Mat gray = luminance(image);
+        const cv::Mat gray = grayPlane(image, true);
         cv::Mat small;
         reduced(gray, detectionSide).convertTo(small, CV_8U);
         if (std::min(small.cols, small.rows) < minDetectionSide)

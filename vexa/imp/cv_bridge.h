@@ -54,6 +54,12 @@ cv::Mat listedSource(List list, const VImage& image)
     return m;
 }
 
+// The luminance of an image's roi as one plane in memory of its own, for OpenCV's detectors: 8u sources
+// through the library's conversion to GrayScale (YUV422 gives its luma). With anyDepth, every other channel
+// type gives 32f stretched over 0..255 (a plain conversion to 8u would wrap around), NaN taken as 0 and
+// infinities as the largest finite values; without it they are unsupported. The source is checked first.
+VEXA_EXPORT cv::Mat grayPlane(const VImage& image, bool anyDepth);
+
 // OpenCV's C interface asserted these before its calls; the C++ calls would reallocate instead.
 // Each throws the OpenCV error the C call raised (-215, with the C function's name).
 VEXA_EXPORT void requireSameSizeAndChannels(const cv::Mat& a, const cv::Mat& b, const char* function);
