@@ -359,6 +359,65 @@ const std::vector<std::function<void(State&)>>& operations()
         [](State& s) { double low, high; QPoint lowAt, highAt;
                        getMinMax(s.image(), s.in.ConsumeBool() ? &low : nullptr, &high, &lowAt, s.in.ConsumeBool() ? &highAt : nullptr,
                                  s.in.ConsumeBool() ? s.image() : VImage()); },
+        [](State& s) {
+            QList<VKeypointSet> sets;
+            findVKeypointDescriptors(s.list, &sets, KeypointDetector(s.in.ConsumeIntegralInRange(-1, 3)), s.anyInt());
+            QList<QPair<QPointF, QPointF>> pairs;
+            if (sets.size() >= 2)
+                matchKeypointDescriptors(sets[0], sets[s.in.ConsumeIntegralInRange(0, int(sets.size()) - 1)], &pairs,
+                                         s.anyDouble(), s.in.ConsumeBool());
+            QList<QList<VKeypoint>> oriented;
+            findKeypointOrientations(s.list, &oriented, KeypointDetector(s.in.ConsumeIntegralInRange(-1, 3)), s.anyInt());
+        },
+        [](State& s) {
+            VImageList out;
+            stabilizeSequence(s.list, s.in.ConsumeBool() ? &out : nullptr, s.anyInt(),
+                              StabilizeBorders(s.in.ConsumeIntegralInRange(-1, 3)));
+        },
+        [](State& s) {
+            QPointF at;
+            double score;
+            matchTemplatePosition(s.image(), s.image(), s.point(), s.in.ConsumeIntegralInRange(-2, 40),
+                                  s.in.ConsumeBool() ? &at : nullptr, s.in.ConsumeBool() ? &score : nullptr, s.anyDouble());
+        },
+        // The stitcher takes its time: small lists only.
+        [](State& s) {
+            if (s.list.count() <= 3)
+                buildPanorama(s.list, s.destination(), PanoramaMode(s.in.ConsumeIntegralInRange(-1, 2)));
+        },
+        [](State& s) {
+            const VCameraCalibration c(s.anyDouble(), s.anyDouble(), s.anyDouble(), s.anyDouble(), s.anyDouble() * 1e-3,
+                                       s.anyDouble() * 1e-3, 0, 0, 0, QSize(s.size(), s.size()));
+            if (s.in.ConsumeBool())
+                undistortImage(s.image(), s.destination(), c);
+            else
+                undistortImage(s.image(), s.destination(), c, s.anyDouble());
+            QList<QPointF> corners, moved;
+            bool found;
+            findChessboardCorners(s.image(), QSize(s.size(), s.size()), &corners, s.in.ConsumeBool() ? &found : nullptr);
+            undistortPoints(QList<QPointF>{s.point(), s.point()}, &moved, c);
+        },
+        [](State& s) {
+            QList<QList<QPointF>> views;
+            for (int v = s.in.ConsumeIntegralInRange(0, 4); v > 0; --v) {
+                QList<QPointF> points;
+                for (int n = s.in.ConsumeIntegralInRange(0, 12); n > 0; --n)
+                    points.append(s.point());
+                views.append(points);
+            }
+            VCameraCalibration fit;
+            calibrateCamera(views, QSize(s.size(), s.size()), s.anyDouble(), QSize(s.anyInt(), s.anyInt()), &fit);
+        },
+        [](State& s) {
+            static const VCascadeClassifier face = [] {
+                VCascadeClassifier c;
+                c.loadStandard("lbpcascade_frontalface.xml");
+                return c;
+            }();
+            QList<VRectBase> found;
+            detectObjects(s.image(), s.in.ConsumeBool() ? face : VCascadeClassifier(), &found, s.anyDouble(), s.smallInt(),
+                          QSize(s.size(), s.size()), QSize(s.size(), s.size()));
+        },
         // Any operation under a progress that cancels after a few reports: every stop must leave the
         // images whole.
         [](State& s) {

@@ -155,6 +155,13 @@ TEST_F(VexaTool, RefusesBadCommandLinesAndInputsInOneLine)
         {{"transform", shot(0), "-o", out}, 2, "nothing to do"},
         {{"compare", shot(0), path("narrow.png")}, 1, "40x64"},
         {{"montage", shot(0), shot(1), "-o", out, "--labels", "one"}, 2, "--labels"},
+        {{"stabilize", shot(0), shot(1)}, 2, "-o DIR"},
+        {{"stabilize", shot(0), shot(1), "-o", path("st"), "--borders", "blur"}, 2, "unknown border mode 'blur'"},
+        {{"stabilize", shot(0), shot(0), "-o", path("st")}, 2, "two frames are named"},
+        {{"stabilize", shot(0), path("narrow.png"), "-o", path("st")}, 1, "but the first frame is 40x64"},
+        {{"panorama", shot(0), "-o", out}, 2, "at least two tiles"},
+        {{"panorama", shot(0), shot(1), "-o", out, "--mode", "wide"}, 2, "unknown mode 'wide'"},
+        {{"panorama", shot(0), path("narrow.png"), "-o", out, "--mode", "scans"}, 1, "cannot join the tiles"},
     };
     for (const auto& c : cases) {
         const ToolRun run = vexa(c.arguments);
@@ -225,6 +232,35 @@ TEST_F(VexaTool, MergeIsCloserToTheSharpSceneThanEveryShot)
     cv::minMaxLoc(cv::Mat(64, 96, CV_16U, depth.rawData(), size_t(depth.bytesPerLine())), nullptr, &farthest);
     EXPECT_EQ(farthest, 2);
     EXPECT_TRUE(VImage::canLoad(path("merged.tif")));
+}
+
+TEST_F(VexaTool, StabilizesFramesAndJoinsOverlappingTiles)
+{
+    ASSERT_EQ(series_.code, 0) << series_.err.toStdString();
+    ASSERT_EQ(vexa({"stabilize", shot(0), shot(1), shot(2), "-o", path("st"), "--radius", "5"}).code, 0);
+    QSize frame;
+    for (int i = 0; i < 3; ++i) {
+        VImage steadied;
+        ASSERT_TRUE(steadied.load(path(QStringLiteral("st/shot_00%1.png").arg(i))));
+        frame = i == 0 ? steadied.size() : frame;
+        EXPECT_EQ(steadied.size(), frame);
+    }
+    EXPECT_TRUE(frame.width() <= 96 && frame.height() <= 64 && !frame.isEmpty());
+
+    // Two tiles of a larger sharp scene, overlapping by a third, joined back to about its size.
+    ASSERT_EQ(vexa({"sample", "focus-stack", path("big"), "--size", "480x320", "--shots", "2"}).code, 0);
+    const cv::Mat scene = colourOf(path("big/truth.png"));
+    ASSERT_EQ(scene.cols, 480);
+    for (int i = 0; i < 2; ++i) {
+        const cv::Mat tile = scene(cv::Rect(i * 180, 0, 300, 320)).clone();
+        ASSERT_TRUE(QImage(tile.data, tile.cols, tile.rows, int(tile.step), QImage::Format_BGR888)
+                        .save(path(QStringLiteral("tile%1.png").arg(i))));
+    }
+    const ToolRun run = vexa({"panorama", path("tile0.png"), path("tile1.png"), "-o", path("joined.png"), "--mode", "scans"});
+    ASSERT_EQ(run.code, 0) << run.err.toStdString();
+    const cv::Mat joined = colourOf(path("joined.png"));
+    EXPECT_NEAR(joined.cols, 480, 4);
+    EXPECT_NEAR(joined.rows, 320, 4);
 }
 
 TEST_F(VexaTool, ByteArraysKeepWhatImageFilesCannotAndInfoDescribesBoth)
