@@ -6,7 +6,8 @@
 // converts it to gray, counts the gray pixels above black in the centre, and saves gray.png and the
 // library's own packed form, gray.vexa, which it reads back to check. Then it sharpens the picture with an
 // unsharp mask (sharp.png), outlines the gray image with a morphological gradient (edges.png), and draws
-// one figure of every kind, labelled, over the picture turned by 5 degrees (figures.png).
+// one figure of every kind, labelled, over the picture turned by 5 degrees (figures.png), and finds that
+// drawing again, by its keypoints, in a copy turned by 5 more degrees.
 #include <vexa/Vexa.h>
 
 #include <QDir>
@@ -160,6 +161,22 @@ int main(int argc, char** argv)
     if (!figures.save(out.filePath("figures.png")))
         return 1;
     describe("figures", figures);
+
+    // The drawing found again in a copy turned by 5 more degrees: keypoints of both, matched, and the
+    // homography between them.
+    VImageList pair;
+    pair.add(figures);
+    pair.add(figures.rotate(5.0 * M_PI / 180.0));
+    QList<VKeypointSet> sets;
+    if (const VStatus status = VEXA::findVKeypointDescriptors(pair, &sets, VEXA::KeypointAkaze); !status)
+        return fail(status);
+    QList<QPair<QPointF, QPointF>> matches;
+    if (const VStatus status = VEXA::matchKeypointDescriptors(sets[0], sets[1], &matches); !status)
+        return fail(status);
+    bool enough = false;
+    const VTransformPerspective turn = VEXA::findPerspectiveTransformationByPoints(matches, &enough);
+    std::printf("%d keypoint pairs between the drawing and its turned copy, turned by %.1f degrees\n",
+                int(matches.size()), enough ? VEXA::angleDegreeFromTransformation(turn.qTransform()) : 0.0);
 
     // The drawing's edges.
     VImage canny;
