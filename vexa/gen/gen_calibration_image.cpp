@@ -109,31 +109,6 @@ cv::Mat undistortDestination(const VImage& src, VImage* dst, const VCameraCalibr
     return o;
 }
 
-// cv::undistort's own procedure (stripes of rows, each with its maps from initUndistortRectifyMap for the
-// new camera moved up to the stripe's first row), into a scratch image that goes to o only once complete:
-// a cancellation between stripes leaves o untouched, and s may be o.
-void undistortInStripes(const cv::Mat& s, cv::Mat& o, const CameraMats& camera, const cv::Matx33d& newCamera)
-{
-    const int stripe = std::min(std::max(1, (1 << 12) / std::max(s.cols, 1)), s.rows);
-    cv::Mat map1(stripe, s.cols, CV_16SC2), map2(stripe, s.cols, CV_16UC1);
-    const cv::Mat_<double> a(camera.camera), coefficients(camera.distortion), identity = cv::Mat_<double>::eye(3, 3);
-    cv::Mat_<double> moved = cv::Mat_<double>(newCamera).clone();
-    const double v0 = moved(1, 2);
-    cv::Mat whole(o.size(), o.type());
-    const int stripes = (s.rows + stripe - 1) / stripe;
-    forEachBand(stripes, long(stripe) * s.cols, "undistorting", [&](int first, int last) {
-        for (int i = first; i < last; ++i) {
-            const int y = i * stripe, rows = std::min(stripe, s.rows - y);
-            moved(1, 2) = v0 - y;
-            cv::Mat m1 = map1.rowRange(0, rows), m2 = map2.rowRange(0, rows);
-            cv::initUndistortRectifyMap(a, coefficients, identity, moved, cv::Size(s.cols, rows), m1.type(), m1, m2);
-            cv::Mat part = whole.rowRange(y, y + rows);
-            cv::remap(s, part, m1, m2, cv::INTER_LINEAR, cv::BORDER_CONSTANT);
-        }
-    });
-    writeInto(o, [&](cv::Mat& out) { whole.copyTo(out); });
-}
-
 } // namespace
 
 VStatus findChessboardCorners(const VImage& src, QSize patternSize, QList<QPointF>* corners, bool* found)
@@ -248,7 +223,7 @@ VStatus undistortImage(const VImage& src, VImage* dst, const VCameraCalibration&
     return guarded(VEXA_CALL_SITE, [&] {
         const CameraMats camera = matsOf(calibration);
         cv::Mat o = undistortDestination(src, dst, calibration);
-        undistortInStripes(asCvMat(src), o, camera, camera.camera);
+        undistortInStripes(asCvMat(src), o, cv::Mat(camera.camera), cv::Mat(camera.distortion), cv::Mat(camera.camera));
         return VStatus::Ok;
     });
 }
@@ -267,7 +242,7 @@ VStatus undistortImage(const VImage& src, VImage* dst, const VCameraCalibration&
                                       calibration.imageSize());
         if (!made.isValid())
             throw dip_exception("No undistorted camera for this calibration");
-        undistortInStripes(asCvMat(src), o, camera, chosen);
+        undistortInStripes(asCvMat(src), o, cv::Mat(camera.camera), cv::Mat(camera.distortion), cv::Mat(chosen));
         if (newCamera)
             *newCamera = made;
         return VStatus::Ok;

@@ -82,30 +82,6 @@ VStatus affineWarp(const VImage& src, VImage& dst, const VTransform2D& t)
     });
 }
 
-// cv::undistort's own procedure (the same stripes of rows, the same maps, so the same pixels), into a
-// scratch image that goes to o only once complete, with checks between bands of stripes.
-void undistortInBands(const cv::Mat& s, cv::Mat& o, const cv::Matx33d& camera, const cv::Matx41d& distortion)
-{
-    const int stripe = std::min(std::max(1, (1 << 12) / std::max(s.cols, 1)), s.rows);
-    cv::Mat map1(stripe, s.cols, CV_16SC2), map2(stripe, s.cols, CV_16UC1);
-    const cv::Mat_<double> a(camera), coefficients(distortion), identity = cv::Mat_<double>::eye(3, 3);
-    cv::Mat_<double> moved = a.clone();
-    const double v0 = moved(1, 2);
-    cv::Mat whole(o.size(), o.type());
-    const int stripes = (s.rows + stripe - 1) / stripe;
-    forEachBand(stripes, long(stripe) * s.cols, "undistorting", [&](int first, int last) {
-        for (int i = first; i < last; ++i) {
-            const int y = i * stripe, rows = std::min(stripe, s.rows - y);
-            moved(1, 2) = v0 - y;
-            cv::Mat m1 = map1.rowRange(0, rows), m2 = map2.rowRange(0, rows);
-            cv::initUndistortRectifyMap(a, coefficients, identity, moved, cv::Size(s.cols, rows), m1.type(), m1, m2);
-            cv::Mat part = whole.rowRange(y, y + rows);
-            cv::remap(s, part, m1, m2, cv::INTER_LINEAR, cv::BORDER_CONSTANT);
-        }
-    });
-    whole.copyTo(o);
-}
-
 // A size of the rotated image, or 0 when it cannot be a 32-bit pixel count.
 qint32 wholePixels(double extent)
 {
@@ -229,7 +205,7 @@ VStatus undistortImage(const VImage& src, VImage* dst, double k1)
             const cv::Matx33d camera(1.0, 0.0, double(s.cols / 2), 0.0, 1.0, double(s.rows / 2), 0.0, 0.0, 1.0);
             const cv::Matx41d distortion(k1, 0.0, 0.0, 0.0);
             if (progressIsCurrent()) {
-                undistortInBands(s, o, camera, distortion); // writes o only at the end: s may be o
+                undistortInStripes(s, o, cv::Mat(camera), cv::Mat(distortion), cv::Mat(camera)); // o written at the end: s may be o
                 return;
             }
             // OpenCV refuses to work in place; the exact in-place call reads a copy like any overlap.

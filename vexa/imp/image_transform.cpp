@@ -1,6 +1,12 @@
 #include <vexa/imp/image_transform.h>
 
+#include <vexa/imp/cv_bridge.h>
+#include <vexa/imp/progress.h>
+
+#include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include <algorithm>
 
 #include <utility>
 
@@ -51,6 +57,30 @@ VTransform2D rotationTransform(double c, double s, const VImage& src, const VIma
     t.set(2, 0, dstCx - srcCx * c - srcCy * s);
     t.set(2, 1, dstCy - srcCy * c + srcCx * s);
     return t;
+}
+
+void undistortInStripes(const cv::Mat& s, cv::Mat& o, const cv::Mat& camera, const cv::Mat& distortion,
+                        const cv::Mat& newCamera)
+{
+    const int stripe = std::min(std::max(1, (1 << 12) / std::max(s.cols, 1)), s.rows);
+    cv::Mat map1(stripe, s.cols, CV_16SC2), map2(stripe, s.cols, CV_16UC1);
+    const cv::Mat_<double> identity = cv::Mat_<double>::eye(3, 3);
+    cv::Mat_<double> moved;
+    newCamera.convertTo(moved, CV_64F);
+    const double v0 = moved(1, 2);
+    cv::Mat whole(o.size(), o.type());
+    const int stripes = (s.rows + stripe - 1) / stripe;
+    forEachBand(stripes, long(stripe) * s.cols, "undistorting", [&](int first, int last) {
+        for (int i = first; i < last; ++i) {
+            const int y = i * stripe, rows = std::min(stripe, s.rows - y);
+            moved(1, 2) = v0 - y;
+            cv::Mat m1 = map1.rowRange(0, rows), m2 = map2.rowRange(0, rows);
+            cv::initUndistortRectifyMap(camera, distortion, identity, moved, cv::Size(s.cols, rows), m1.type(), m1, m2);
+            cv::Mat part = whole.rowRange(y, y + rows);
+            cv::remap(s, part, m1, m2, cv::INTER_LINEAR, cv::BORDER_CONSTANT);
+        }
+    });
+    writeInto(o, [&](cv::Mat& out) { whole.copyTo(out); });
 }
 
 } // namespace VEXA

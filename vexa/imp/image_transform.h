@@ -23,4 +23,10 @@ VEXA_EXPORT QPointF quarterTurn(FixedAngle angle);
 // x' = c x + s y + tx, y' = -s x + c y + ty, taking the centre of src's roi to the centre of dst's.
 VEXA_EXPORT VTransform2D rotationTransform(double c, double s, const VImage& src, const VImage& dst);
 
+// cv::undistort's own procedure (its stripes of rows, each with the maps of initUndistortRectifyMap for
+// newCamera moved up to the stripe's first row, so the same pixels), into a scratch image that goes to o
+// only once complete, with cancellation checks between bands of stripes: s may be o.
+VEXA_EXPORT void undistortInStripes(const cv::Mat& s, cv::Mat& o, const cv::Mat& camera, const cv::Mat& distortion,
+                                    const cv::Mat& newCamera);
+
 } // namespace VEXA
