@@ -393,7 +393,8 @@ void MainWindow::jobFinished(const JobResult& job)
     case JobResult::Tool:
         if (!job.error.isEmpty()) {
             stageLabel_->setText(tr("%1 failed.").arg(job.title));
-            showError(tr("%1 failed").arg(job.title), job.error);
+            // The library's reason names no image: say which one the tool was given.
+            showError(tr("%1 failed").arg(job.title), tr("On %1: %2").arg(describeImage(job.source), job.error));
             break;
         }
         undo_.push(new ImageCommand(job.title, result_.isEmpty() ? VImage() : job.source, job.image,

@@ -41,14 +41,16 @@ QImage displayImage(const VImage& image)
 {
     if (image.isEmpty())
         return QImage();
-    QImage shown = VEXA::toQImage(image);
-    // Other component types and YUV are shown through the library's own conversions, tried from the
-    // nearest form down to plain colour.
-    if (shown.isNull())
-        shown = VEXA::toQImage(image.convertFast(image.format(), VEXA::Channel8u));
-    if (shown.isNull())
-        shown = VEXA::toQImage(image.convertFast(VEXA::XRGB, VEXA::Channel8u));
-    return shown;
+    if (image.channelType() == VEXA::Channel8u && image.format() != VEXA::YUV422)
+        return VEXA::toQImage(image);
+    // Other component types and YUV are shown through the library's own conversions: to 8 bits in the same
+    // layout where it has one, else to plain colour.
+    VImage eight;
+    if (image.format() != VEXA::YUV422)
+        eight = image.convertFast(image.format(), VEXA::Channel8u);
+    if (eight.isEmpty())
+        eight = image.convertFast(VEXA::XRGB, VEXA::Channel8u);
+    return eight.isEmpty() ? QImage() : VEXA::toQImage(eight);
 }
 
 StackWorker::StackWorker(QObject* parent)

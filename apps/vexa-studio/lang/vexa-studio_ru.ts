@@ -301,6 +301,10 @@
         <source>The library gave no reason.</source>
         <translation>Библиотека не сообщила причину.</translation>
     </message>
+    <message>
+        <source>On %1: %2</source>
+        <translation>Изображение %1: %2</translation>
+    </message>
 </context>
 <context>
     <name>studio::StackWorker</name>

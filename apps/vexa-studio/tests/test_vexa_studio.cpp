@@ -179,6 +179,8 @@ private slots:
         QTimer::singleShot(1, this, [&] { fired = true; });
         QTRY_VERIFY_WITH_TIMEOUT(fired, kWait);
         auto* viewer = window_->findChild<ImageViewer*>("viewer");
+        window_->activateWindow(); // shortcuts reach the active window only
+        QVERIFY(QTest::qWaitForWindowActive(window_.get()));
         QTest::keyClick(window_.get(), Qt::Key_1, Qt::ControlModifier);
         QCOMPARE(viewer->scale(), 1.0);
         QVERIFY(window_->isBusy());
