@@ -91,5 +91,13 @@
         <source>Polygon</source>
         <translation>Polygon</translation>
     </message>
+    <message>
+        <source>Can&apos;t load cascade %1</source>
+        <translation>Can&apos;t load cascade %1</translation>
+    </message>
+    <message>
+        <source>Can&apos;t load cascade %1: no standard cascade of that name</source>
+        <translation>Can&apos;t load cascade %1: no standard cascade of that name</translation>
+    </message>
 </context>
 </TS>

@@ -91,5 +91,13 @@
         <source>Polygon</source>
         <translation>Многоугольник</translation>
     </message>
+    <message>
+        <source>Can&apos;t load cascade %1</source>
+        <translation>Не удаётся загрузить каскад %1</translation>
+    </message>
+    <message>
+        <source>Can&apos;t load cascade %1: no standard cascade of that name</source>
+        <translation>Не удаётся загрузить каскад %1: стандартного каскада с таким именем нет</translation>
+    </message>
 </context>
 </TS>
