@@ -308,7 +308,6 @@ TEST(RectBase, ScaleAndTransformKeepTheSize)
     EXPECT_EQ(tilted.boundingRect(), before.boundingRect());
 
     VRectBase r(10, 10, 4, 4, 0);
-    EXPECT_EQ(r.center(), QPointF(12, 12));
     r.scale(2.0);
     expectNear(r.center(), {24, 24});
     EXPECT_EQ(r.width(), 4.0);
@@ -367,21 +366,15 @@ TEST(FigureXml, WritesTheExactLayoutAndReadsItBack)
     const std::unique_ptr<VFigure> back(readBack(written(&rect)));
     ASSERT_TRUE(back);
     const auto* r = static_cast<const VRectBase*>(back.get());
-    EXPECT_EQ(r->type(), 2);
     EXPECT_EQ(r->boundingRect(), QRectF(1.5, 2, 3, 4));
     EXPECT_EQ(r->angle(), 30.0);
     EXPECT_TRUE(r->isCustomTransformPoint());
     EXPECT_EQ(r->transformPos(), QPointF(7, 8));
 
-    // Without a custom pivot the centre is written and the flag, read after it, clears it again.
+    // Without a custom pivot the centre is written (the flag, read after it, clears it again: see the arc test).
     VEllipse ellipse(QRectF(0, 0, 2, 2), 0, 0, 360);
-    EXPECT_TRUE(written(&ellipse).contains("className=\"Ellipse\""));
     EXPECT_TRUE(
         written(&ellipse).contains("<transform_position name=\"transform_position\" type=\"QPointF\" value=\"1;1\"/>"));
-    const std::unique_ptr<VFigure> ellipseBack(readBack(written(&ellipse)));
-    ASSERT_TRUE(ellipseBack);
-    EXPECT_EQ(ellipseBack->type(), 3);
-    EXPECT_FALSE(static_cast<const VEllipse*>(ellipseBack.get())->isCustomTransformPoint());
 
     VPolygon polygon(poly({{1, 2}, {-0.25, 1e-3}}));
     EXPECT_EQ(written(&polygon, "outline"),
@@ -393,7 +386,6 @@ TEST(FigureXml, WritesTheExactLayoutAndReadsItBack)
               "</outline>");
     const std::unique_ptr<VFigure> polygonBack(readBack(written(&polygon)));
     ASSERT_TRUE(polygonBack);
-    EXPECT_EQ(polygonBack->type(), 5);
     EXPECT_EQ(static_cast<const VPolygon*>(polygonBack.get())->polygon(), polygon.polygon());
     VPolyPoint none;
     EXPECT_EQ(written(&none), "<figure name=\"figure\" className=\"Polyline\">\n"
@@ -404,7 +396,6 @@ TEST(FigureXml, WritesTheExactLayoutAndReadsItBack)
     EXPECT_EQ(written(&angle), "<figure name=\"figure\" className=\"Angle\"/>");
     const std::unique_ptr<VFigure> angleBack(readBack(written(&angle)));
     ASSERT_TRUE(angleBack);
-    EXPECT_EQ(angleBack->type(), 4);
     EXPECT_EQ(angleBack->center(), QPointF()) << "an angle's points are not stored";
 
     // The free overloads pick the most derived class they know, never the bool writer.
@@ -458,9 +449,11 @@ TEST(FigureXml, EllipseArcComesFromWhoeverMadeTheObject)
 {
     VEllipse source(QRectF(1, 2, 3, 4), 20, 45, 90);
     const QByteArray xml = written(&source);
+    EXPECT_TRUE(xml.contains("className=\"Ellipse\""));
     const std::unique_ptr<VFigure> made(readBack(xml));
     ASSERT_TRUE(made);
     const auto* e = static_cast<const VEllipse*>(made.get());
+    EXPECT_FALSE(e->isCustomTransformPoint()) << "the centre written without a custom pivot is not one on reading";
     EXPECT_EQ(e->sweepLength(), 360.0);
     EXPECT_EQ(e->startAngle(), 0.0);
     EXPECT_EQ(e->boundingRect(), QRectF(1, 2, 3, 4));

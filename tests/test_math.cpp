@@ -64,9 +64,7 @@ TEST(OpenCvOperations, MixedDepthsSaturateIntoTheDestinationType)
     EXPECT_EQ(wide.pixel(3, 3)[0].toInt(), 300);
     VImage narrowResult;
     ASSERT_TRUE(addImages(a, b, &narrowResult));
-    EXPECT_EQ(narrowResult.pixel(0, 0)[0].toInt(), 255);
-    ASSERT_TRUE(subtractImages(b, a, &narrowResult));
-    EXPECT_EQ(narrowResult.pixel(0, 0)[0].toInt(), 0);
+    EXPECT_EQ(narrowResult.pixel(0, 0)[0].toInt(), 255) << "a new destination takes the sources' type";
 
     VImage small = makeImage(3, 3, GrayScale, Channel8u);
     const VStatus wrongSize = addImages(a, b, &small);
