@@ -2,6 +2,9 @@
 #include "support/LogCapture.h"
 #include "support/images.h"
 
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -100,6 +103,20 @@ TEST(Regressions, PyramidMergeOfShotsWithDifferentRois)
     EXPECT_TRUE(blender.addImage(shot));
     EXPECT_TRUE(blender.addImage(withRoi(shot, QRect(0, 0, 64, 64))));
     EXPECT_EQ(blender.image().width(), 96);
+}
+
+// fuzz_load: a JPEG of its start marker alone made the plugin announce an image format from uninitialised
+// memory, no value of QImage::Format (UBSan).
+TEST(Regressions, AJpegStartMarkerAloneIsRefused)
+{
+    QTemporaryDir dir;
+    QFile file(dir.filePath("start.img"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("\xFF\xD8", 2) == 2);
+    file.close();
+    VImage image;
+    const LogCapture log;
+    EXPECT_FALSE(image.load(file.fileName()));
+    EXPECT_TRUE(image.isEmpty());
 }
 
 } // namespace

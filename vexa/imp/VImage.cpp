@@ -630,7 +630,13 @@ bool VImage::load(const QString& fileName)
     const QSize announced = reader.size();
     if (announced.isValid() && dataSizeFor(announced.width(), announced.height(), ARGB, Channel8u) > imageSizeLimit())
         return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: the image is larger than the size limit"));
-    const QImage::Format announcedFormat = reader.imageFormat(); // asked before reading: after, it is gone
+    // Asked before reading (after, it is gone), and as a plain integer: the JPEG plugin answers a damaged
+    // header with uninitialised memory, which is no value of QImage::Format.
+    QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;
+    const int rawFormat = (reader.*reinterpret_cast<int (QImageReader::*)() const>(query))();
+    const QImage::Format announcedFormat =
+        rawFormat > QImage::Format_Invalid && rawFormat < QImage::NImageFormats ? QImage::Format(rawFormat)
+                                                                                : QImage::Format_Invalid;
     VImage block = blockToDecodeInto(announcedFormat, announced);
     QImage qImage;
     if (!block.isEmpty())
