@@ -105,6 +105,21 @@ TEST(Regressions, PyramidMergeOfShotsWithDifferentRois)
     EXPECT_EQ(blender.image().width(), 96);
 }
 
+// fuzz_operations: float pixels far enough apart that their differences overflow single precision sent
+// OpenCV's bilateral filter to an index far outside its tables (ASan: SEGV).
+TEST(Regressions, BilateralFilteringRefusesValuesFarApart)
+{
+    VImage floats = makeImage(16, 12, BGR, Channel32f);
+    cv::Mat m = roiMat(floats);
+    m(cv::Rect(0, 0, 8, 12)).setTo(cv::Scalar(3e38, -3e38, 3e38));
+    m(cv::Rect(8, 0, 8, 12)).setTo(cv::Scalar(-3e38, 3e38, -3e38));
+    VImage out = floats.createCompatible();
+    const LogCapture log;
+    const VStatus status = smoothBilaterial(floats, &out, 5, 0, 10.0, 10.0);
+    EXPECT_FALSE(status);
+    EXPECT_TRUE(status.message().contains("closer together")) << status.message().toStdString();
+}
+
 // fuzz_load: a JPEG of its start marker alone made the plugin announce an image format from uninitialised
 // memory, no value of QImage::Format (UBSan).
 TEST(Regressions, AJpegStartMarkerAloneIsRefused)

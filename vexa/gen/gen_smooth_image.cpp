@@ -4,6 +4,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <cfloat>
+
 namespace VEXA {
 
 namespace {
@@ -102,8 +104,15 @@ VStatus smoothBilaterial(const VImage& src, VImage* dst, int diameter, int, doub
             requireSmoothable(s, d);
             const double extent = bilateralExtent(diameter, sigmaSpace);
             checkKernelExtent(s, extent, extent);
-            if (s.depth() == CV_32F && !cv::checkRange(s))
-                throw dip_exception("Bilateral filtering needs finite values");
+            if (s.depth() == CV_32F) {
+                if (!cv::checkRange(s))
+                    throw dip_exception("Bilateral filtering needs finite values");
+                // The filter adds up a pixel's component differences in single precision.
+                double low = 0.0, high = 0.0;
+                cv::minMaxLoc(s.reshape(1), &low, &high);
+                if ((high - low) * s.channels() > FLT_MAX / 2)
+                    throw dip_exception("Bilateral filtering needs values closer together");
+            }
             // One call: OpenCV's float bilateral sizes its tables by the whole image's range of values.
             writeInto(d, [&](cv::Mat& o) {
                 cv::bilateralFilter(s, o, diameter, sigmaColor, sigmaSpace, cv::BORDER_REPLICATE);

@@ -22,7 +22,9 @@
 // - smoothBilaterial(diameter, unused, sigmaColor, sigmaSpace): OpenCV's bilateral filter; a diameter of 0
 //   or less follows from sigmaSpace (radius 1.5 sigma), sigmas of 0 or less count as 1. GrayScale and BGR,
 //   8u and 32f; a 32f source holding an infinite or NaN value is refused ("Bilateral filtering needs
-//   finite values"): OpenCV's filter indexes its tables out of bounds with them.
+//   finite values"), and so is one whose values lie so far apart that the sum of a pixel's component
+//   differences could pass half the float range ("Bilateral filtering needs values closer together"):
+//   OpenCV's filter indexes its tables out of bounds with either.
 // - sharpImage(size, amount, low, high): the library's unsharp mask. The destination first receives the
 //   Gaussian of the source (size as smoothGaussian); then for each pixel, with lum = 0.114 B + 0.587 G +
 //   0.299 R in double precision, if low <= |lum(blurred) - lum(source)| <= high, each of B, G and R becomes
