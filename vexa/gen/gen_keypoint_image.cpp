@@ -43,21 +43,6 @@ cv::Ptr<cv::Feature2D> detectorOf(KeypointDetector detector, int maxPerImage)
 
 int descriptorType(KeypointDetector detector) { return detector == KeypointSift ? CV_32F : CV_8U; }
 
-// The images of a checked list, each checked as a source.
-QList<VImage> sourcesOf(const VImageList& list)
-{
-    if (!list.status())
-        throw dip_exception_bad_status();
-    if (list.isEmpty())
-        throw dip_exception_empty_source_image();
-    QList<VImage> images;
-    for (int i = 0; i < list.count(); ++i) {
-        images.append(list.at(unsigned(i)));
-        checkSource(images.last());
-    }
-    return images;
-}
-
 // The indices of the strongest keypoints, at most `limit`, in the detector's order.
 std::vector<int> strongest(const std::vector<cv::KeyPoint>& found, int limit)
 {
@@ -75,7 +60,7 @@ std::vector<int> strongest(const std::vector<cv::KeyPoint>& found, int limit)
 // Detects (and with descriptors, describes) the keypoints of every image of the list.
 QList<VKeypointSet> detectAll(const VImageList& list, KeypointDetector detector, int maxPerImage, bool describe)
 {
-    const QList<VImage> images = sourcesOf(list);
+    const QList<VImage> images = checkSources(list);
     if (maxPerImage < 1 || maxPerImage > maxKeypointsLimit)
         throw dip_exception("The number of keypoints per image must be 1 to 100000");
     const cv::Ptr<cv::Feature2D> feature = detectorOf(detector, maxPerImage);

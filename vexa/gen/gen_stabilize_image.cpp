@@ -195,20 +195,13 @@ VStatus stabilizeSequence(const VImageList& in, VImageList* out, int radius, Sta
 {
     return guarded(VEXA_CALL_SITE, [&]() -> VStatus {
         VImageList& result = checkOutput(out);
-        if (!in.status())
-            throw dip_exception_bad_status();
-        if (in.isEmpty())
-            throw dip_exception_empty_source_image();
-        QList<VImage> frames;
-        for (int i = 0; i < in.count(); ++i) {
-            frames.append(in.at(unsigned(i)));
-            checkSource(frames.last());
-            if (asCvMat(frames.last()).empty())
+        const QList<VImage> frames = checkSources(in);
+        for (int i = 0; i < frames.size(); ++i) {
+            if (asCvMat(frames[i]).empty())
                 throw dip_exception_empty_source_image();
-            if (frames.last().format() != frames.first().format() ||
-                frames.last().channelType() != frames.first().channelType())
+            if (frames[i].format() != frames.first().format() || frames[i].channelType() != frames.first().channelType())
                 throwUnsupported();
-            checkSameSize(frames.first(), frames.last());
+            checkSameSize(frames.first(), frames[i]);
         }
         requireListed(WarpPixels{}, frames.first());
         if (radius < 0)

@@ -24,6 +24,20 @@ void checkSource(const VImage& image)
     checkNotEmpty(image);
 }
 
+QList<VImage> checkSources(const VImageList& list)
+{
+    if (!list.status())
+        throw dip_exception_bad_status();
+    if (list.isEmpty())
+        throw dip_exception_empty_source_image();
+    QList<VImage> images;
+    for (int i = 0; i < list.count(); ++i) {
+        images.append(list.at(unsigned(i)));
+        checkSource(images.last());
+    }
+    return images;
+}
+
 VImage& checkDestination(VImage* image)
 {
     VImage& dst = checkOutput(image);

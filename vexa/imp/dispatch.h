@@ -8,6 +8,7 @@
 #pragma once
 
 #include <vexa/imp/VImage.h>
+#include <vexa/imp/VImageList.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/raster.h>
 #include <vexa/vexa_export.h>
@@ -108,6 +109,8 @@ VEXA_EXPORT void checkStatus(const VImage& image);   // "Bad status of image!"
 VEXA_EXPORT void checkNotEmpty(const VImage& image); // "Empty source image!"
 // A source: status, then emptiness.
 VEXA_EXPORT void checkSource(const VImage& image);
+// A list's status and emptiness, checked like a source's, then each of its images as a source; their handles.
+VEXA_EXPORT QList<VImage> checkSources(const VImageList& list);
 // A destination the operation fills or creates: must not be null; its cached hash is cleared.
 VEXA_EXPORT VImage& checkDestination(VImage* image);
 // A destination that must already exist: as above, then the two source tests.
