@@ -129,10 +129,12 @@ void bgrToGray(const uint8_t* s, uint8_t* d, int w)
         }
         // packus interleaves the halves by 128-bit lane: the 64-bit permutation puts them back in order.
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + x), _mm256_permute4x64_epi64(_mm256_packus_epi16(q[0], q[1]), 0xD8));
-        const unsigned any = unsigned(_mm256_movemask_epi8(_mm256_or_si256(exact[0], exact[1])));
-        if (any != 0)
-            for (int k = 0; k < 32; ++k)
-                d[x + k] = graySum(s[3 * (x + k)], s[3 * (x + k) + 1], s[3 * (x + k) + 2], correction);
+        // About one pixel in a thousand sits on a multiple of 1000: only those lanes are looked up.
+        const __m256i exactBytes = _mm256_permute4x64_epi64(_mm256_packs_epi16(exact[0], exact[1]), 0xD8);
+        for (unsigned bits = unsigned(_mm256_movemask_epi8(exactBytes)); bits != 0; bits &= bits - 1) {
+            const int k = x + __builtin_ctz(bits);
+            d[k] = uint8_t(d[k] - correction[s[3 * k + 1] << 8 | s[3 * k]]);
+        }
     }
 #elif CV_SIMD
     for (const int n = cv::v_uint8::nlanes; x <= w - n; x += n) {
