@@ -62,6 +62,14 @@ TEST(RowKernels, ReLayoutsMatchTheirScalarRules)
             for (auto& b : dst)
                 b = std::uint8_t(random());
             before = dst;
+            for (int bytes : {3, 4}) {
+                k->luminance(src.data(), dst.data(), w, bytes);
+                for (int x = 0; x < w; ++x) {
+                    const std::uint8_t* p = src.data() + bytes * x;
+                    ASSERT_EQ(dst[x], (76 * p[2] + 150 * p[1] + 29 * p[0]) >> 8) << k->name << " luminance w " << w;
+                }
+            }
+            dst = before;
             k->bgraToBgr(src.data(), dst.data(), w);
             for (int x = 0; x < w; ++x)
                 for (int c = 0; c < 3; ++c)

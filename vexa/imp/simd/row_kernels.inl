@@ -297,9 +297,40 @@ void invertBytes(const uint8_t* s, uint8_t* d, std::size_t n, bool stream)
         d[x] = uint8_t(255 - s[x]);
 }
 
+#if CV_AVX2
+// (76 R + 150 G + 29 B) >> 8 of 16 BGR pixels (48 bytes from s) in 16-bit lanes, gathered as in graySums16
+// but as (G, R) byte pairs and B: 2 (75 G + 38 R) + 29 B, at most 65025.
+inline __m256i luminance16(const uint8_t* s)
+{
+    const __m256i v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+    const __m256i v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 16));
+    const __m256i p = _mm256_blend_epi32(v0, v1, 0xF0);
+    const __m256i q = _mm256_permute2x128_si256(v0, v1, 0x21);
+    const __m256i grFromP = _mm256_setr_epi8(1, 2, 4, 5, 7, 8, 10, 11, 13, 14, -1, -1, -1, -1, -1, -1, //
+                                             -1, -1, -1, -1, -1, 0, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15);
+    const __m256i grFromQ = _mm256_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 0, 1, 3, 4, 6, 7, //
+                                             9, 10, 12, 13, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m256i bFromP = _mm256_setr_epi8(0, -1, 3, -1, 6, -1, 9, -1, 12, -1, 15, -1, -1, -1, -1, -1, //
+                                            -1, -1, -1, -1, -1, -1, 1, -1, 4, -1, 7, -1, 10, -1, 13, -1);
+    const __m256i bFromQ = _mm256_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 2, -1, 5, -1, //
+                                            8, -1, 11, -1, 14, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m256i gr = _mm256_or_si256(_mm256_shuffle_epi8(p, grFromP), _mm256_shuffle_epi8(q, grFromQ));
+    const __m256i b = _mm256_or_si256(_mm256_shuffle_epi8(p, bFromP), _mm256_shuffle_epi8(q, bFromQ));
+    const __m256i twice = _mm256_slli_epi16(_mm256_maddubs_epi16(gr, _mm256_set1_epi16(38 << 8 | 75)), 1);
+    return _mm256_srli_epi16(_mm256_add_epi16(twice, _mm256_mullo_epi16(b, _mm256_set1_epi16(29))), 8);
+}
+#endif
+
 void luminance(const uint8_t* s, uint8_t* d, int w, int pixelBytes)
 {
     int x = 0;
+#if CV_AVX2
+    if (pixelBytes == 3)
+        for (; x <= w - 32; x += 32) {
+            const __m256i packed = _mm256_packus_epi16(luminance16(s + 3 * x), luminance16(s + 3 * x + 48));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + x), _mm256_permute4x64_epi64(packed, 0xD8));
+        }
+#endif
 #if CV_SIMD
     using namespace cv;
     const v_uint16 c76 = vx_setall_u16(76), c150 = vx_setall_u16(150), c29 = vx_setall_u16(29);
