@@ -89,6 +89,10 @@ TEST(RowKernels, ReLayoutsMatchTheirScalarRules)
             for (bool stream : {false, true})
                 bytewise("invert", [&] { k->invertBytes(src.data(), dst.data() + 1, size_t(w), stream); }, [](int b) { return 255 - b; });
             bytewise("stream", [&] { k->streamBytes(dst.data() + 1, src.data(), size_t(w)); }, [](int b) { return b; });
+            std::uint8_t table[256];
+            for (auto& t : table)
+                t = std::uint8_t(random());
+            bytewise("look up", [&] { k->lookUpBytes(src.data(), dst.data() + 1, size_t(w), table); }, [&table](int b) { return table[b]; });
             for (bool stream : {false, true}) {
                 std::vector<float> floats(size_t(w) + 2, -1.0f); // from floats[1]: off the vector alignment
                 k->bytesToFloats(src.data(), floats.data() + 1, w, stream);

@@ -262,31 +262,13 @@ void adjustBytes(const RasterT<P>& src, const RasterT<P>& dst, Map map)
     });
 }
 
-// A row of bytes through a table, as one flat run of independent lookups. Vectorising a table lookup
-// without gather instructions only slows it down, so the compiler is told not to.
-#if defined(__GNUC__) && !defined(__clang__)
-__attribute__((optimize("no-tree-vectorize")))
-#endif
-inline void lookUpRow(const quint8* s, quint8* d, qint64 n, const LevelTable& lut)
-{
-    qint64 i = 0;
-    for (; i + 4 <= n; i += 4) {
-        const quint8 a = lut[s[i]], b = lut[s[i + 1]], c = lut[s[i + 2]], e = lut[s[i + 3]];
-        d[i] = a;
-        d[i + 1] = b;
-        d[i + 2] = c;
-        d[i + 3] = e;
-    }
-    for (; i < n; ++i)
-        d[i] = lut[s[i]];
-}
-
 template <class P>
 VStatus adjustHistogram(const RasterT<P>& src, const RasterT<P>& dst, const LevelTable& lut)
 {
     if constexpr (sizeof(P) <= 3) { // GrayScale and BGR rows are colour bytes only
         forEachRowPair(src, src.roi, dst, dst.roi, [&lut](const P* s, P* d, qint32 w) {
-            lookUpRow(reinterpret_cast<const quint8*>(s), reinterpret_cast<quint8*>(d), qint64(w) * qint64(sizeof(P)), lut);
+            simd::rowKernels().lookUpBytes(reinterpret_cast<const quint8*>(s), reinterpret_cast<quint8*>(d),
+                                           size_t(w) * sizeof(P), lut.data());
         });
     } else {
         adjustBytes(src, dst, [&lut](quint8 v, int) { return lut[v]; });

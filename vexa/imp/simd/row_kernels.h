@@ -67,6 +67,8 @@ struct RowKernels {
     void (*yuvToBgra)(const std::uint8_t* src, std::uint8_t* dst, int width, bool keepFourth);
     // Bytes to floats of the same values; with stream, by streaming stores (see streamBytes).
     void (*bytesToFloats)(const std::uint8_t* src, float* dst, int count, bool stream);
+    // Each of n bytes replaced by the entry of the 256-byte table it names.
+    void (*lookUpBytes)(const std::uint8_t* src, std::uint8_t* dst, std::size_t n, const std::uint8_t* table);
     // 255 - each byte; with stream, by streaming stores.
     void (*invertBytes)(const std::uint8_t* src, std::uint8_t* dst, std::size_t count, bool stream);
     // Copies n bytes with stores that bypass the caches where the destination is vector-aligned; the
