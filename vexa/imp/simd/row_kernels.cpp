@@ -45,14 +45,17 @@ int availableRowKernels(const RowKernels** kernels, int capacity)
         kernels[n++] = &baselineKernels;
     if (n < capacity && cv::checkHardwareSupport(CV_CPU_AVX2))
         kernels[n++] = &avx2Kernels;
+    if (n < capacity && cv::checkHardwareSupport(CV_CPU_AVX2) && cv::checkHardwareSupport(CV_CPU_AVX_512BW) &&
+        cv::checkHardwareSupport(CV_CPU_AVX_512VBMI))
+        kernels[n++] = &avx512Kernels;
     return n;
 }
 
 const RowKernels& rowKernels()
 {
     static const RowKernels* best = [] {
-        const RowKernels* all[2];
-        return all[availableRowKernels(all, 2) - 1];
+        const RowKernels* all[3];
+        return all[availableRowKernels(all, 3) - 1];
     }();
     return *best;
 }
