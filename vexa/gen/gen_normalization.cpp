@@ -218,6 +218,40 @@ VStatus correctNoise(const VImage& a, const VImage& b, VImage* dst)
     return VStatus::Ok;
 }
 
+namespace {
+
+// The blur of the contrast operations, a band of rows at a time into a scratch that stays in cache, each band
+// measured or enhanced at once: no image-sized blurred copy is allocated, written and read back. A band is
+// blurred from a header of its own with size / 2 rows more on either side, so that the rows it keeps never
+// see OpenCV's border and come out as the blur of the whole roi gives them.
+template <class P, class Kernel>
+void contrastInBands(const RasterT<P>& src, const Rect& to, int size, Kernel&& work)
+{
+    const cv::Mat whole = asCvMat(src);
+    checkKernelExtent(whole, size, size);
+    const int margin = std::max(1, size / 2);
+    const int rows = whole.rows;
+    const int bandRows = std::max(16, int((qint64(1) << 18) / std::max<qint64>(1, qint64(whole.step[0]))));
+    cv::Mat part;
+    for (int y0 = 0; y0 < rows;) {
+        const int y1 = std::min(rows, y0 + bandRows);
+        const int top = std::max(0, y0 - margin), bottom = std::min(rows, y1 + margin);
+        const cv::Mat in(bottom - top, whole.cols, whole.type(), const_cast<uchar*>(whole.ptr(top)), whole.step[0]);
+        cv::GaussianBlur(in, part, cv::Size(size, size), 0, 0, cv::BORDER_REPLICATE);
+        RasterT<P> from = src, blurred;
+        from.roi = Rect{src.roi.x, src.roi.y + y0, src.roi.width, y1 - y0};
+        blurred.data = reinterpret_cast<P*>(part.ptr(y0 - top));
+        blurred.width = part.cols;
+        blurred.height = y1 - y0;
+        blurred.bytesPerLine = qint32(part.step[0]);
+        blurred.roi = Rect{0, 0, part.cols, y1 - y0};
+        work(from, blurred, Rect{to.x, to.y + y0, to.width, y1 - y0});
+        y0 = y1;
+    }
+}
+
+} // namespace
+
 VStatus contrastImage(const VImage& src, VImage* dst, int amount, int kernel)
 {
     return guarded(VEXA_CALL_SITE, [&] {
@@ -229,6 +263,20 @@ VStatus contrastImage(const VImage& src, VImage* dst, int amount, int kernel)
         checkSameSize(src, d);
         return dispatch(ContrastPixels{}, src, [&](const auto& s) {
             using P = typename std::decay_t<decltype(s)>::PixelType;
+            if (!progressIsCurrent()) {
+                const auto measureOrEnhance = [&](const RasterT<P>& from, const RasterT<P>& blurred, const Rect& to) {
+                    if (measure) {
+                        RasterT<PixelGray<float>> into(d);
+                        into.roi = to;
+                        return kernel::contrastMeasure(from, blurred, into, amount);
+                    }
+                    RasterT<P> into(d);
+                    into.roi = to;
+                    return kernel::contrastEnhance(from, blurred, into, amount);
+                };
+                contrastInBands(s, clipRect(d.roiRect(), d.width(), d.height()), kernel | 1, measureOrEnhance);
+                return VStatus::Ok;
+            }
             VImage blurred = src.createCompatible();
             blurred.setRoi(src.roi());
             const VStatus status = smoothGaussian(src, &blurred, kernel | 1);
