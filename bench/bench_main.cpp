@@ -42,7 +42,7 @@ VImage randomImage(Format format, Channel channel, unsigned seed)
     image.create(width, height, format, channel, OriginTopLeft, RowsAlignNone);
     std::mt19937 random(seed);
     auto* words = reinterpret_cast<std::uint32_t*>(image.rawData());
-    for (long i = 0; i < image.dataSize() / 4; ++i)
+    for (long i = 0, n = image.dataSize() / 4; i < n; ++i)
         words[i] = random();
     image.resetHash();
     return image;

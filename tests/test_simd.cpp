@@ -69,6 +69,13 @@ TEST(RowKernels, ReLayoutsMatchTheirScalarRules)
                     ASSERT_EQ(dst[x], (76 * p[2] + 150 * p[1] + 29 * p[0]) >> 8) << k->name << " luminance w " << w;
                 }
             }
+            std::vector<float> contrast(static_cast<size_t>(w));
+            k->contrastRow(src.data(), dst.data(), contrast.data(), w, 0.003f);
+            for (int x = 0; x < w; ++x) {
+                const std::uint8_t *p = src.data() + 4 * x, *q = dst.data() + 4 * x;
+                const int l = 114 * (p[0] - q[0]) + 587 * (p[1] - q[1]) + 299 * (p[2] - q[2]);
+                ASSERT_EQ(contrast[size_t(x)], float(std::abs(l)) * 0.003f) << k->name << " contrast w " << w;
+            }
             dst = before;
             k->bgraToBgr(src.data(), dst.data(), w);
             for (int x = 0; x < w; ++x)

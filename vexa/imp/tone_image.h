@@ -2,6 +2,7 @@
 #pragma once
 
 #include <vexa/imp/math_image.h>
+#include <vexa/imp/simd/row_kernels.h>
 #include <vcore/MathUtils.h>
 
 
@@ -59,6 +60,10 @@ VStatus contrastMeasure(const RasterT<P>& src, const RasterT<P>& blurred, const 
         const P* s = src.row(src.roi.y + y) + src.roi.x;
         const P* b = blurred.row(blurred.roi.y + y) + blurred.roi.x;
         float* d = &dst.row(dst.roi.y + y)[dst.roi.x].gray;
+        if constexpr (sizeof(P) == 4 && colourCount<P> == 3) {
+            simd::rowKernels().contrastRow(reinterpret_cast<const quint8*>(s), reinterpret_cast<const quint8*>(b), d, w, factor);
+            continue;
+        }
         for (qint32 x = 0; x < w; ++x) {
             const qint32 difference = luminance1000(s[x]) - luminance1000(b[x]);
             d[x] = float(difference < 0 ? -difference : difference) * factor;

@@ -74,6 +74,8 @@ struct RowKernels {
     // Copies n bytes with stores that bypass the caches where the destination is vector-aligned; the
     // writer must call finishStreaming() before anyone else may read them.
     void (*streamBytes)(std::uint8_t* dst, const std::uint8_t* src, std::size_t n);
+    // Per 4-byte BGRA-ordered pixel: float(|L(s) - L(b)|) * factor, L = 114 B + 587 G + 299 R exactly.
+    void (*contrastRow)(const std::uint8_t* src, const std::uint8_t* blurred, float* dst, int width, float factor);
     // dst holds the blurred row and receives the sharpened one (see SharpenRule).
     void (*sharpenRow)(const std::uint8_t* src, std::uint8_t* dst, int width, const SharpenRule& rule);
     void (*depthMergeRow)(const DepthMergeRow& row);
