@@ -1,5 +1,6 @@
 // Row kernels written with OpenCV's universal intrinsics, built twice: for the baseline instruction set
-// (128-bit vectors) and for AVX2 (256-bit), the better of the two chosen once at run time. Where the
+// (128-bit vectors) and for AVX2 (256-bit), the best build this CPU runs chosen once at run time. A third
+// set, for processors with AVX-512 byte permutations (VBMI), is AVX2's with BGR to gray of its own. Where the
 // universal intrinsics have no byte shuffle within 128-bit halves or no sum of absolute differences (the
 // 3- and 4-byte re-layouts, BGR to gray, byte sums), the AVX2 build uses those instructions directly. Each converts one
 // row of width pixels between raw 8-bit layouts and gives exactly the results of the generic kernels
