@@ -47,7 +47,7 @@ int availableRowKernels(const RowKernels** kernels, int capacity)
         kernels[n++] = &avx2Kernels;
     if (n < capacity && cv::checkHardwareSupport(CV_CPU_AVX2) && cv::checkHardwareSupport(CV_CPU_AVX_512BW) &&
         cv::checkHardwareSupport(CV_CPU_AVX_512VBMI))
-        kernels[n++] = &avx512Kernels;
+        kernels[n++] = &avx512Kernels();
     return n;
 }
 

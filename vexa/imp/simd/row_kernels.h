@@ -96,6 +96,6 @@ VEXA_EXPORT const std::uint8_t* grayCorrection();
 
 extern const RowKernels baselineKernels;
 extern const RowKernels avx2Kernels;
-extern const RowKernels avx512Kernels; // AVX2's, BGR to gray by AVX-512 byte permutations (VBMI)
+const RowKernels& avx512Kernels(); // AVX2's, BGR to gray by AVX-512 byte permutations (VBMI)
 
 } // namespace VEXA::simd

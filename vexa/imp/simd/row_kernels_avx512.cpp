@@ -67,16 +67,18 @@ void bgrToGray(const uint8_t* s, uint8_t* d, int w)
         avx2Kernels.bgrToGray(s + 3 * x, d + x, w - x);
 }
 
-RowKernels withAvx512()
-{
-    RowKernels k = avx2Kernels;
-    k.name = "avx512";
-    k.bgrToGray = bgrToGray;
-    return k;
-}
-
 } // namespace
 
-const RowKernels avx512Kernels = withAvx512();
+// Built on first use, from AVX2's set whatever order the libraries' statics are set up in.
+const RowKernels& avx512Kernels()
+{
+    static const RowKernels kernels = [] {
+        RowKernels k = avx2Kernels;
+        k.name = "avx512";
+        k.bgrToGray = bgrToGray;
+        return k;
+    }();
+    return kernels;
+}
 
 } // namespace VEXA::simd
