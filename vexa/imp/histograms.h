@@ -144,31 +144,23 @@ private:
     void countPairs(const quint8* p, qint32 w, int pixelBytes, qint64 ahead)
     {
         const quint8* lum = lum_.data();
+        const auto count = [&](qint32 x, int turn) {
+            const quint8* a = p + qint64(x) * pixelBytes;
+            ++t_[turn][1][a[2]];
+            ++t_[turn][2][a[1]];
+            ++t_[turn][3][a[0]];
+            if constexpr (WithLuminance)
+                ++t_[turn][0][lum[x]];
+        };
         qint32 x = 0;
         for (; x + 1 < w; x += 2) {
-            const quint8* a = p + qint64(x) * pixelBytes;
-            const quint8* b = a + pixelBytes;
             if (ahead > 0 && (x & 15) == 0) // 48 or 64 bytes on: about a cache line each time
-                __builtin_prefetch(a + ahead);
-            ++t_[0][1][a[2]];
-            ++t_[0][2][a[1]];
-            ++t_[0][3][a[0]];
-            ++t_[1][1][b[2]];
-            ++t_[1][2][b[1]];
-            ++t_[1][3][b[0]];
-            if constexpr (WithLuminance) {
-                ++t_[0][0][lum[x]];
-                ++t_[1][0][lum[x + 1]];
-            }
+                __builtin_prefetch(p + qint64(x) * pixelBytes + ahead);
+            count(x, 0);
+            count(x + 1, 1);
         }
-        if (x < w) {
-            const quint8* a = p + qint64(x) * pixelBytes;
-            ++t_[0][1][a[2]];
-            ++t_[0][2][a[1]];
-            ++t_[0][3][a[0]];
-            if constexpr (WithLuminance)
-                ++t_[0][0][lum[x]];
-        }
+        if (x < w)
+            count(x, 0);
     }
 
     void reserve(qint32 w)

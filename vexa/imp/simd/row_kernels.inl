@@ -82,12 +82,20 @@ inline void grayVector(const cv::v_uint8& b, const cv::v_uint8& g, const cv::v_u
 // The gray sums of 16 BGR pixels (48 bytes from s) in 16-bit lanes: u = 73 G + 14 B + 37 R and
 // rest = 3 G + 2 B + 3 R, as in grayVector. Each 128-bit half gathers its 8 pixels by byte shuffles of two
 // loads into (B, G) byte pairs, multiplied and added by maddubs, and R widened to 16 bits.
-inline void graySums16(const uint8_t* s, __m256i& u, __m256i& rest)
+// 48 bytes from s as two vectors whose 128-bit halves byte shuffles can take 8 BGR pixels each from:
+// p = bytes 0..15 | 32..47, q = bytes 16..31 | 16..31.
+inline void bgrHalves(const uint8_t* s, __m256i& p, __m256i& q)
 {
     const __m256i v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));      // bytes 0..31
     const __m256i v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 16)); // bytes 16..47
-    const __m256i p = _mm256_blend_epi32(v0, v1, 0xF0);        // bytes 0..15 | 32..47
-    const __m256i q = _mm256_permute2x128_si256(v0, v1, 0x21); // bytes 16..31 | 16..31
+    p = _mm256_blend_epi32(v0, v1, 0xF0);
+    q = _mm256_permute2x128_si256(v0, v1, 0x21);
+}
+
+inline void graySums16(const uint8_t* s, __m256i& u, __m256i& rest)
+{
+    __m256i p, q;
+    bgrHalves(s, p, q);
     // Half 0 takes pixels 0..7: bytes 0..15 from p, 16..23 from q (at 0..7). Half 1 takes pixels 8..15:
     // bytes 24..31 from q (at 8..15), 32..47 from p (at 0..15).
     const __m256i bgFromP = _mm256_setr_epi8(0, 1, 3, 4, 6, 7, 9, 10, 12, 13, 15, -1, -1, -1, -1, -1, //
@@ -342,10 +350,8 @@ void invertBytes(const uint8_t* s, uint8_t* d, std::size_t n, bool stream)
 // but as (G, R) byte pairs and B: 2 (75 G + 38 R) + 29 B, at most 65025.
 inline __m256i luminance16(const uint8_t* s)
 {
-    const __m256i v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
-    const __m256i v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 16));
-    const __m256i p = _mm256_blend_epi32(v0, v1, 0xF0);
-    const __m256i q = _mm256_permute2x128_si256(v0, v1, 0x21);
+    __m256i p, q;
+    bgrHalves(s, p, q);
     const __m256i grFromP = _mm256_setr_epi8(1, 2, 4, 5, 7, 8, 10, 11, 13, 14, -1, -1, -1, -1, -1, -1, //
                                              -1, -1, -1, -1, -1, 0, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15);
     const __m256i grFromQ = _mm256_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 0, 1, 3, 4, 6, 7, //
