@@ -207,6 +207,8 @@ TEST(Blender, RefusesWhatItCannotTakeAndCopiesIndependently)
         EXPECT_FALSE(blender.addImage(stack.shots[1].convert(BGR, Channel8u)));
         EXPECT_EQ(blender.count(), 1);
         EXPECT_TRUE(sameRoiBytes(blender.image(), before));
+        EXPECT_TRUE(blender.lastStatus().message().contains("layout differs from the first shot's"))
+            << blender.lastStatus().message().toStdString();
         VImageBlender copy = blender;
         ASSERT_TRUE(blender.addImage(stack.shots[1]));
         const VImage merged = blender.image().copy();
@@ -226,6 +228,142 @@ TEST(Blender, RefusesWhatItCannotTakeAndCopiesIndependently)
     ASSERT_TRUE(weighted.addImage(black));
     ASSERT_TRUE(weighted.addImage(stack.shots[2]));
     EXPECT_TRUE(sameRoiBytes(weighted.image(), stack.shots[2]));
+}
+
+// A scene with detail everywhere, as float BGR planes, and its shots: sharp inside `sharp`, blurred
+// elsewhere.
+cv::Mat scene(int width, int height, unsigned seed)
+{
+    cv::Mat noise(height, width, CV_32FC3), detail;
+    cv::RNG(seed).fill(noise, cv::RNG::UNIFORM, 0, 255);
+    cv::GaussianBlur(noise, detail, {0, 0}, 1.2);
+    cv::Mat washes;
+    cv::resize(noise(cv::Rect(0, 0, 8, 6)), washes, noise.size(), 0, 0, cv::INTER_CUBIC);
+    return 0.5 * washes + 2.5 * detail - cv::Scalar::all(2.5 * 127.5 - 64);
+}
+
+cv::Mat shotOf(const cv::Mat& truth, const cv::Rect& sharp, double blur = 3.0)
+{
+    cv::Mat shot;
+    cv::GaussianBlur(truth, shot, {0, 0}, blur);
+    if (!sharp.empty())
+        truth(sharp).copyTo(shot(sharp));
+    return shot;
+}
+
+VImage toImage(const cv::Mat& planes, Format format, Channel channel)
+{
+    VImage image = blank(planes.cols, planes.rows, format, channel);
+    const int depth = channel == Channel8u ? CV_8U : channel == Channel16u ? CV_16U : CV_32F;
+    cv::Mat typed;
+    planes.convertTo(typed, depth);
+    if (format == GrayScale)
+        cv::cvtColor(typed, roiMat(image), cv::COLOR_BGR2GRAY);
+    else if (format == BGR)
+        typed.copyTo(roiMat(image));
+    else
+        cv::cvtColor(typed, roiMat(image), cv::COLOR_BGR2BGRA);
+    return image;
+}
+
+TEST(DepthMap, KeepsTheDepthAndTakesTheOneSharpShotExactly)
+{
+    const cv::Mat truth = scene(160, 120, 3);
+    const cv::Rect all(0, 0, 160, 120), none(0, 0, 0, 0);
+    const struct {
+        Format format;
+        Channel channel;
+        double scale;
+    } cases[] = {
+        {XRGB, Channel16u, 200}, {GrayScale, Channel16u, 250}, {BGR, Channel32f, 1 / 255.0}, {XRGB, Channel8u, 1}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.format << " " << c.channel);
+        VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto);
+        QList<VImage> shots;
+        for (const cv::Rect& sharp : {none, all, none})
+            shots.append(toImage(shotOf(truth, sharp, 1.5) * c.scale, c.format, c.channel));
+        for (const VImage& shot : shots)
+            ASSERT_TRUE(blender.addImage(shot)) << blender.lastStatus().message().toStdString();
+        const VImage merged = blender.image();
+        EXPECT_EQ(merged.format(), c.format == GrayScale ? GrayScale : XRGB);
+        EXPECT_EQ(merged.channelType(), c.channel);
+        // Integers exactly; floats to their rounding.
+        const Format layout = c.format == GrayScale ? GrayScale : BGR;
+        EXPECT_LE(cv::norm(roiMat(merged.convert(layout, c.channel)), roiMat(shots[1].convert(layout, c.channel)),
+                           cv::NORM_INF),
+                  c.channel == Channel32f ? 1e-5 : 0.0);
+        for (const VImageBlender::ShotFit& fit : blender.shotFits())
+            EXPECT_FALSE(fit.resampled) << "shots that did not move are taken as they stand";
+    }
+}
+
+TEST(DepthMap, MatchesExposureAndDecidesFlatAreasByTheirSurroundings)
+{
+    // Shot 1 is sharp everywhere but in a flat square no shot has detail in; every shot has its own noise
+    // and its own exposure.
+    cv::Mat truth = scene(240, 180, 5);
+    const cv::Rect flat(80, 60, 80, 60);
+    truth(flat).setTo(cv::Scalar(120, 140, 160));
+    const cv::Vec3d gains[] = {{1, 1, 1}, {1.1, 0.95, 1.05}, {0.9, 1, 1.08}};
+    VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignNone);
+    for (int k = 0; k < 3; ++k) {
+        cv::Mat shot = shotOf(truth, k == 1 ? cv::Rect(0, 0, 240, 180) : cv::Rect()), noise(shot.size(), CV_32FC3);
+        cv::RNG(k + 10).fill(noise, cv::RNG::NORMAL, 0, 2);
+        cv::multiply(shot + noise, cv::Scalar(gains[k][0], gains[k][1], gains[k][2]), shot);
+        ASSERT_TRUE(blender.addImage(toImage(shot, XRGB, Channel8u)));
+    }
+    for (int k = 1; k < 3; ++k)
+        for (int c = 0; c < 3; ++c)
+            EXPECT_NEAR(blender.shotFits()[k].gains[c] * gains[k][c], 1.0, 0.01) << k << " " << c;
+    cv::Mat depth = roiMat(blender.depthMap());
+    EXPECT_EQ(cv::countNonZero(depth != 1), 0) << "flat or not, every pixel follows the sharp shot around it";
+}
+
+TEST(DepthMap, AlignsBreathingShakeAndParallaxToATenthOfAPixel)
+{
+    // The reference is sharp on the left, the second shot on the right, magnified, turned and shifted as a
+    // whole, and with a smooth local shift (parallax) in its right half.
+    const int w = 320, h = 240;
+    const cv::Mat truth = scene(w, h, 7);
+    const cv::Matx23d global(1.02 * std::cos(0.004), -1.02 * std::sin(0.004), 0, 1.02 * std::sin(0.004),
+                             1.02 * std::cos(0.004), 0);
+    cv::Mat map(h, w, CV_32FC2);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const double bump = 1.5 * std::exp(-(std::pow(x - 240.0, 2) + std::pow(y - 120.0, 2)) / (2 * 50.0 * 50.0));
+            const double px = x - w / 2.0 + bump, py = y - h / 2.0;
+            map.at<cv::Vec2f>(y, x) = cv::Vec2f(float(global(0, 0) * px + global(0, 1) * py + w / 2.0 + 1.3),
+                                                float(global(1, 0) * px + global(1, 1) * py + h / 2.0 - 0.8));
+        }
+    cv::Mat moved;
+    cv::remap(truth, moved, map, cv::noArray(), cv::INTER_CUBIC, cv::BORDER_REFLECT);
+    cv::Mat blurred;
+    cv::GaussianBlur(moved, blurred, {0, 0}, 1.5);
+    moved(cv::Rect(w / 2, 0, w / 2, h)).copyTo(blurred(cv::Rect(w / 2, 0, w / 2, h)));
+    VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto);
+    ASSERT_TRUE(blender.addImage(toImage(shotOf(truth, cv::Rect(0, 0, w / 2, h), 1.5), XRGB, Channel8u)));
+    ASSERT_TRUE(blender.addImage(toImage(blurred, XRGB, Channel8u))) << blender.lastStatus().message().toStdString();
+    EXPECT_TRUE(blender.shotFits()[1].resampled);
+    EXPECT_NEAR(blender.shotFits()[1].transform.m11(), 1 / 1.02, 0.003);
+    cv::Mat merged, reference;
+    cv::cvtColor(roiMat(blender.image()), merged, cv::COLOR_BGRA2GRAY);
+    truth.convertTo(reference, CV_8U);
+    cv::cvtColor(reference, reference, cv::COLOR_BGR2GRAY);
+    for (const cv::Rect& part : {cv::Rect(20, 20, 120, 200), cv::Rect(180, 60, 120, 120), cv::Rect(180, 10, 120, 60)}) {
+        cv::Mat a, b;
+        merged(part).convertTo(a, CV_32F);
+        reference(part).convertTo(b, CV_32F);
+        const cv::Point2d shift = cv::phaseCorrelate(a, b);
+        EXPECT_LT(std::hypot(shift.x, shift.y), 0.1) << part << " is off by " << shift;
+    }
+
+    // A shot of another scene cannot be aligned: refused with the reason, the blender as it was.
+    const VImage before = blender.image().copy();
+    EXPECT_FALSE(blender.addImage(toImage(scene(w, h, 99), XRGB, Channel8u)));
+    EXPECT_TRUE(blender.lastStatus().message().contains("cannot be aligned"))
+        << blender.lastStatus().message().toStdString();
+    EXPECT_EQ(blender.count(), 2);
+    EXPECT_TRUE(sameRoiBytes(blender.image(), before));
 }
 
 } // namespace

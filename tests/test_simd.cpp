@@ -147,47 +147,6 @@ TEST(RowKernels, ByteSumsCoverEveryLength)
                 << k->name << " " << n;
 }
 
-// The depth-map merge's vector lanes against its scalar pixels (a row of width 1 takes the scalar path),
-// over states that reach every case: a new best (from no best at all too), an ordinary and a negligible
-// shot, ties, black neighbours, saturated weight sums.
-TEST(RowKernels, DepthMergeLanesGiveTheScalarBits)
-{
-    constexpr int width = 203;
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> any(0.0f, 40.0f);
-    std::vector<std::uint8_t> shot(4 * width), near(width);
-    std::vector<float> score(width), best(width);
-    std::vector<std::uint16_t> mean(3 * width), weight(width), index(width);
-    for (int x = 0; x < width; ++x) {
-        for (int c = 0; c < 4; ++c)
-            shot[4 * x + c] = std::uint8_t(random());
-        near[x] = x % 11 == 0;
-        score[x] = any(random);
-        best[x] = x % 7 == 0 ? 0.0f : x % 13 == 0 ? score[x] + 1e-3f : any(random);
-        for (int c = 0; c < 3; ++c)
-            mean[3 * x + c] = std::uint16_t(random());
-        weight[x] = x % 17 == 0 ? 65535 : std::uint16_t(random());
-        index[x] = std::uint16_t(x % 5);
-    }
-    for (const simd::RowKernels* kernels : builds()) {
-        SCOPED_TRACE(kernels->name);
-        auto laneMean = mean, pixelMean = mean, laneWeight = weight, pixelWeight = weight;
-        auto laneIndex = index, pixelIndex = index;
-        auto laneBest = best, pixelBest = best;
-        kernels->depthMergeRow({shot.data(), score.data(), near.data(), laneMean.data(), laneWeight.data(),
-                                laneBest.data(), laneIndex.data(), 9, 1e-3f, 0.25f, width});
-        for (int x = 0; x < width; ++x)
-            kernels->depthMergeRow({shot.data() + 4 * x, score.data() + x, near.data() + x, pixelMean.data() + 3 * x,
-                                    pixelWeight.data() + x, pixelBest.data() + x, pixelIndex.data() + x, 9, 1e-3f,
-                                    0.25f, 1});
-        EXPECT_EQ(laneMean, pixelMean);
-        EXPECT_EQ(laneWeight, pixelWeight);
-        EXPECT_EQ(laneIndex, pixelIndex);
-        EXPECT_EQ(0, std::memcmp(laneBest.data(), pixelBest.data(), sizeof(float) * width));
-        EXPECT_NE(laneMean, mean) << "the row must have merged something";
-    }
-}
-
 TEST(RowKernels, TheBestBuildIsChosen)
 {
     const auto all = builds();

@@ -220,11 +220,12 @@ TEST_F(VexaTool, MergeIsCloserToTheSharpSceneThanEveryShot)
     for (int i = 0; i < 3; ++i)
         EXPECT_GT(mergedPsnr, cv::PSNR(colourOf(shot(i)), truth)) << "shot " << i;
 
-    // The depth map: which shot each pixel came from, as 16-bit gray.
+    // The depth map: which shot each pixel came from, as 16-bit gray, and as a picture in false colour.
     ASSERT_EQ(vexa({"focus-stack", shot(0), shot(1), shot(2), "-o", path("merged.tif"), "--method", "depth-map",
-                    "--depth-map", path("depth16.png")})
+                    "--depth-map-raw", path("depth16.png"), "--depth-map", path("depth.png")})
                   .code,
               0);
+    EXPECT_GT(colourOf(path("depth.png")).rows, 64) << "the picture has a colour bar under the map";
     VImage depth;
     ASSERT_TRUE(depth.load(path("depth16.png")));
     EXPECT_EQ(depth.channelType(), VEXA::Channel16u);
@@ -354,7 +355,7 @@ TEST_F(VexaTool, FoldersAndBatchesMergeInNaturalOrder)
     ASSERT_TRUE(QFile::copy(shot(0), path("p/lone/x.png")) && QFile::copy(shot(0), path("p/bad/x.png")));
     ASSERT_TRUE(writeFile(path("p/bad/y.png"), fileBytes(shot(1)).left(300)));
 
-    const QStringList depthMap{"--method", "depth-map", "--depth-map"};
+    const QStringList depthMap{"--method", "depth-map", "--depth-map-raw"};
     ASSERT_EQ(vexa(QStringList{"focus-stack", path("p/one"), "-o", path("folder.png")} + depthMap + QStringList{path("fd.png")}).code, 0);
     ASSERT_EQ(vexa(QStringList{"focus-stack", shot(0), shot(1), shot(2), "-o", path("files.png")} + depthMap + QStringList{path("sd.png")}).code, 0);
     EXPECT_EQ(fileBytes(path("fd.png")), fileBytes(path("sd.png")));

@@ -3,6 +3,7 @@
 #include <vexa/imp/qimage_support.h>
 
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <thread>
 
@@ -158,7 +159,7 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
     JobResult result;
     result.kind = JobResult::Stack;
     const LibraryErrors errors;
-    VImageBlender blender(method, alignment == Alignment::Keypoints, alignment == Alignment::Local);
+    VImageBlender blender(method, alignment);
     // The shots share the bar but its last twentieth, which is the merge's final pass.
     const double shotsPart = 0.95;
     const int count = int(files.size());
@@ -176,9 +177,10 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
         if (progress_.isCancelled() || !blender.addImage(shot)) {
             result.cancelled = progress_.isCancelled();
             if (!result.cancelled) {
-                // The blender refuses a shot unlike the first without a word; say how it differs.
-                QString reason = errors.first();
-                if (reason.isEmpty() && i > 0 && !(shot.header() == first))
+                // Say how a shot unlike the first differs in the application's words; other refusals
+                // (one that cannot be aligned) in the blender's.
+                QString reason = blender.lastStatus().message().remove(QRegularExpression(QStringLiteral("^Reason: ")));
+                if (i > 0 && !(shot.header() == first))
                     reason = tr("it is %1, but the first shot is %2; all shots must be alike")
                                  .arg(describeImage(shot), describeImage(first));
                 result.error =

@@ -17,7 +17,7 @@
 
 namespace studio {
 
-enum class Alignment { None, Keypoints, Local };
+using Alignment = VImageBlender::Alignment;
 
 // A single-image tool: reads the source, writes a new image into *result.
 using ToolFunction = std::function<VStatus(const VImage& source, VImage* result)>;

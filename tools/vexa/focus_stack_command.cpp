@@ -12,11 +12,13 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QTextStream>
 
 #include <opencv2/core.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <array>
 #include <atomic>
 #include <optional>
@@ -41,8 +43,10 @@ constexpr std::array<Named, 5> kMethods{{
     {"depth-map", VImageBlender::MultifocusDepthMap},
 }};
 
-enum Align { AlignNone, AlignKeypoints, AlignLocal };
-constexpr std::array<Named, 3> kAligns{{{"none", AlignNone}, {"keypoints", AlignKeypoints}, {"local", AlignLocal}}};
+constexpr std::array<Named, 4> kAligns{{{"auto", VImageBlender::AlignAuto},
+                                        {"none", VImageBlender::AlignNone},
+                                        {"keypoints", VImageBlender::AlignKeypoints},
+                                        {"local", VImageBlender::AlignLocal}}};
 
 template <size_t N>
 int lookUp(const std::array<Named, N>& table, const QString& text, const char* what)
@@ -83,18 +87,25 @@ QStringList imagesIn(const QString& folder, const QString& skip = QString())
 
 struct Settings {
     VImageBlender::MultifocusMethod method;
-    int alignment;
+    VImageBlender::Alignment alignment;
     QString methodName, alignName;
 };
 
+// Where the depth map goes: a picture to look at, the raw shot indices, or both.
+struct DepthOutputs {
+    QString picture, raw;
+    bool any() const { return !picture.isEmpty() || !raw.isEmpty(); }
+};
+
 struct StackRun {
+    QList<VImageBlender::ShotFit> fits;
     int shots = 0;
     QSize size;
     qint64 read = 0, merge = 0, write = 0, total = 0;
 };
 
 StackRun stackShots(const QStringList& shots, const Settings& settings, const QString& outputFile,
-                    const QString& depthFile, Task& task)
+                    const DepthOutputs& depthFiles, Task& task)
 {
     QElapsedTimer total;
     total.start();
@@ -107,8 +118,7 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
     const double part = 1.0 / (shots.size() + 1);
     {
         // The blender's running state goes before the result is written.
-        VImageBlender blender(settings.method, settings.alignment == AlignKeypoints,
-                              settings.alignment == AlignLocal);
+        VImageBlender blender(settings.method, settings.alignment);
         for (int i = 0; i < shots.size(); ++i) {
             const QString& name = shots.at(i);
             const QString step = QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size());
@@ -133,8 +143,11 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
                 added = blender.addImage(shot);
             }
             run.merge += clock.nsecsElapsed();
-            if (!added)
-                task.fail(QStringLiteral("%1: the merge could not take this shot").arg(name));
+            if (!added) {
+                QString reason = blender.lastStatus().message();
+                reason.remove(QRegularExpression(QStringLiteral("^Reason: ")));
+                task.fail(QStringLiteral("%1: the merge could not take this shot: %2").arg(name, reason));
+            }
         }
 
         task.step(QStringLiteral("finishing the merge"));
@@ -142,20 +155,24 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
         {
             const VProgress::Section section(task.progress(), shots.size() * part, (shots.size() + 0.5) * part);
             merged = blender.image();
-            if (!depthFile.isEmpty())
+            run.fits = blender.shotFits();
+            if (depthFiles.any())
                 depth = blender.depthMap();
         }
         run.merge += clock.nsecsElapsed();
     }
     if (merged.isEmpty())
         task.fail(QStringLiteral("the merge gave no image"));
-    if (!depthFile.isEmpty() && depth.isEmpty())
+    if (depthFiles.any() && depth.isEmpty())
         task.fail(QStringLiteral("the merge gave no depth map (only --method depth-map makes one)"));
 
     clock.start();
     writeImage(merged, outputFile, &task);
-    if (!depth.isEmpty())
-        writeImage(depth, depthFile, &task);
+    if (!depthFiles.picture.isEmpty())
+        writeImage(falseColourPicture(depth, QStringLiteral("depth: the shot each pixel came from (0 = first)")),
+                   depthFiles.picture, &task);
+    if (!depthFiles.raw.isEmpty())
+        writeImage(depth, depthFiles.raw, &task);
     run.write = clock.nsecsElapsed();
     run.total = total.nsecsElapsed();
     return run;
@@ -163,7 +180,20 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
 
 QJsonObject report(const StackRun& run, const Settings& settings)
 {
+    // What was done to each shot: its gains into the first shot's exposure, and its fit to the first shot.
+    QJsonArray fits;
+    for (const VImageBlender::ShotFit& fit : run.fits) {
+        const QTransform& t = fit.transform;
+        fits.append(QJsonObject{
+            {QStringLiteral("gains"), QJsonArray{fit.gains[0], fit.gains[1], fit.gains[2]}},
+            {QStringLiteral("scale"), std::sqrt(std::abs(t.determinant()))},
+            {QStringLiteral("shift"), QJsonArray{t.dx(), t.dy()}},
+            {QStringLiteral("local_shift"), fit.localShift},
+            {QStringLiteral("resampled"), fit.resampled},
+        });
+    }
     return QJsonObject{
+        {QStringLiteral("fits"), fits},
         {QStringLiteral("shots"), run.shots},
         {QStringLiteral("width"), run.size.width()},
         {QStringLiteral("height"), run.size.height()},
@@ -184,7 +214,8 @@ struct Stack {
 
 // Each worker takes the next stack until none is left; one stack's failure is reported and the others go
 // on. Returns the number that failed.
-int runBatch(const std::vector<Stack>& stacks, const Settings& settings, int jobs, std::vector<std::optional<StackRun>>* runs)
+int runBatch(const std::vector<Stack>& stacks, const Settings& settings, int jobs,
+             std::vector<std::optional<StackRun>>* runs)
 {
     std::atomic<int> next{0};
     std::atomic<int> failed{0};
@@ -195,7 +226,7 @@ int runBatch(const std::vector<Stack>& stacks, const Settings& settings, int job
             QString message;
             try {
                 Task task(QFileInfo(stack.folder).fileName());
-                (*runs)[size_t(i)] = stackShots(stack.shots, settings, stack.output, QString(), task);
+                (*runs)[size_t(i)] = stackShots(stack.shots, settings, stack.output, DepthOutputs(), task);
             } catch (const Failure& failure) {
                 message = failure.message;
             } catch (const std::bad_alloc&) {
@@ -243,13 +274,21 @@ int focusStackCommand(const QStringList& arguments)
                                                    "default), weighted, weighted-all or depth-map."),
                                     QStringLiteral("METHOD"), QStringLiteral("max"));
     const QCommandLineOption align(QStringLiteral("align"),
-                                   QStringLiteral("How to line each shot up with the merge so far: none (the "
-                                                  "default), keypoints (a homography) or local (local shifts)."),
-                                   QStringLiteral("MODE"), QStringLiteral("none"));
+                                   QStringLiteral("How to line each shot up with the first: auto (the default: "
+                                                  "focus breathing, shake and parallax, fitted to the shot before "
+                                                  "it; a shot that did not move is taken as it stands), none (a "
+                                                  "tripod), keypoints (a homography) or local (local shifts)."),
+                                   QStringLiteral("MODE"), QStringLiteral("auto"));
     const QCommandLineOption depthMap(QStringLiteral("depth-map"),
-                                      QStringLiteral("With --method depth-map: also write the index of the shot "
-                                                     "each pixel came from, as 16-bit gray, to FILE."),
+                                      QStringLiteral("With --method depth-map: also write a picture of the shot "
+                                                     "each pixel came from, in false colour with a colour bar, "
+                                                     "to FILE."),
                                       QStringLiteral("FILE"));
+    const QCommandLineOption depthMapRaw(QStringLiteral("depth-map-raw"),
+                                         QStringLiteral("With --method depth-map: also write the index of the "
+                                                        "shot each pixel came from (0 for the first), as 16-bit "
+                                                        "gray, to FILE."),
+                                         QStringLiteral("FILE"));
     const QCommandLineOption batch(QStringLiteral("batch"),
                                    QStringLiteral("Merge every sub-folder of PARENT that holds two or more images."),
                                    QStringLiteral("PARENT"));
@@ -262,7 +301,7 @@ int focusStackCommand(const QStringList& arguments)
                                   QStringLiteral("N"));
     const QCommandLineOption json(QStringLiteral("json"),
                                   QStringLiteral("Print each merge's sizes and times, and the peak memory, as JSON."));
-    parser.addOptions({output, method, align, depthMap, batch, suffix, jobs, json});
+    parser.addOptions({output, method, align, depthMap, depthMapRaw, batch, suffix, jobs, json});
     if (!parseCommandLine(parser, QStringLiteral("focus-stack"), arguments))
         return ExitOk;
 
@@ -271,20 +310,23 @@ int focusStackCommand(const QStringList& arguments)
     settings.methodName = parser.value(method);
     settings.alignName = parser.value(align);
     settings.method = VImageBlender::MultifocusMethod(lookUp(kMethods, settings.methodName, "method"));
-    settings.alignment = lookUp(kAligns, settings.alignName, "alignment");
+    settings.alignment = VImageBlender::Alignment(lookUp(kAligns, settings.alignName, "alignment"));
     const QStringList positional = parser.positionalArguments();
     if (!parser.isSet(output))
         usageError(QStringLiteral("no output file: give one with -o FILE"));
     const QString outputName = parser.value(output);
-    const QString depthFile = parser.value(depthMap);
-    if (parser.isSet(depthMap) && settings.method != VImageBlender::MultifocusDepthMap)
-        usageError(QStringLiteral("--depth-map needs --method depth-map"));
+    const DepthOutputs depthFiles{parser.value(depthMap), parser.value(depthMapRaw)};
+    for (const QCommandLineOption* option : {&depthMap, &depthMapRaw})
+        if (parser.isSet(*option) && settings.method != VImageBlender::MultifocusDepthMap)
+            usageError(QStringLiteral("--%1 needs --method depth-map").arg(option->names().first()));
 
     if (parser.isSet(batch)) {
         if (!positional.isEmpty())
-            usageError(QStringLiteral("--batch takes its shots from PARENT's sub-folders, not '%1'").arg(positional.first()));
-        if (parser.isSet(depthMap))
-            usageError(QStringLiteral("--depth-map writes one file and cannot be used with --batch"));
+            usageError(
+                QStringLiteral("--batch takes its shots from PARENT's sub-folders, not '%1'").arg(positional.first()));
+        if (depthFiles.any())
+            usageError(QStringLiteral("--depth-map and --depth-map-raw write one file and cannot be used with "
+                                      "--batch"));
         QString dot = parser.value(suffix);
         if (!dot.startsWith(QLatin1Char('.')))
             dot.prepend(QLatin1Char('.'));
@@ -338,8 +380,9 @@ int focusStackCommand(const QStringList& arguments)
     if (positional.isEmpty())
         usageError(QStringLiteral("no shots given"));
     checkOutputName(outputName);
-    if (parser.isSet(depthMap))
-        checkOutputName(depthFile);
+    for (const QString& depthFile : {depthFiles.picture, depthFiles.raw})
+        if (!depthFile.isEmpty())
+            checkOutputName(depthFile);
     QStringList shots;
     QString folder;
     for (const QString& name : positional) {
@@ -359,7 +402,7 @@ int focusStackCommand(const QStringList& arguments)
     }
 
     Task task;
-    const StackRun run = stackShots(shots, settings, outputName, depthFile, task);
+    const StackRun run = stackShots(shots, settings, outputName, depthFiles, task);
     endProgress();
     if (parser.isSet(json)) {
         QJsonObject object = report(run, settings);

@@ -83,5 +83,8 @@ void writeImage(const VImage& image, const QString& fileName, Task* task = nullp
 void checkWritable(VEXA::Format format, VEXA::Channel channel, const QString& fileName);
 void writeImage(const QImage& image, const QString& fileName, Task* task = nullptr);
 void saveImage(const cv::Mat& mat, const QString& fileName);
+// A map of more than 8 bits (a depth map of shot indices) at its own size in false colour, labelled, under
+// a colour bar from its smallest value to its largest.
+QImage falseColourPicture(const VImage& map, const QString& label);
 
 } // namespace vexatool

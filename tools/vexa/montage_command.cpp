@@ -24,7 +24,10 @@ struct Panel {
     bool integer = true;
 };
 
-QImage toQImage(const cv::Mat& bgr) { return QImage(bgr.data, bgr.cols, bgr.rows, int(bgr.step), QImage::Format_BGR888).copy(); }
+QImage toQImage(const cv::Mat& bgr)
+{
+    return QImage(bgr.data, bgr.cols, bgr.rows, int(bgr.step), QImage::Format_BGR888).copy();
+}
 
 // A gray map of more than 8 bits (a depth map of shot indices, say), stretched from its smallest to its
 // largest value and coloured; nearest-neighbour scaling keeps its steps sharp.
@@ -94,7 +97,8 @@ QImage compose(const std::vector<Panel>& panels)
         p.drawImage(x, margin, panel.picture);
         p.setPen(QColor(235, 235, 235));
         const QRect labelBox(x, margin + height + 4, w, labelHeight - 4);
-        p.drawText(labelBox, Qt::AlignHCenter | Qt::AlignTop, p.fontMetrics().elidedText(panel.label, Qt::ElideMiddle, w));
+        p.drawText(labelBox, Qt::AlignHCenter | Qt::AlignTop,
+                   p.fontMetrics().elidedText(panel.label, Qt::ElideMiddle, w));
         if (panel.falseColour) {
             // The colour bar: the map's colours from the smallest value (left) to the largest (right).
             const int barWidth = std::min(w, 260);
@@ -118,6 +122,13 @@ QImage compose(const std::vector<Panel>& panels)
 
 } // namespace
 
+QImage falseColourPicture(const VImage& map, const QString& label)
+{
+    Panel panel = falseColour(map, map.height());
+    panel.label = label;
+    return compose({panel});
+}
+
 int montageCommand(const QStringList& arguments)
 {
     QCommandLineParser parser;
@@ -128,7 +139,8 @@ int montageCommand(const QStringList& arguments)
     parser.addPositionalArgument(QStringLiteral("images"), QStringLiteral("Image files or .vexa files."),
                                  QStringLiteral("IN..."));
     const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the montage to the image file FILE."), QStringLiteral("FILE"));
+                                    QStringLiteral("Write the montage to the image file FILE."),
+                                    QStringLiteral("FILE"));
     const QCommandLineOption labels(QStringLiteral("labels"),
                                     QStringLiteral("The labels, separated by commas, one per image (default: the "
                                                    "file names)."),

@@ -5,12 +5,15 @@
 #include <vexa/gen/gen_resize_image.h>
 #include <vexa/gen/gen_smooth_image.h>
 #include <vexa/imp/VKeypointDescriptors.h>
+#include <vexa/imp/cv_bridge.h>
 #include <vexa/imp/dispatch.h>
+#include <vexa/imp/focus_merge.h>
 #include <vexa/imp/frame.h>
 #include <vexa/imp/progress.h>
 #include <vexa/imp/raster.h>
-#include <vexa/imp/simd/row_kernels.h>
 #include <vcore/MathUtils.h>
+
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -110,6 +113,73 @@ VImage sharpnessOf(const VImage& shot)
     return map;
 }
 
+VImage blankImage(long width, long height, Format format, Channel channel, Origin origin,
+                  RowsAlign align = RowsAlignNone)
+{
+    VImage image;
+    image.create(width, height, format, channel, origin, align);
+    if (image.status() && !image.isEmpty())
+        std::memset(image.rawData(), 0, size_t(image.dataSize()));
+    return image;
+}
+
+// The layouts the depth-map merge takes at their own depth; others are merged in XRGB 8u.
+bool mergedAsItStands(Format format, Channel channel)
+{
+    return (format == GrayScale || format == BGR || format == XRGB || format == ARGB) &&
+           (channel == Channel8u || channel == Channel16u || channel == Channel32f);
+}
+
+Channel depthChannel(const VImageHeader& shape)
+{
+    return mergedAsItStands(shape.format, shape.channelType) ? shape.channelType : Channel8u;
+}
+
+// A shot as single-precision planes: one for gray, blue-green-red for colour (a fourth byte dropped).
+cv::Mat floatPlanes(const VImage& image)
+{
+    const VImage shot =
+        mergedAsItStands(image.format(), image.channelType()) ? image : image.convertFast(XRGB, Channel8u);
+    if (shot.isEmpty())
+        throw dip_exception("The shot's layout cannot be merged");
+    const cv::Mat m = asCvMat(shot);
+    cv::Mat planes;
+    if (m.channels() == 4) {
+        cv::Mat bgr;
+        cv::cvtColor(m, bgr, cv::COLOR_BGRA2BGR);
+        bgr.convertTo(planes, CV_32F);
+    } else {
+        m.convertTo(planes, CV_32F);
+    }
+    return planes;
+}
+
+QString describe(const VImageHeader& h)
+{
+    return QStringLiteral("%1x%2 %3 %4")
+        .arg(h.width)
+        .arg(h.height)
+        .arg(QString::fromStdString(formatInfo(h.format).name),
+             QString::fromStdString(channelInfo(h.channelType).name));
+}
+
+std::string refusal(const VImage& shot, const VImageHeader& first)
+{
+    const VImageHeader h = shot.header();
+    const QString what = h.width != first.width || h.height != first.height ? QStringLiteral("size")
+                         : h.format != first.format || h.channelType != first.channelType
+                             ? QStringLiteral("layout")
+                             : QStringLiteral("origin or row alignment");
+    return QStringLiteral("The shot's %1 differs from the first shot's: %2 against %3")
+        .arg(what, describe(h), describe(first))
+        .toStdString();
+}
+
+QTransform toQTransform(const cv::Matx23d& g)
+{
+    return QTransform(g(0, 0), g(1, 0), g(0, 1), g(1, 1), g(0, 2), g(1, 2));
+}
+
 } // namespace
 
 namespace VEXA {
@@ -169,21 +239,20 @@ VStatus multifocusImagesWeighted(const VImage& image, const VImage& imageSharpne
 {
     return guarded(VEXA_CALL_SITE, [&] {
         const AtomicMerge atomic;
-        forEachMergePixel(image, imageSharpness, result, resultSharpness,
-                          [](const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
-                              if (luminance(d) < 3) {
-                                  d = s;
-                              } else if (luminance(s) > 3) {
-                                  const double wi = sm.gray, wr = dm.gray;
-                                  quint8* dc = &d.b;
-                                  const quint8* sc = &s.b;
-                                  for (int c = 2; c >= 0; --c) // red, green, blue
-                                      dc[c] = std::abs(wi + wr) > 0.0
-                                                  ? MathUtils::bound8u((wi * sc[c] + wr * dc[c]) / (wi + wr))
-                                                  : quint8((dc[c] + sc[c]) >> 1);
-                              }
-                              dm.gray = std::max(dm.gray, sm.gray);
-                          });
+        forEachMergePixel(
+            image, imageSharpness, result, resultSharpness, [](const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
+                if (luminance(d) < 3) {
+                    d = s;
+                } else if (luminance(s) > 3) {
+                    const double wi = sm.gray, wr = dm.gray;
+                    quint8* dc = &d.b;
+                    const quint8* sc = &s.b;
+                    for (int c = 2; c >= 0; --c) // red, green, blue
+                        dc[c] = std::abs(wi + wr) > 0.0 ? MathUtils::bound8u((wi * sc[c] + wr * dc[c]) / (wi + wr))
+                                                        : quint8((dc[c] + sc[c]) >> 1);
+                }
+                dm.gray = std::max(dm.gray, sm.gray);
+            });
         // The map follows the merged pixels.
         return contrastImage(*result, resultSharpness, 1, 3);
     });
@@ -195,6 +264,8 @@ VImageBlender::VImageBlender(MultifocusMethod method, bool alignByKeypoints, boo
     : method_(method), alignByKeypoints_(alignByKeypoints), stabilizeLocally_(stabilizeLocally)
 {
 }
+
+VImageBlender::VImageBlender(MultifocusMethod method, Alignment alignment) { init(method, alignment); }
 
 VImageBlender::VImageBlender(const VImageBlender& other) { deepCopyFrom(other); }
 
@@ -219,9 +290,13 @@ void VImageBlender::deepCopyFrom(const VImageBlender& other)
     stabilizeLocally_ = other.stabilizeLocally_;
     pyramid_ = other.pyramid_;
     pairs_ = other.pairs_; // never written after they are stored
+    autoAlign_ = other.autoAlign_;
     depth_ = own(other.depth_);
-    depthState_ = DepthState{own(other.depthState_.mean), own(other.depthState_.weights), own(other.depthState_.best),
-                             own(other.depthState_.index), other.depthState_.finished, cv::Mat()};
+    depthMerge_ = other.depthMerge_ ? std::make_shared<FocusDepthMerge>(other.depthMerge_->copy()) : nullptr;
+    depthFinished_ = other.depthFinished_;
+    aligner_ = other.aligner_ ? std::make_shared<FocusAligner>(*other.aligner_) : nullptr;
+    fits_ = other.fits_;
+    lastStatus_ = other.lastStatus_;
     shape_ = other.shape_;
     reference_ = other.reference_; // never written after it is stored
 }
@@ -232,8 +307,24 @@ bool VImageBlender::init(MultifocusMethod method, bool alignByKeypoints, bool st
     method_ = method;
     alignByKeypoints_ = alignByKeypoints;
     stabilizeLocally_ = stabilizeLocally;
+    autoAlign_ = false;
     count_ = 0;
     return true;
+}
+
+bool VImageBlender::init(MultifocusMethod method, Alignment alignment)
+{
+    init(method, alignment == AlignKeypoints || alignment == AlignKeypointsAndLocal,
+         alignment == AlignLocal || alignment == AlignKeypointsAndLocal);
+    autoAlign_ = alignment == AlignAuto;
+    return true;
+}
+
+VImageBlender::Alignment VImageBlender::alignment() const
+{
+    if (autoAlign_)
+        return AlignAuto;
+    return Alignment((alignByKeypoints_ ? AlignKeypoints : 0) | (stabilizeLocally_ ? AlignLocal : 0));
 }
 
 void VImageBlender::clear()
@@ -243,7 +334,11 @@ void VImageBlender::clear()
     pyramid_.clear();
     pairs_.clear();
     depth_ = VImage();
-    depthState_ = DepthState();
+    depthMerge_.reset();
+    depthFinished_ = false;
+    aligner_.reset();
+    fits_.clear();
+    lastStatus_ = VStatus::Ok;
     shape_ = VImageHeader();
     reference_ = VImage();
     initialized_ = false;
@@ -266,10 +361,16 @@ bool VImageBlender::init(const VImage& image)
     case MultifocusDepthMap:
         if (alignByKeypoints_ || stabilizeLocally_)
             reference_ = image.copy();
-        if (!addToDepthMap(image, 0))
+        if (!addToDepthMap(image, 0, false))
             return false;
         break;
     }
+    if (autoAlign_ && method_ != MultifocusDepthMap) {
+        aligner_ = std::make_shared<FocusAligner>();
+        aligner_->start(floatPlanes(image));
+    }
+    if (method_ != MultifocusDepthMap)
+        fits_.append(ShotFit());
     if (VEXA::isCancelled())
         return false;
     initialized_ = true;
@@ -279,19 +380,22 @@ bool VImageBlender::init(const VImage& image)
 
 bool VImageBlender::addImage(const VImage& image)
 {
-    if (!image.status() || image.isEmpty() || VEXA::isCancelled())
-        return false;
-    bool added = false;
-    // Cancellation arrives as an exception from the checkpoints, always before the state changes.
+    // Cancellation arrives as an exception from the checkpoints, always before the state changes; every
+    // refusal is an exception too, so that its reason reaches lastStatus().
     const VStatus status = guarded(VEXA_CALL_SITE, [&] {
-        added = add(image);
+        checkSource(image);
+        checkCancelled();
+        if (!add(image)) {
+            checkCancelled();
+            throw dip_exception("The shot could not be merged");
+        }
         return VStatus::Ok;
     });
-    added = added && status;
     // A first shot that did not make it leaves no half-made start behind.
-    if (!added && !initialized_)
+    if (!status && !initialized_)
         clear();
-    return added;
+    lastStatus_ = status;
+    return bool(status);
 }
 
 bool VImageBlender::add(const VImage& image)
@@ -299,10 +403,10 @@ bool VImageBlender::add(const VImage& image)
     if (!initialized_)
         return init(image);
     if (!(method_ == MultifocusDepthMap ? image.header() == shape_ : image.isCompatible(result_)))
-        return false;
+        throw dip_exception(refusal(image, shape_));
     const VImage& target = method_ == MultifocusDepthMap ? reference_ : result_;
     // The depth-map merge only reads an unaligned shot: it takes it as it stands, without a copy.
-    const bool aligning = alignByKeypoints_ || stabilizeLocally_;
+    const bool aligning = alignByKeypoints_ || stabilizeLocally_ || (autoAlign_ && method_ != MultifocusDepthMap);
     VImage shot = method_ == MultifocusDepthMap && !aligning ? image : image.copy();
     ProgressSteps steps("merging");
     // Where the merge's own steps start: alignment takes the first part.
@@ -326,6 +430,25 @@ bool VImageBlender::add(const VImage& image)
     }
     if (stabilizeLocally_)
         stabilizeLocal(target, &shot);
+    // The depth-map merge aligns automatically as it merges; the others take the shot fitted here, its
+    // uncovered pixels black, and the chain moves on only once the shot is merged.
+    FocusAligner::Fit autoFit;
+    ShotFit report;
+    if (autoAlign_ && method_ != MultifocusDepthMap) {
+        autoFit = aligner_->fit(floatPlanes(shot));
+        steps.to(0.3);
+        report.transform = toQTransform(autoFit.global);
+        report.localShift = autoFit.localShift;
+        report.resampled = !autoFit.map.empty();
+        if (report.resampled) {
+            VImage aligned = shot.createCompatible();
+            cv::Mat out = asCvMat(aligned);
+            writeInto(out, [&](cv::Mat& dst) {
+                cv::remap(asCvMat(shot), dst, autoFit.map, cv::noArray(), cv::INTER_CUBIC, cv::BORDER_CONSTANT);
+            });
+            shot = aligned;
+        }
+    }
     // Everything so far was done aside; from here each method measures aside, then changes its state in
     // one step that a cancellation does not cut.
     switch (method_) {
@@ -375,9 +498,15 @@ bool VImageBlender::add(const VImage& image)
     }
     case MultifocusDepthMap:
         step(1.0);
-        if (!addToDepthMap(shot, count_))
+        if (!addToDepthMap(shot, count_, aligning))
             return false;
         break;
+    }
+    if (aligner_) {
+        aligner_->commit(autoFit);
+        fits_.append(report);
+    } else if (method_ != MultifocusDepthMap) {
+        fits_.append(ShotFit());
     }
     ++count_;
     return true;
@@ -387,23 +516,23 @@ VImage VImageBlender::image()
 {
     if (method_ == MultifocusWeightedAll && !pairs_.isEmpty() && !averageAllPairs())
         return VImage();
-    if (method_ == MultifocusDepthMap && initialized_)
-        finishDepthMap();
+    if (method_ == MultifocusDepthMap && initialized_ && !finishDepthMap())
+        return VImage();
     handedOut_ = true;
     return result_;
 }
 
 VImage VImageBlender::depthMap()
 {
-    if (method_ != MultifocusDepthMap || !initialized_)
+    if (method_ != MultifocusDepthMap || !initialized_ || !depthMerge_)
         return VImage();
-    finishDepthMap();
-    if (depth_.isEmpty() && !depthState_.index.isEmpty()) {
-        // The index map, made consistent: a 5 x 5 median removes isolated choices. Made only when asked
-        // for, so that a merge that wants no depth map never holds one.
-        VImage depth;
-        if (!smoothMedian(depthState_.index, &depth, 5))
+    if (depth_.isEmpty()) {
+        // Made only when asked for, so that a merge that wants no depth map never holds one.
+        const cv::Mat& index = depthMerge_->index();
+        VImage depth = blankImage(index.cols, index.rows, GrayScale, Channel16u, shape_.origin);
+        if (depth.isEmpty())
             return VImage();
+        index.copyTo(asCvMat(depth));
         depth_ = depth;
     }
     return depth_;
@@ -469,151 +598,54 @@ bool VImageBlender::averageAllPairs()
     return true;
 }
 
-namespace {
-
-// The sharpness that picks shots: the measure smoothed over a neighbourhood, so that noise and single
-// pixels do not decide, plus a floor that keeps flat areas averaged rather than undecided.
-constexpr int depthWindow = 9;
-constexpr float sharpnessFloor = 1e-3f;
-// Weights are (sharpness / best)^8 (simd::DepthMergeRow): the sharpest shot dominates, near-equal ones
-// blend across seams. Below this ratio the weight (under 2e-5) moves no mean by a 256th of a level: such shots are skipped.
-constexpr float negligibleRatio = 0.25f;
-// The measure works on bands of rows, so that its temporaries stay small and in cache; each band is
-// measured with `bandMargin` rows more on either side, more than the reach of the measure's 3 x 3 blur and
-// of the 9 x 9 smoothing, so every row comes out as a measure over the whole shot gives it.
-constexpr int bandRows = 64;
-constexpr int bandMargin = 8;
-VImage blankImage(long width, long height, Format format, Channel channel, Origin origin,
-                  RowsAlign align = RowsAlignNone)
+bool VImageBlender::addToDepthMap(const VImage& image, int index, bool alignedBlack)
 {
-    VImage image;
-    image.create(width, height, format, channel, origin, align);
-    if (image.status() && !image.isEmpty())
-        std::memset(image.rawData(), 0, size_t(image.dataSize()));
-    return image;
-}
-
-// The smoothed sharpness of every row of `shot`, handed band by band to use(y0, y1, row) with the
-// shot's rows [y0, y1) and row(y) the GrayScale 32f scores of shot row y. False when cancelled through
-// the caller's progress (checked between bands) or when a band could not be measured.
-template <class Use>
-bool forEachSharpnessBand(const VImage& shot, Use use)
-{
-    VProgress* progress = VProgressScope::current();
-    // The bands are checked here; the operations inside run whole.
-    const VProgressScope quiet(nullptr);
-    const long w = shot.width(), h = shot.height();
-    const long bandHeight = std::min<long>(h, bandRows + 2 * bandMargin);
-    VImage part = blankImage(w, bandHeight, shot.format(), shot.channelType(), shot.origin());
-    VImage measured = blankImage(w, bandHeight, GrayScale, Channel32f, shot.origin());
-    VImage smoothed = blankImage(w, bandHeight, GrayScale, Channel32f, shot.origin());
-    if (part.isEmpty() || measured.isEmpty() || smoothed.isEmpty())
-        return false;
-    for (long y0 = 0; y0 < h; y0 += bandRows) {
-        if (progress) {
-            if (progress->isCancelled())
-                return false;
-            progress->report(0.8 * double(y0) / double(h), QStringLiteral("measuring"));
-        }
-        const long y1 = std::min(h, y0 + bandRows);
-        const long top = std::max(0L, y0 - bandMargin), bottom = std::min(h, y1 + bandMargin);
-        const QRect band(0, 0, int(w), int(bottom - top));
-        const Rect rows{0, qint32(top), qint32(w), qint32(bottom - top)};
-        if (!copyImageUsingRois(shot, &part, rows, Rect{0, 0, rows.width, rows.height}))
-            return false;
-        part.setRoi(band);
-        measured.setRoi(band);
-        smoothed.setRoi(band);
-        if (!contrastImage(part, &measured, 1, 3) || !smoothGaussian(measured, &smoothed, depthWindow))
-            return false;
-        const RasterT<Map> scores(smoothed);
-        use(y0, y1, [&scores, top](long y) { return scores.row(qint32(y - top)); });
+    if (!depthMerge_)
+        depthMerge_ = std::make_shared<FocusDepthMerge>(autoAlign_);
+    cv::Mat covered;
+    if (alignedBlack) {
+        // Pixels that the keypoint or local alignment left black carry no data, nor do their neighbours.
+        cv::Mat planes = floatPlanes(image);
+        cv::Mat gray = planes.channels() == 1 ? planes : cv::Mat();
+        if (gray.empty())
+            cv::cvtColor(planes, gray, cv::COLOR_BGR2GRAY);
+        cv::compare(gray, 0, covered, cv::CMP_GT);
+        cv::erode(covered, covered, cv::Mat());
     }
-    return true;
-}
-
-} // namespace
-
-bool VImageBlender::addToDepthMap(const VImage& image, int index)
-{
-    // Shots of other layouts are measured and averaged in 8-bit colour.
-    const VImage shot =
-        isPixelOf<Xrgb>(image.format(), image.channelType()) ? image : image.convertFast(XRGB, Channel8u);
-    if (!isPixelOf<Xrgb>(shot.format(), shot.channelType()) || shot.isEmpty())
-        return !VEXA::isCancelled();
-    DepthState& st = depthState_;
-    const long w = shot.width(), h = shot.height();
-    // First the shot's scores, measured without touching the running state: this is the part that a
-    // cancellation may stop. Half precision keeps them at 2 bytes a pixel; their relative error (under
-    // 5e-4) moves weights that are compared as eighth powers of ratios by well under 1%.
-    st.scores.create(int(h), int(w), CV_16FC1);
-    const bool measured = forEachSharpnessBand(shot, [&](long y0, long y1, const auto& scoreRow) {
-        for (long y = y0; y < y1; ++y)
-            cv::Mat(1, int(w), CV_32FC1, const_cast<Map*>(scoreRow(y))).convertTo(st.scores.row(int(y)), CV_16F);
-    });
-    if (!measured)
-        return false;
-    if (st.mean.isEmpty()) {
-        st.mean = blankImage(w, h, BGR, Channel16u, shot.origin());
-        st.weights = blankImage(w, h, GrayScale, Channel16u, shot.origin());
-        st.best = blankImage(w, h, GrayScale, Channel32f, shot.origin());
-        st.index = blankImage(w, h, GrayScale, Channel16u, shot.origin());
-    }
-    // Then the state, in one pass that is not interrupted.
-    st.finished = false;
+    const FocusDepthMerge::Added added = depthMerge_->add(floatPlanes(image), index, covered);
+    ShotFit fit;
+    std::copy(added.gains.begin(), added.gains.end(), fit.gains);
+    const cv::Matx23d& g = added.global;
+    fit.transform = toQTransform(g);
+    fit.localShift = added.localShift;
+    fit.resampled = added.resampled;
+    fits_.append(fit);
+    depthFinished_ = false;
     depth_ = VImage();
-    const RasterT<Xrgb> in(shot);
-    const RasterT<Map> best(st.best);
-    const RasterT<PixelBGR<quint16>> means(st.mean);
-    const RasterT<PixelGray<quint16>> weights(st.weights), chosen(st.index);
-    const quint16 shotIndex = quint16(std::min(index, 65535));
-    std::vector<float> scoreRow(static_cast<size_t>(w));
-    cv::Mat scoreView(1, int(w), CV_32FC1, scoreRow.data());
-    // Black pixels carry no data (alignment left them): flagged per row, then tested with both neighbours.
-    std::vector<quint8> black(static_cast<size_t>(w)), near(static_cast<size_t>(w));
-    const simd::RowKernels& kernels = simd::rowKernels();
-    for (long y = 0; y < h; ++y) {
-        st.scores.row(int(y)).convertTo(scoreView, CV_32F);
-        const Xrgb* s = in.row(qint32(y));
-        const float* sc = scoreRow.data();
-        Map* b = best.row(qint32(y));
-        PixelBGR<quint16>* m = means.row(qint32(y));
-        PixelGray<quint16>* ws = weights.row(qint32(y));
-        PixelGray<quint16>* k = chosen.row(qint32(y));
-        flagBlack(s, w, black.data());
-        widenFlags(black.data(), w, near.data());
-        const simd::DepthMergeRow merge{reinterpret_cast<const std::uint8_t*>(s), sc, near.data(),
-                                        reinterpret_cast<std::uint16_t*>(m), reinterpret_cast<std::uint16_t*>(ws),
-                                        reinterpret_cast<float*>(b), reinterpret_cast<std::uint16_t*>(k), shotIndex,
-                                        sharpnessFloor, negligibleRatio, int(w)};
-        kernels.depthMergeRow(merge);
-    }
-    reportProgress(1.0, "merging");
     return true;
 }
 
-void VImageBlender::finishDepthMap()
+bool VImageBlender::finishDepthMap()
 {
-    DepthState& st = depthState_;
-    if (st.finished || st.mean.isEmpty())
-        return;
+    if (depthFinished_ || !depthMerge_ || depthMerge_->empty())
+        return true;
+    const bool gray = shape_.format == GrayScale;
+    const Channel channel = depthChannel(shape_);
     // A fresh block each time: an image handed out earlier keeps its pixels.
-    VImage merged = blankImage(st.mean.width(), st.mean.height(), XRGB, Channel8u, shape_.origin, shape_.rowsAlignment);
+    VImage merged =
+        blankImage(shape_.width, shape_.height, gray ? GrayScale : XRGB, channel, shape_.origin, shape_.rowsAlignment);
     if (merged.isEmpty())
-        return;
-    const RasterT<Xrgb> out(merged);
-    const RasterT<PixelBGR<quint16>> means(st.mean);
-    for (qint32 y = 0; y < out.height; ++y) {
-        Xrgb* d = out.row(y);
-        const PixelBGR<quint16>* m = means.row(y);
-        for (qint32 x = 0; x < out.width; ++x) {
-            // Pixels no shot had data for stay black.
-            d[x].b = quint8((m[x].b + 128) >> 8);
-            d[x].g = quint8((m[x].g + 128) >> 8);
-            d[x].r = quint8((m[x].r + 128) >> 8);
-            d[x].x = 255;
-        }
-    }
+        return false;
+    cv::Mat typed;
+    depthMerge_->result().convertTo(typed, cvDepthOf(channel)); // rounded and saturated
+    cv::Mat out = asCvMat(merged);
+    writeInto(out, [&](cv::Mat& dst) {
+        if (gray)
+            typed.copyTo(dst);
+        else
+            cv::cvtColor(typed, dst, cv::COLOR_BGR2BGRA); // X at the type's full scale
+    });
     result_ = merged;
-    st.finished = true;
+    depthFinished_ = true;
+    return true;
 }

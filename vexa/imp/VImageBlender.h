@@ -7,12 +7,16 @@
 // - MultifocusMaxSharpness (the default): per pixel, the sharpest shot so far wins (multifocusImages);
 // - MultifocusWeighted: a running average weighted by sharpness (multifocusImagesWeighted);
 // - MultifocusWeightedAll: every shot kept with its sharpness map, averaged over all of them by image();
-// - MultifocusDepthMap: per pixel selection by a sharpness smoothed over a neighbourhood, made consistent
-//   and blended across seams, with the index of the chosen shot readable as a depth map. Its running state
-//   is 12 bytes a pixel whatever the stack's length, plus 2 for the current shot's scores; without
-//   alignment it copies no shot, and its sharpness is measured in bands of rows, so a merge holds the state
-//   and the caller's current shot, no more.
-//   Shots of another layout are merged in XRGB 8u; pixels no shot has data for come out black.
+// - MultifocusDepthMap: made for real series (hand-held, JPEG, drifting exposure), in the shots' own depth:
+//   every shot is brought to the first shot's exposure and white balance (a gain per channel) and, with
+//   AlignAuto, to its geometry (breathing, shake and parallax: see imp/focus_align.h); its sharpness is
+//   scored at three scales, so that where no shot is sharp the choice follows the depths decided around
+//   it; each pixel's finest detail comes from the one sharpest shot, and a Laplacian pyramid blend of that
+//   decision hides seams and exposure residue at the coarser scales (imp/focus_merge.h). GrayScale, BGR,
+//   XRGB and ARGB shots of 8u, 16u or 32f merge at their depth with no 8-bit step: gray gives GrayScale,
+//   colour gives XRGB, of the shots' channel type; other shots are merged in XRGB 8u. The index of the
+//   shot each pixel came from is readable as a depth map. The running state is 22 bytes a pixel in
+//   colour (11 in gray) whatever the stack's length.
 // Sharpness maps are GrayScale 32f maps of the shot's size, contrastImage(shot, &map, 1, 3).
 //
 // image() hands out the merge so far; later shots never change an image handed out.
@@ -27,7 +31,11 @@
 // change nothing.
 //
 // The first shot initialises the blender; a later shot of another size or format is refused (addImage
-// returns false and nothing changes). With alignByKeypoints each shot is first warped onto the running
+// returns false and nothing changes), and lastStatus() says why. The first shot is the reference of every
+// alignment. AlignAuto (setAlignment) fits each shot to the one before it, chained to the first, with a
+// global affine fit refined by a smooth local correction; a shot that does not move is never resampled,
+// and one that cannot be fitted is refused with its reason. For the methods other than the depth map its
+// uncovered pixels are black, and so stay out of the merge. With alignByKeypoints each shot is first warped onto the running
 // result by the homography between their keypoints; with stabilizeLocally it is then lined up by
 // stabilizeLocal. Pixels that alignment leaves black carry no data: they never enter the result.
 //
@@ -50,8 +58,14 @@
 
 #include <QList>
 #include <QPair>
+#include <QTransform>
 
-#include <opencv2/core.hpp>
+#include <memory>
+
+namespace VEXA {
+class FocusAligner;
+class FocusDepthMerge;
+} // namespace VEXA
 
 class VEXA_EXPORT VImageBlender {
 public:
@@ -63,45 +77,58 @@ public:
         MultifocusDepthMap = 4,
     };
 
+    // How shots are lined up with the first before they are merged.
+    enum Alignment : int {
+        AlignNone = 0,
+        AlignKeypoints = 1,         // alignByKeypoints
+        AlignLocal = 2,             // stabilizeLocally
+        AlignKeypointsAndLocal = 3, // both
+        AlignAuto = 4,              // breathing, shake and parallax, exposure-blind (see above)
+    };
+
+    // What the blender did with a shot it took, in order of the shots.
+    struct ShotFit {
+        double gains[3] = {1.0, 1.0, 1.0}; // blue, green, red: into the first shot's exposure (depth map)
+        QTransform transform;              // the global fit, first shot's pixels to this shot's (AlignAuto)
+        double localShift = 0.0;           // the largest local correction on top of it, in pixels
+        bool resampled = false;            // false for a shot taken as it stands
+    };
+
     explicit VImageBlender(MultifocusMethod method = MultifocusMaxSharpness, bool alignByKeypoints = false,
                            bool stabilizeLocally = false);
+    VImageBlender(MultifocusMethod method, Alignment alignment);
     VImageBlender(const VImageBlender& other);
     VImageBlender& operator=(const VImageBlender& other);
     ~VImageBlender();
 
     // Discards everything and takes new settings; always true.
     bool init(MultifocusMethod method, bool alignByKeypoints, bool stabilizeLocally);
+    bool init(MultifocusMethod method, Alignment alignment);
     // Adds one shot; false, with nothing changed, for a shot the blender cannot take.
     bool addImage(const VImage& image);
     // The merged result so far (computed here for MultifocusWeightedAll and MultifocusDepthMap).
     VImage image();
-    // For MultifocusDepthMap: the index (0 for the first shot) of the shot each pixel came from, GrayScale
-    // 16u; empty for the other methods.
+    // For MultifocusDepthMap: the index (0 for the first shot) of the shot each pixel's finest detail came
+    // from, GrayScale 16u; empty for the other methods.
     VImage depthMap();
     void clear();
 
     int count() const { return count_; }
     MultifocusMethod method() const { return method_; }
+    Alignment alignment() const;
     bool isInitialized() const { return initialized_; }
+    // Ok after a shot was taken; after a refusal or a cancellation, the reason ("Reason: ...").
+    VStatus lastStatus() const { return lastStatus_; }
+    QList<ShotFit> shotFits() const { return fits_; }
 
 private:
-    // The running state of MultifocusDepthMap, 12 bytes a pixel whatever the stack's length: per pixel, the
-    // weighted mean colour so far, the sum of its weights, the largest smoothed sharpness so far (the
-    // weights are relative to it) and the index of the shot that had it.
-    struct DepthState {
-        VImage mean;    // BGR 16u, in 256ths of a level
-        VImage weights; // GrayScale 16u, in 1024ths
-        VImage best;    // GrayScale 32f
-        VImage index;   // GrayScale 16u
-        bool finished = false;
-        cv::Mat scores; // a shot's smoothed sharpness in half precision, measured before any state changes
-    };
     bool init(const VImage& image);
     bool add(const VImage& image);
     bool isIdentity(const VTransformPerspective& t) const;
     bool averageAllPairs();
-    bool addToDepthMap(const VImage& shot, int index);
-    void finishDepthMap();
+    bool addToDepthMap(const VImage& shot, int index, bool alignedBlack);
+    VImage autoAligned(const VImage& shot);
+    bool finishDepthMap();
     // Copies own their pixels: the merges write the running images in place.
     void deepCopyFrom(const VImageBlender& other);
 
@@ -117,8 +144,13 @@ private:
     bool handedOut_ = false;
     VRasterPyramid pyramid_;
     QList<QPair<VImage, VImage>> pairs_;
+    bool autoAlign_ = false;
     VImage depth_;
-    DepthState depthState_;
+    std::shared_ptr<VEXA::FocusDepthMerge> depthMerge_;
+    bool depthFinished_ = false;
+    std::shared_ptr<VEXA::FocusAligner> aligner_; // AlignAuto for the other methods
+    QList<ShotFit> fits_;
+    VStatus lastStatus_;
     VImageHeader shape_; // the first shot's: a later shot must match it
     // MultifocusDepthMap keeps no running image: its shots are aligned to the first, held only when aligning.
     VImage reference_;

@@ -115,7 +115,9 @@ private slots:
 
         auto* method = window_->findChild<QComboBox*>("methodBox");
         method->setCurrentIndex(method->findData(VImageBlender::MultifocusDepthMap));
-        window_->findChild<QComboBox*>("alignBox")->setCurrentIndex(0);
+        auto* align = window_->findChild<QComboBox*>("alignBox");
+        QCOMPARE(align->currentData().toInt(), int(VImageBlender::AlignAuto));
+        align->setCurrentIndex(align->findData(int(VImageBlender::AlignNone)));
         QTest::mouseClick(window_->findChild<QPushButton*>("stackButton"), Qt::LeftButton);
         QVERIFY(window_->isBusy());
         QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);

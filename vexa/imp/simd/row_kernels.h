@@ -29,28 +29,6 @@ struct SharpenRule {
     int shift;
 };
 
-// One row of the depth-map merge's running state moved by one shot. Per pixel, with value = score + floor:
-// a pixel next to black (nearBlack) or whose value is not a new best and below negligible * best is left
-// as it is; otherwise, with r = min(value, best) / max(value, best) and w(r) = r^8, a new best (value >
-// best) takes weight 1 and scales the weight sum so far by w(r), becomes the best and names its shot in
-// index; any other pixel takes weight w(r). Each mean (256ths of a level) moves towards 256 * the shot's
-// component by the share weight / (sum + weight), rounded, and the sum (1024ths, at most 65535) grows by
-// the weight. Every step is one IEEE single-precision operation, so the vector lanes and the scalar
-// pixels give the same bits.
-struct DepthMergeRow {
-    const std::uint8_t* shot;      // 4 bytes a pixel: B, G, R, X
-    const float* score;
-    const std::uint8_t* nearBlack; // 0 or 1 a pixel
-    std::uint16_t* mean;           // B, G, R a pixel
-    std::uint16_t* weight;
-    float* best;
-    std::uint16_t* index;
-    std::uint16_t shotIndex;
-    float floor;
-    float negligible;
-    int width;
-};
-
 struct RowKernels {
     const char* name;
     // BGR (3 bytes) or BGRA-ordered 4-byte pixels to gray, by the double-precision rule.
@@ -79,7 +57,6 @@ struct RowKernels {
     void (*contrastRow)(const std::uint8_t* src, const std::uint8_t* blurred, float* dst, int width, float factor);
     // dst holds the blurred row and receives the sharpened one (see SharpenRule).
     void (*sharpenRow)(const std::uint8_t* src, std::uint8_t* dst, int width, const SharpenRule& rule);
-    void (*depthMergeRow)(const DepthMergeRow& row);
 };
 
 // Orders the streaming stores before every later store (a store fence).

@@ -28,6 +28,6 @@ static_assert(CV_SIMD256, "this file must be compiled for AVX2");
 namespace VEXA::simd {
 
 const RowKernels avx2Kernels{"avx2", avx2::bgrToGray, avx2::bgraToGray, avx2::bgraToBgr, avx2::bgrToBgra, avx2::luminance, avx2::sumBytes, avx2::yuvToBgra,
-    avx2::bytesToFloats, avx2::lookUpBytes, avx2::invertBytes, avx2::streamBytes, avx2::contrastRow, avx2::sharpenRow, avx2::depthMergeRow};
+    avx2::bytesToFloats, avx2::lookUpBytes, avx2::invertBytes, avx2::streamBytes, avx2::contrastRow, avx2::sharpenRow};
 
 } // namespace VEXA::simd

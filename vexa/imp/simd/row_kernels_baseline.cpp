@@ -9,6 +9,6 @@ namespace VEXA::simd {
 
 const RowKernels baselineKernels{"baseline", baseline::bgrToGray, baseline::bgraToGray, baseline::bgraToBgr,
                                  baseline::bgrToBgra, baseline::luminance, baseline::sumBytes, baseline::yuvToBgra,
-    baseline::bytesToFloats, baseline::lookUpBytes, baseline::invertBytes, baseline::streamBytes, baseline::contrastRow, baseline::sharpenRow, baseline::depthMergeRow};
+    baseline::bytesToFloats, baseline::lookUpBytes, baseline::invertBytes, baseline::streamBytes, baseline::contrastRow, baseline::sharpenRow};
 
 } // namespace VEXA::simd

@@ -1,0 +1,336 @@
+#include <vexa/imp/focus_align.h>
+
+#include <vexa/imp/exceptions.h>
+
+#include <opencv2/imgproc.hpp>
+#include <opencv2/video.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace VEXA {
+
+namespace {
+
+// The shot at an eighth of its size, blurred over about 12 pixels of the full size: what is left of it no
+// longer depends on which depth is in focus, only on the exposure.
+constexpr int smallScale = 8;
+
+cv::Mat grayOf(const cv::Mat& colour)
+{
+    if (colour.channels() == 1)
+        return colour;
+    cv::Mat gray;
+    cv::cvtColor(colour, gray, cv::COLOR_BGR2GRAY);
+    return gray;
+}
+
+cv::Mat shrink(const cv::Mat& image, int scale)
+{
+    if (scale == 1)
+        return image.clone();
+    cv::Mat out;
+    cv::resize(image, out, cv::Size(std::max(1, image.cols / scale), std::max(1, image.rows / scale)), 0, 0,
+               cv::INTER_AREA);
+    return out;
+}
+
+cv::Mat smallOf(const cv::Mat& colour)
+{
+    cv::Mat small = shrink(colour, smallScale);
+    cv::GaussianBlur(small, small, cv::Size(), 1.5);
+    return small;
+}
+
+cv::Mat scaled(const cv::Mat& image, const std::array<double, 3>& gains)
+{
+    cv::Mat out;
+    cv::multiply(image, cv::Scalar(gains[0], gains[1], gains[2]), out);
+    return out;
+}
+
+// A map fitted between images `scale` times smaller, expressed between the full-size ones: pixel centres
+// of an area reduction sit at x_full = scale * x + (scale - 1) / 2.
+cv::Matx23d enlarged(const cv::Matx23d& w, double scale)
+{
+    const double c = (scale - 1) / 2;
+    cv::Matx23d out = w;
+    out(0, 2) = scale * w(0, 2) + c - w(0, 0) * c - w(0, 1) * c;
+    out(1, 2) = scale * w(1, 2) + c - w(1, 0) * c - w(1, 1) * c;
+    return out;
+}
+
+cv::Matx23d reduced(const cv::Matx23d& w, double scale)
+{
+    const double c = (scale - 1) / 2;
+    cv::Matx23d out = w;
+    out(0, 2) = (w(0, 2) - c + w(0, 0) * c + w(0, 1) * c) / scale;
+    out(1, 2) = (w(1, 2) - c + w(1, 0) * c + w(1, 1) * c) / scale;
+    return out;
+}
+
+cv::Mat warped(const cv::Mat& image, const cv::Matx23d& w, cv::Size size, int border = cv::BORDER_REPLICATE)
+{
+    cv::Mat out;
+    cv::warpAffine(image, out, cv::Mat(w), size, cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, border);
+    return out;
+}
+
+// Neighbours differ in focus: both are blurred alike before they are compared, so that what is left of
+// them is what they share.
+cv::Mat equalised(const cv::Mat& gray)
+{
+    cv::Mat out;
+    cv::GaussianBlur(gray, out, cv::Size(), 2.0);
+    return out;
+}
+
+// The affine map from the reference's pixels to the shot's that ECC finds between the two gray planes,
+// coarse to fine.
+cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
+{
+    std::vector<cv::Mat> refs{equalised(reference)}, shots{equalised(shot)};
+    while (refs.size() < 4 && std::min(refs.back().cols, refs.back().rows) >= 96) {
+        refs.push_back(shrink(refs.back(), 2));
+        shots.push_back(shrink(shots.back(), 2));
+    }
+    cv::Matx23d w(1, 0, 0, 0, 1, 0);
+    for (size_t i = refs.size(); i-- > 0;) {
+        if (i + 1 < refs.size())
+            w = enlarged(w, 2);
+        cv::Mat warp(w);
+        warp.convertTo(warp, CV_32F);
+        const cv::TermCriteria stop(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 100, i == 0 ? 1e-6 : 1e-5);
+        double correlation = 0;
+        try {
+            correlation = cv::findTransformECC(refs[i], shots[i], warp, cv::MOTION_AFFINE, stop, cv::noArray(), 5);
+        } catch (const cv::Exception&) {
+            correlation = 0;
+        }
+        if (!(correlation > 0.5))
+            throw dip_exception("The shot cannot be aligned: it does not match the shot before it");
+        warp.convertTo(warp, CV_64F);
+        w = cv::Matx23d(warp);
+    }
+    return w;
+}
+
+// The median of ratios a / b per channel over the pixels both have well inside their range.
+std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv::Mat& valid)
+{
+    std::array<double, 3> gains{1.0, 1.0, 1.0};
+    const int channels = a.channels();
+    double low[3], high[3];
+    for (int c = 0; c < channels; ++c) {
+        double top = 0;
+        cv::Mat plane;
+        cv::extractChannel(a, plane, c);
+        cv::minMaxLoc(plane, nullptr, &top);
+        low[c] = 0.02 * top;
+        high[c] = 0.98 * top;
+    }
+    std::vector<float> ratios[3];
+    for (int y = 0; y < a.rows; ++y) {
+        const float* pa = a.ptr<float>(y);
+        const float* pb = b.ptr<float>(y);
+        const uchar* v = valid.ptr<uchar>(y);
+        for (int x = 0; x < a.cols; ++x) {
+            if (!v[x])
+                continue;
+            for (int c = 0; c < channels; ++c) {
+                const float va = pa[x * channels + c], vb = pb[x * channels + c];
+                if (va > low[c] && va < high[c] && vb > low[c] && vb < high[c])
+                    ratios[c].push_back(va / vb);
+            }
+        }
+    }
+    for (int c = 0; c < channels; ++c) {
+        std::vector<float>& r = ratios[c];
+        if (r.size() < 16)
+            continue;
+        std::nth_element(r.begin(), r.begin() + r.size() / 2, r.end());
+        // Within 0.3% of 1 no exposure changed visibly: the shot is then left exactly as it is.
+        const double gain = r[r.size() / 2];
+        gains[size_t(c)] = std::abs(gain - 1.0) < 0.003 ? 1.0 : gain;
+    }
+    if (channels == 1)
+        gains[1] = gains[2] = gains[0];
+    return gains;
+}
+
+// The flow that brings `moving` onto `target` (target(x) ~ moving(x + flow(x))), averaged over about
+// `radius` pixels with the target's structure as weights.
+cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius)
+{
+    cv::Mat flow;
+    const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
+    dis->calc(equalised(target8), equalised(moving8), flow);
+    cv::Mat gx, gy, weight;
+    cv::Sobel(target8, gx, CV_32F, 1, 0);
+    cv::Sobel(target8, gy, CV_32F, 0, 1);
+    cv::magnitude(gx, gy, weight);
+    weight += 1.0; // flat areas still count, a little, so that the weights never vanish
+    cv::Mat weighted;
+    cv::Mat w2[] = {weight, weight};
+    cv::Mat weight2;
+    cv::merge(w2, 2, weight2);
+    cv::multiply(flow, weight2, weighted);
+    cv::GaussianBlur(weighted, weighted, cv::Size(), radius);
+    cv::GaussianBlur(weight2, weight2, cv::Size(), radius);
+    cv::divide(weighted, weight2, flow);
+    return flow;
+}
+
+// The 99th percentile of the flow's length, away from the borders where flow is extrapolated.
+double largeShift(const cv::Mat& flow)
+{
+    const int mx = flow.cols / 20, my = flow.rows / 20;
+    std::vector<float> lengths;
+    lengths.reserve(size_t(flow.total()));
+    for (int y = my; y < flow.rows - my; ++y) {
+        const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
+        for (int x = mx; x < flow.cols - mx; ++x)
+            lengths.push_back(std::hypot(f[x][0], f[x][1]));
+    }
+    if (lengths.empty())
+        return 0;
+    const size_t k = lengths.size() * 99 / 100;
+    std::nth_element(lengths.begin(), lengths.begin() + k, lengths.end());
+    return lengths[k];
+}
+
+cv::Mat to8u(const cv::Mat& gray, double scale)
+{
+    cv::Mat out;
+    gray.convertTo(out, CV_8U, scale);
+    return out;
+}
+
+} // namespace
+
+void FocusAligner::start(const cv::Mat& colour)
+{
+    size_ = colour.size();
+    workScale_ = std::max(size_.width, size_.height) > 1024 ? 2 : 1;
+    previousGray_ = grayOf(shrink(colour, workScale_));
+    double top = 0;
+    cv::minMaxLoc(previousGray_, nullptr, &top);
+    grayScale_ = top > 0 ? 250.0 / top : 1.0;
+    previousSmall_ = smallOf(colour);
+}
+
+FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::Mat& covered) const
+{
+    Fit fit;
+    fit.covered = covered;
+    const cv::Mat small = smallOf(colour);
+    cv::Mat inside(small.size(), CV_8U, cv::Scalar(255));
+    if (!covered.empty()) {
+        cv::resize(covered, inside, small.size(), 0, 0, cv::INTER_AREA);
+        cv::threshold(inside, inside, 254, 255, cv::THRESH_BINARY);
+    }
+    fit.gains = medianRatios(previousSmall_, small, inside);
+    fit.small = scaled(small, fit.gains);
+    fit.gray = grayOf(scaled(shrink(colour, workScale_), fit.gains));
+    return fit;
+}
+
+FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
+{
+    if (colour.size() != size_)
+        throw dip_exception("The shot's size differs from the first shot's");
+    Fit fit;
+    const cv::Mat work = shrink(colour, workScale_);
+    const cv::Matx23d w = fitGlobally(previousGray_, grayOf(work));
+    fit.global = enlarged(w, workScale_);
+    const cv::Matx22d a(fit.global(0, 0), fit.global(0, 1), fit.global(1, 0), fit.global(1, 1));
+    const double scale = std::sqrt(std::abs(cv::determinant(a)));
+    const cv::Point2d centre(size_.width / 2.0, size_.height / 2.0);
+    const cv::Point2d moved(fit.global(0, 0) * centre.x + fit.global(0, 1) * centre.y + fit.global(0, 2),
+                            fit.global(1, 0) * centre.x + fit.global(1, 1) * centre.y + fit.global(1, 2));
+    if (scale < 0.7 || scale > 1.4 || std::abs(moved.x - centre.x) > size_.width / 4.0 ||
+        std::abs(moved.y - centre.y) > size_.height / 4.0)
+        throw dip_exception("The shot cannot be aligned: it moved too far from the shot before it");
+
+    // Exposure: the small shot in the reference's geometry against its neighbour.
+    const cv::Matx23d ws = reduced(fit.global, smallScale);
+    const cv::Mat small = warped(smallOf(colour), ws, previousSmall_.size());
+    cv::Mat inside =
+        warped(cv::Mat(previousSmall_.size(), CV_8U, cv::Scalar(255)), ws, previousSmall_.size(), cv::BORDER_CONSTANT);
+    cv::erode(inside, inside, cv::Mat(), cv::Point(-1, -1), 2);
+    cv::threshold(inside, inside, 254, 255, cv::THRESH_BINARY);
+    fit.gains = medianRatios(previousSmall_, small, inside);
+    fit.small = scaled(small, fit.gains);
+
+    // Parallax: what the global fit leaves, locally.
+    const cv::Mat gray = warped(grayOf(scaled(work, fit.gains)), w, previousGray_.size());
+    cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(gray, grayScale_), 12.0);
+    fit.localShift = largeShift(flow) * workScale_;
+    const bool local = fit.localShift >= 0.25;
+    if (local) {
+        cv::Mat map(flow.size(), CV_32FC2);
+        for (int y = 0; y < map.rows; ++y) {
+            const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
+            cv::Vec2f* m = map.ptr<cv::Vec2f>(y);
+            for (int x = 0; x < map.cols; ++x)
+                m[x] = cv::Vec2f(float(x) + f[x][0], float(y) + f[x][1]);
+        }
+        cv::remap(gray, fit.gray, map, cv::noArray(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+    } else {
+        fit.gray = gray;
+    }
+
+    double still = 0;
+    for (const cv::Point2d& p : {cv::Point2d(0, 0), cv::Point2d(size_.width, 0), cv::Point2d(0, size_.height),
+                                 cv::Point2d(size_.width, size_.height)})
+        still = std::max(still, std::hypot(fit.global(0, 0) * p.x + fit.global(0, 1) * p.y + fit.global(0, 2) - p.x,
+                                           fit.global(1, 0) * p.x + fit.global(1, 1) * p.y + fit.global(1, 2) - p.y));
+    if (still < 0.1 && !local) {
+        fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
+        fit.gray = grayOf(scaled(work, fit.gains));
+        return fit;
+    }
+
+    // One map at full size: the local correction first, then the global fit.
+    cv::Mat full;
+    if (local)
+        cv::resize(flow * double(workScale_), full, size_, 0, 0, cv::INTER_LINEAR);
+    fit.map.create(size_, CV_32FC2);
+    fit.covered.create(size_, CV_8U);
+    bool all = true;
+    const cv::Matx23d& g = fit.global;
+    for (int y = 0; y < size_.height; ++y) {
+        const cv::Vec2f* f = local ? full.ptr<cv::Vec2f>(y) : nullptr;
+        cv::Vec2f* m = fit.map.ptr<cv::Vec2f>(y);
+        uchar* c = fit.covered.ptr<uchar>(y);
+        for (int x = 0; x < size_.width; ++x) {
+            const double px = x + (f ? f[x][0] : 0.f), py = y + (f ? f[x][1] : 0.f);
+            const double sx = g(0, 0) * px + g(0, 1) * py + g(0, 2), sy = g(1, 0) * px + g(1, 1) * py + g(1, 2);
+            m[x] = cv::Vec2f(float(sx), float(sy));
+            const bool in = sx >= 0 && sy >= 0 && sx <= size_.width - 1 && sy <= size_.height - 1;
+            c[x] = in ? 255 : 0;
+            all = all && in;
+        }
+    }
+    if (all)
+        fit.covered.release();
+    return fit;
+}
+
+void FocusAligner::commit(const Fit& fit)
+{
+    previousGray_ = fit.gray;
+    previousSmall_ = fit.small;
+}
+
+cv::Mat applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, const cv::Scalar& fill)
+{
+    if (fit.map.empty())
+        return shot;
+    cv::Mat out;
+    cv::remap(shot, out, fit.map, cv::noArray(), cv::INTER_CUBIC, border, fill);
+    return out;
+}
+
+} // namespace VEXA

@@ -1,0 +1,67 @@
+// Automatic alignment of a focus series, shot by shot, onto its first shot (the reference).
+//
+// Real series move between shots: the magnification changes with the focus (breathing), a hand-held
+// camera shakes, and a camera that moves sideways sees near things shift more than far ones (parallax).
+// Each shot is fitted to the one before it, which is already in the reference's geometry, so the fits
+// chain to the reference while every comparison is between neighbours, whose focus differs least:
+// 1. a global affine fit (shift, rotation, scale, shear) by OpenCV's ECC, which is blind to exposure
+//    (zero-mean normalised correlation), coarse to fine on a pyramid up to half resolution;
+// 2. the exposure and white balance of the shot, brought to the neighbour's (and so to the reference's)
+//    by a gain per channel: the median ratio of the two, compared after a heavy blur at an eighth of the
+//    size, where the focus difference no longer shows;
+// 3. a smooth local correction for parallax: DIS optical flow at half resolution between the globally
+//    fitted shot and its neighbour, averaged over 16 pixels with the neighbour's structure as weights, so
+//    that flat and blurred areas (where flow is noise) follow the detail around them.
+// Both neighbours are blurred alike before they are compared. A shot whose fit moves no corner by 0.1
+// pixel and whose local correction stays under a quarter of a pixel is not resampled.
+// A shot that cannot be fitted (no correlation, or a fit beyond a quarter of the image or a scale outside
+// 0.7..1.4) throws dip_exception with a reason, and the aligner is unchanged.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <array>
+
+namespace VEXA {
+
+class FocusAligner {
+public:
+    struct Fit {
+        // Where each reference pixel is read from in the shot (CV_32FC2, full size); empty when the shot
+        // is used as it stands.
+        cv::Mat map;
+        // Pixels of the reference that the shot covers (CV_8U, 255 = covered); empty when all are.
+        cv::Mat covered;
+        // Gains per channel (blue, green, red; gray uses the first) that match the reference's exposure.
+        std::array<double, 3> gains{1.0, 1.0, 1.0};
+        cv::Matx23d global = cv::Matx23d(1, 0, 0, 0, 1, 0); // reference -> shot, full-size pixels
+        double localShift = 0;                              // the largest local correction, in pixels
+        cv::Mat small;                                      // the shot at an eighth of the size, fitted and matched
+        cv::Mat gray;                                       // its gray plane at working size, fitted and matched
+    };
+
+    // The first shot: colour is the shot as CV_32FC1 or CV_32FC3.
+    void start(const cv::Mat& colour);
+    bool started() const { return !previousGray_.empty(); }
+    // Fits a later shot; the aligner is not changed until commit().
+    Fit fit(const cv::Mat& colour) const;
+    // The fitted shot becomes the neighbour of the next one.
+    void commit(const Fit& fit);
+
+    // Gains of a shot already in the reference's geometry, over the pixels it covers (CV_8U, 255; empty
+    // for all).
+    Fit matchExposure(const cv::Mat& colour, const cv::Mat& covered) const;
+
+private:
+    cv::Size size_;
+    int workScale_ = 1; // full size / working size
+    double grayScale_ = 1;
+    std::array<double, 3> gains_{1.0, 1.0, 1.0}; // the previous shot's gains, the chain's product
+    cv::Mat previousGray_;                       // working size, CV_32F, in the reference's geometry and exposure
+    cv::Mat previousSmall_;                      // an eighth of the size, blurred, CV_32FC(n)
+};
+
+// The shot read through fit.map (bicubic, borders replicated), or the shot itself without a map.
+cv::Mat applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, const cv::Scalar& fill = {});
+
+} // namespace VEXA
