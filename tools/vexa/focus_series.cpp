@@ -189,6 +189,12 @@ void blurLayer(cv::Mat& layer, double sigma, int step, Scratch& scratch)
     padded(cv::Rect(cv::Point(), layer.size())).copyTo(layer);
 }
 
+// Streams of the random draws, besides the scene's (1) and the depths' (2).
+constexpr std::uint64_t kNoiseStream = 1000;        // + shot; then one stream per tile
+constexpr std::uint64_t kExposureStream = 2000;     // then one per shot
+constexpr std::uint64_t kWhiteBalanceStream = 2001; // then one per shot
+constexpr std::uint64_t kShakeStream = 2002;        // then one per shot
+
 } // namespace
 
 std::uint64_t streamSeed(std::uint64_t seed, std::uint64_t stream)
@@ -361,6 +367,60 @@ FocusSeriesRenderer::FocusSeriesRenderer(const cv::Mat& scene, const cv::Mat& de
     sliceDepth_.resize(slices_);
     for (int s = 0; s < slices_; ++s)
         sliceDepth_[s] = pixels[s] > 0 ? depthSum[s] / pixels[s] : -1;
+
+    // What a near slice uncovers when it moves right over a farther one is the farther one's texture,
+    // mirrored across the edge where it disappears under the near one. A near slice moves at most
+    // parallax pixels against a farther one, so the farther one goes that far under it, and a pixel more
+    // for the subpixel sampling.
+    if (settings_.parallax > 0) {
+        reach_ = int(std::ceil(settings_.parallax)) + 1;
+        behind_.create(size, CV_8U);
+        behind_.setTo(255);
+        behindOffset_.create(size, CV_16U);
+        behindOffset_.setTo(0);
+        for (int y = 0; y < size.height; ++y) {
+            const uchar* label = labels_.ptr<uchar>(y);
+            uchar* behind = behind_.ptr<uchar>(y);
+            ushort* offset = behindOffset_.ptr<ushort>(y);
+            for (int edge = 1; edge < size.width; ++edge) {
+                const uchar far = label[edge - 1];
+                if (label[edge] >= far)
+                    continue;
+                for (int x = edge; x < std::min(size.width, edge + reach_) && label[x] < far; ++x) {
+                    const int mirrored = 2 * edge - 1 - x;
+                    const int from = mirrored >= 0 && label[mirrored] == far ? mirrored : edge - 1;
+                    // An edge further left may have reached here too, but from a farther slice, which
+                    // the one just left of the gap hides.
+                    behind[x] = far;
+                    offset[x] = ushort(x - from);
+                }
+            }
+        }
+    }
+
+    // The nuisances, each from its own stream of draws; shot 0 is the neutral one.
+    const double halfDiagonal = std::hypot(size.width, size.height) / 2;
+    nuisances_.resize(size_t(settings.shots));
+    for (int shot = 1; shot < settings.shots; ++shot) {
+        ShotNuisance& n = nuisances_[size_t(shot)];
+        if (settings.exposureDrift > 0) {
+            cv::RNG rng(streamSeed(streamSeed(settings.seed, kExposureStream), std::uint64_t(shot)));
+            n.gain = cv::Vec3d::all(std::exp(settings.exposureDrift * rng.gaussian(1.0)));
+        }
+        if (settings.whiteBalanceDrift > 0) {
+            cv::RNG rng(streamSeed(streamSeed(settings.seed, kWhiteBalanceStream), std::uint64_t(shot)));
+            for (int c = 0; c < 3; ++c)
+                n.gain[c] *= std::exp(settings.whiteBalanceDrift * rng.gaussian(1.0));
+        }
+        n.magnification = 1 + settings.breathing * focusDepth(shot);
+        if (settings.shake > 0) {
+            cv::RNG rng(streamSeed(streamSeed(settings.seed, kShakeStream), std::uint64_t(shot)));
+            n.shift.x = settings.shake * rng.gaussian(1.0);
+            n.shift.y = settings.shake * rng.gaussian(1.0);
+            n.rotation = settings.shake / halfDiagonal * rng.gaussian(1.0);
+        }
+        n.parallax = settings.parallax * focusDepth(shot);
+    }
 }
 
 double FocusSeriesRenderer::focusDepth(int shot) const { return double(shot) / (settings_.shots - 1); }
@@ -369,6 +429,11 @@ double FocusSeriesRenderer::blurSigma(double depth, int shot) const
 {
     const double halfField = 0.5 / (settings_.shots - 1);
     return maxBlur_ * std::max(0.0, std::abs(depth - focusDepth(shot)) - halfField);
+}
+
+double FocusSeriesRenderer::sliceShift(int s, int shot) const
+{
+    return nuisances_[size_t(shot)].parallax * std::clamp(1 - sliceDepth_[s], 0.0, 1.0);
 }
 
 cv::Rect FocusSeriesRenderer::tileRect(int tile) const
@@ -388,15 +453,33 @@ bool FocusSeriesRenderer::sliceMeets(int s, const cv::Rect& region) const
 
 cv::Mat FocusSeriesRenderer::renderShot(int shot) const
 {
+    const int tiles = tilesX_ * tilesY_;
+    cv::Mat frame(linear_.size(), CV_32FC3);
+    cv::parallel_for_(cv::Range(0, tiles), [&](const cv::Range& range) {
+        for (int tile = range.start; tile < range.end; ++tile)
+            compositeTile(shot, tile, frame);
+    });
+    const ShotNuisance& n = nuisances_[size_t(shot)];
+    if (n.warps()) {
+        // Scene point p goes to c + m R (p - c) + shift.
+        const cv::Point2d centre((frame.cols - 1) / 2.0, (frame.rows - 1) / 2.0);
+        const double a = n.magnification * std::cos(n.rotation);
+        const double b = n.magnification * std::sin(n.rotation);
+        const cv::Matx23d warp(a, -b, centre.x - a * centre.x + b * centre.y + n.shift.x, //
+                               b, a, centre.y - b * centre.x - a * centre.y + n.shift.y);
+        cv::Mat warped;
+        cv::warpAffine(frame, warped, warp, frame.size(), cv::INTER_LINEAR, cv::BORDER_REFLECT);
+        frame = warped;
+    }
     cv::Mat result(linear_.size(), CV_8UC3);
-    cv::parallel_for_(cv::Range(0, tilesX_ * tilesY_), [&](const cv::Range& tiles) {
-        for (int tile = tiles.start; tile < tiles.end; ++tile)
-            renderTile(shot, tile, result);
+    cv::parallel_for_(cv::Range(0, tiles), [&](const cv::Range& range) {
+        for (int tile = range.start; tile < range.end; ++tile)
+            encodeTile(shot, tile, frame, result);
     });
     return result;
 }
 
-void FocusSeriesRenderer::renderTile(int shot, int tileIndex, cv::Mat& result) const
+void FocusSeriesRenderer::compositeTile(int shot, int tileIndex, cv::Mat& frame) const
 {
     thread_local Scratch scratch;
     const cv::Rect image(cv::Point(), linear_.size());
@@ -418,16 +501,47 @@ void FocusSeriesRenderer::renderTile(int shot, int tileIndex, cv::Mat& result) c
         const int step = coarseStep(sigma);
         const cv::Point origin(reach.x / step * step, reach.y / step * step);
         const cv::Rect region(origin, reach.br());
-        if (!sliceMeets(s, region))
+        // A slice moved right comes from further left, and reaches under nearer slices on its right.
+        const double shift = reach_ > 0 ? sliceShift(s, shot) : 0.0;
+        const int whole = int(std::floor(shift));
+        const int from = whole + 1 + reach_;
+        if (!sliceMeets(s, reach_ > 0 ? cv::Rect(region.x - from, region.y, region.width + from, region.height) & image
+                                      : region))
             continue;
 
         cv::Mat layer = scratchView(scratch.layer, region.size(), CV_32FC4);
-        for (int y = 0; y < region.height; ++y) {
-            const uchar* label = labels_.ptr<uchar>(region.y + y) + region.x;
-            const cv::Vec3f* colour = linear_.ptr<cv::Vec3f>(region.y + y) + region.x;
-            cv::Vec4f* out = layer.ptr<cv::Vec4f>(y);
-            for (int x = 0; x < region.width; ++x)
-                out[x] = label[x] == s ? cv::Vec4f(colour[x][0], colour[x][1], colour[x][2], 1.f) : cv::Vec4f::all(0);
+        if (reach_ == 0) {
+            for (int y = 0; y < region.height; ++y) {
+                const uchar* label = labels_.ptr<uchar>(region.y + y) + region.x;
+                const cv::Vec3f* colour = linear_.ptr<cv::Vec3f>(region.y + y) + region.x;
+                cv::Vec4f* out = layer.ptr<cv::Vec4f>(y);
+                for (int x = 0; x < region.width; ++x)
+                    out[x] =
+                        label[x] == s ? cv::Vec4f(colour[x][0], colour[x][1], colour[x][2], 1.f) : cv::Vec4f::all(0);
+            }
+        } else {
+            // Linear interpolation between the two source pixels the shifted pixel falls between; beyond
+            // the image's edges its outermost pixels stand in.
+            const float part = float(shift - whole);
+            const int last = image.width - 1;
+            for (int y = 0; y < region.height; ++y) {
+                const uchar* label = labels_.ptr<uchar>(region.y + y);
+                const uchar* behind = behind_.ptr<uchar>(region.y + y);
+                const ushort* offset = behindOffset_.ptr<ushort>(region.y + y);
+                const cv::Vec3f* colour = linear_.ptr<cv::Vec3f>(region.y + y);
+                const auto source = [&](int x) {
+                    x = std::clamp(x, 0, last);
+                    const cv::Vec3f* c = label[x] == s ? &colour[x] : behind[x] == s ? &colour[x - offset[x]] : nullptr;
+                    return c ? cv::Vec4f((*c)[0], (*c)[1], (*c)[2], 1.f) : cv::Vec4f::all(0);
+                };
+                cv::Vec4f* out = layer.ptr<cv::Vec4f>(y);
+                cv::Vec4f left = source(region.x - whole - 1);
+                for (int x = 0; x < region.width; ++x) {
+                    const cv::Vec4f right = source(region.x + x - whole);
+                    out[x] = right * (1.f - part) + left * part;
+                    left = right;
+                }
+            }
         }
         if (sigma > 0)
             blurLayer(layer, sigma, step, scratch);
@@ -441,24 +555,49 @@ void FocusSeriesRenderer::renderTile(int shot, int tileIndex, cv::Mat& result) c
         }
     }
 
-    // Back to 8-bit sRGB; the coverage, 1 but at seams between blurred slices, is divided out. The noise
-    // comes from the tile's own stream, so it does not depend on the order tiles are rendered in.
-    const std::vector<float>& encode = encodeTable();
-    cv::RNG rng(streamSeed(streamSeed(settings_.seed, 1000 + std::uint64_t(shot)), std::uint64_t(tileIndex)));
-    cv::Mat noise = scratchView(scratch.noise, cv::Size(tile.width * 3, 1), CV_32F);
-    noise.setTo(0);
+    // The coverage, 1 but at seams between blurred slices and in gaps a near slice left, is divided out.
     for (int y = 0; y < tile.height; ++y) {
-        if (settings_.noise > 0)
-            rng.fill(noise, cv::RNG::NORMAL, 0.0, settings_.noise);
-        const float* n = noise.ptr<float>();
         const cv::Vec4f* in = composite.ptr<cv::Vec4f>(y);
-        uchar* out = result.ptr<uchar>(tile.y + y) + 3 * tile.x;
+        cv::Vec3f* out = frame.ptr<cv::Vec3f>(tile.y + y) + tile.x;
         for (int x = 0; x < tile.width; ++x) {
             const float coverage = in[x][3];
+            for (int c = 0; c < 3; ++c)
+                out[x][c] = coverage > 1e-6f ? in[x][c] / coverage : 0.f;
+        }
+    }
+}
+
+void FocusSeriesRenderer::encodeTile(int shot, int tileIndex, const cv::Mat& frame, cv::Mat& result) const
+{
+    thread_local Scratch scratch;
+    const cv::Rect tile = tileRect(tileIndex);
+    const cv::Vec3d& gains = nuisances_[size_t(shot)].gain;
+    const float gain[3] = {float(gains[0]), float(gains[1]), float(gains[2])};
+    // Back to 8-bit sRGB. The noise comes from the tile's own stream, so it does not depend on the order
+    // tiles are rendered in. With the photon noise, of sigma shotNoise * sqrt(v / 255) at level v, one draw
+    // serves both: the sum of two independent Gaussians is the Gaussian of the summed variances.
+    const std::vector<float>& encode = encodeTable();
+    cv::RNG rng(streamSeed(streamSeed(settings_.seed, kNoiseStream + std::uint64_t(shot)), std::uint64_t(tileIndex)));
+    cv::Mat noise = scratchView(scratch.noise, cv::Size(tile.width * 3, 1), CV_32F);
+    noise.setTo(0);
+    const bool photons = settings_.shotNoise > 0;
+    const float variance = float(settings_.noise * settings_.noise);
+    const float photonVariance = float(settings_.shotNoise * settings_.shotNoise / 255);
+    for (int y = 0; y < tile.height; ++y) {
+        if (photons)
+            rng.fill(noise, cv::RNG::NORMAL, 0.0, 1.0);
+        else if (settings_.noise > 0)
+            rng.fill(noise, cv::RNG::NORMAL, 0.0, settings_.noise);
+        const float* n = noise.ptr<float>();
+        const cv::Vec3f* in = frame.ptr<cv::Vec3f>(tile.y + y) + tile.x;
+        uchar* out = result.ptr<uchar>(tile.y + y) + 3 * tile.x;
+        for (int x = 0; x < tile.width; ++x) {
             for (int c = 0; c < 3; ++c) {
-                const float v = coverage > 1e-6f ? in[x][c] / coverage : 0.f;
-                const int index = std::clamp(int(v * kEncodeSteps + 0.5f), 0, kEncodeSteps);
-                out[3 * x + c] = cv::saturate_cast<uchar>(encode[index] + n[3 * x + c]);
+                const int index = std::clamp(int(in[x][c] * gain[c] * kEncodeSteps + 0.5f), 0, kEncodeSteps);
+                const float level = encode[index];
+                const float spread =
+                    photons ? n[3 * x + c] * std::sqrt(variance + photonVariance * level) : n[3 * x + c];
+                out[3 * x + c] = cv::saturate_cast<uchar>(level + spread);
             }
         }
     }

@@ -4,6 +4,9 @@
 #include "image_io.h"
 
 #include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QImageWriter>
 #include <QRegularExpression>
 #include <QTextStream>
 
@@ -47,13 +50,56 @@ DepthKind parseDepth(const QString& text)
     usageError(QStringLiteral("unknown depth '%1' (known: plane, steps, sphere)").arg(text));
 }
 
+// The shot as a JPEG file of the given quality, appearing under its name only once complete.
+void saveJpeg(const cv::Mat& bgr, const QString& fileName, int quality)
+{
+    OutputFile output(fileName);
+    const QImage image(bgr.data, bgr.cols, bgr.rows, int(bgr.step), QImage::Format_BGR888);
+    QImageWriter writer(output.temporaryName(), "jpeg");
+    writer.setQuality(quality);
+    if (!writer.write(image))
+        runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, writer.errorString()));
+    output.commit();
+}
+
+QString number(double value) { return QString::number(value, 'g', 9); }
+
+// What every shot has against the neutral shot 0, for checking what a merge or an alignment recovers.
+QByteArray nuisanceReport(const FocusSeriesRenderer& renderer, const FocusSeriesSettings& settings, int jpeg)
+{
+    QString text;
+    QTextStream out(&text);
+    out << "{\n  \"width\": " << settings.size.width << ", \"height\": " << settings.size.height
+        << ", \"neutral_shot\": 0,\n  \"settings\": {\"exposure_drift\": " << number(settings.exposureDrift)
+        << ", \"white_balance_drift\": " << number(settings.whiteBalanceDrift)
+        << ", \"breathing\": " << number(settings.breathing) << ", \"shake\": " << number(settings.shake)
+        << ", \"parallax\": " << number(settings.parallax) << ", \"jpeg\": " << jpeg
+        << ", \"shot_noise\": " << number(settings.shotNoise) << ", \"noise\": " << number(settings.noise)
+        << "},\n  \"shots\": [\n";
+    for (int shot = 0; shot < settings.shots; ++shot) {
+        const ShotNuisance& n = renderer.nuisance(shot);
+        out << "    {\"shot\": " << shot << ", \"focus\": " << number(renderer.focusDepth(shot)) << ", \"gain_bgr\": ["
+            << number(n.gain[0]) << ", " << number(n.gain[1]) << ", " << number(n.gain[2])
+            << "], \"magnification\": " << number(n.magnification) << ", \"shift\": [" << number(n.shift.x) << ", "
+            << number(n.shift.y) << "], \"rotation\": " << number(n.rotation)
+            << ", \"parallax_near\": " << number(n.parallax) << (shot + 1 < settings.shots ? "},\n" : "}\n");
+    }
+    out << "  ]\n}\n";
+    out.flush();
+    return text.toUtf8();
+}
+
 int sampleFocusStack(const QStringList& arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Renders a synthetic focus series: OUT_DIR/shot_000.png onwards, focused from the nearest "
                        "depth to the farthest, truth.png (the scene sharp everywhere) and depth.png (8-bit gray, 0 "
-                       "nearest, 255 farthest). The same arguments always give the same files."));
+                       "nearest, 255 farthest), both lined up with shot 0, and nuisances.json (what every shot "
+                       "has against shot 0: gains in linear light, B G R; magnification, shift in pixels and "
+                       "rotation in radians, clockwise, about the image centre; parallax of the nearest depth in "
+                       "pixels, to the right). The nuisances of a handheld series are off unless asked for. The "
+                       "same arguments always give the same files."));
     parser.addPositionalArgument(QStringLiteral("out_dir"), QStringLiteral("Folder to write to; made if missing."),
                                  QStringLiteral("OUT_DIR"));
     const QCommandLineOption size(QStringLiteral("size"), QStringLiteral("Image size (default 1024x768)."),
@@ -69,14 +115,54 @@ int sampleFocusStack(const QStringList& arguments)
                                    QStringLiteral("Sigma of the Gaussian noise added to every shot, in 8-bit "
                                                   "levels (default 0)."),
                                    QStringLiteral("SIGMA"), QStringLiteral("0"));
-    const QCommandLineOption seed(QStringLiteral("seed"),
-                                  QStringLiteral("Seed of the scene, its depths and the noise (default 1)."),
-                                  QStringLiteral("S"), QStringLiteral("1"));
+    const QCommandLineOption seed(
+        QStringLiteral("seed"),
+        QStringLiteral("Seed of the scene, its depths, the noise and the nuisances (default 1)."), QStringLiteral("S"),
+        QStringLiteral("1"));
     const QCommandLineOption from(QStringLiteral("from"),
                                   QStringLiteral("Photograph the given picture instead of a drawn scene; it is "
                                                  "scaled to cover the size and cropped about its centre."),
                                   QStringLiteral("PHOTO"));
-    parser.addOptions({size, shots, depth, noise, seed, from});
+    const QCommandLineOption shotNoise(QStringLiteral("shot-noise"),
+                                       QStringLiteral("Photon noise: sigma at white, in 8-bit levels; at level v it "
+                                                      "is S * sqrt(v / 255), on top of --noise (default 0)."),
+                                       QStringLiteral("S"));
+    const QCommandLineOption exposureDrift(QStringLiteral("exposure-drift"),
+                                           QStringLiteral("Each shot's exposure is off by a gain exp(N(0, S)) in "
+                                                          "linear light, e.g. 0.05 (default 0)."),
+                                           QStringLiteral("S"));
+    const QCommandLineOption whiteBalanceDrift(QStringLiteral("white-balance-drift"),
+                                               QStringLiteral("And each channel by a gain exp(N(0, S)) more, e.g. "
+                                                              "0.02 (default 0)."),
+                                               QStringLiteral("S"));
+    const QCommandLineOption breathing(QStringLiteral("breathing"),
+                                       QStringLiteral("Focus breathing: a shot focused at f (0 nearest, 1 farthest) "
+                                                      "is magnified by 1 + M * f about the centre, e.g. 0.03 "
+                                                      "(default 0)."),
+                                       QStringLiteral("M"));
+    const QCommandLineOption shake(QStringLiteral("shake"),
+                                   QStringLiteral("Hand shake: each shot shifted by a random offset of sigma "
+                                                  "PIXELS in x and in y and turned about the centre by a random "
+                                                  "angle that moves the corners about as much (default 0)."),
+                                   QStringLiteral("PIXELS"));
+    const QCommandLineOption parallax(QStringLiteral("parallax"),
+                                      QStringLiteral("The camera moves sideways from shot to shot: in the last shot "
+                                                     "the nearest depth lies PIXELS further right, each depth d "
+                                                     "PIXELS * (1 - d), so near objects uncover what lies behind "
+                                                     "them (default 0)."),
+                                      QStringLiteral("PIXELS"));
+    const QCommandLineOption jpeg(QStringLiteral("jpeg"),
+                                  QStringLiteral("Write the shots as JPEG files (shot_000.jpg onwards) of this "
+                                                 "quality, 1 to 100; truth and depth stay PNG."),
+                                  QStringLiteral("QUALITY"));
+    const QCommandLineOption realistic(
+        QStringLiteral("realistic"),
+        QStringLiteral("A handheld macro series: every nuisance on, as --exposure-drift 0.03 --white-balance-drift "
+                       "0.015 --breathing 0.03 --shake 2 --parallax 3 --jpeg 92 --shot-noise 3 --noise 1, the "
+                       "pixels of --shake and --parallax for a 1024-pixel-wide image and in proportion to the "
+                       "width otherwise. Options given as well win."));
+    parser.addOptions({size, shots, depth, noise, seed, from, shotNoise, exposureDrift, whiteBalanceDrift, breathing,
+                       shake, parallax, jpeg, realistic});
     if (!parseCommandLine(parser, QStringLiteral("sample focus-stack"), arguments))
         return ExitOk;
 
@@ -89,7 +175,22 @@ int sampleFocusStack(const QStringList& arguments)
     settings.size = parseSize(parser.value(size));
     settings.shots = intOption(parser, QStringLiteral("shots"), 2, 999);
     settings.depth = parseDepth(parser.value(depth));
-    settings.noise = numberOption(parser, QStringLiteral("noise"), 0, 255);
+    // The preset gives the defaults; what is given on the command line wins over it.
+    const bool preset = parser.isSet(realistic);
+    const double perWidth = settings.size.width / 1024.0;
+    const auto value = [&](const QCommandLineOption& option, double min, double max, double presetValue) {
+        return parser.isSet(option) ? numberOption(parser, option.names().first(), min, max)
+               : preset             ? presetValue
+                                    : 0.0;
+    };
+    settings.noise = value(noise, 0, 255, 1);
+    settings.shotNoise = value(shotNoise, 0, 255, 3);
+    settings.exposureDrift = value(exposureDrift, 0, 1, 0.03);
+    settings.whiteBalanceDrift = value(whiteBalanceDrift, 0, 1, 0.015);
+    settings.breathing = value(breathing, -0.5, 0.5, 0.03);
+    settings.shake = value(shake, 0, 1000, 2 * perWidth);
+    settings.parallax = value(parallax, 0, 1000, 3 * perWidth);
+    const int jpegQuality = parser.isSet(jpeg) ? intOption(parser, QStringLiteral("jpeg"), 1, 100) : preset ? 92 : 0;
     bool seedOk = false;
     settings.seed = parser.value(seed).toULongLong(&seedOk);
     if (!seedOk)
@@ -116,21 +217,38 @@ int sampleFocusStack(const QStringList& arguments)
     // Each file is compressed and written while the next image is rendered; no more than two images are
     // held at any time.
     std::future<void> writing;
-    const auto write = [&writing](const cv::Mat& image, const QString& fileName) {
+    const auto write = [&writing](const cv::Mat& image, const QString& fileName, int jpegQuality) {
         if (writing.valid())
             writing.get();
-        writing = std::async(std::launch::async, [image, fileName] { saveImage(image, fileName); });
+        writing = std::async(std::launch::async, [image, fileName, jpegQuality] {
+            if (jpegQuality > 0)
+                saveJpeg(image, fileName, jpegQuality);
+            else
+                saveImage(image, fileName);
+        });
     };
-    write(scene, dir.filePath(QStringLiteral("truth.png")));
+    write(scene, dir.filePath(QStringLiteral("truth.png")), 0);
     cv::Mat depth8u;
     depthMap.convertTo(depth8u, CV_8U, 255);
-    write(depth8u, dir.filePath(QStringLiteral("depth.png")));
+    write(depth8u, dir.filePath(QStringLiteral("depth.png")), 0);
     scene.release();
+    {
+        const QString fileName = dir.filePath(QStringLiteral("nuisances.json"));
+        OutputFile output(fileName);
+        QFile file(output.temporaryName());
+        const QByteArray report = nuisanceReport(renderer, settings, jpegQuality);
+        if (!file.open(QIODevice::WriteOnly) || file.write(report) != report.size() || !file.flush())
+            runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, file.errorString()));
+        file.close();
+        output.commit();
+    }
     for (int shot = 0; shot < settings.shots; ++shot) {
-        const QString name = QStringLiteral("shot_%1.png").arg(shot, 3, 10, QLatin1Char('0'));
+        const QString name = QStringLiteral("shot_%1.%2")
+                                 .arg(shot, 3, 10, QLatin1Char('0'))
+                                 .arg(QLatin1String(jpegQuality > 0 ? "jpg" : "png"));
         task.step(QStringLiteral("[%1/%2] rendering %3").arg(shot + 1).arg(settings.shots).arg(name),
                   double(shot) / settings.shots);
-        write(renderer.renderShot(shot), dir.filePath(name));
+        write(renderer.renderShot(shot), dir.filePath(name), jpegQuality);
     }
     writing.get();
     task.checkCancelled();
