@@ -159,26 +159,40 @@ std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv:
     return gains;
 }
 
-// The flow that brings `moving` onto `target` (target(x) ~ moving(x + flow(x))), averaged over about
-// `radius` pixels with the target's structure as weights.
-cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius)
+// The flow that brings `moving` onto `target` (target(x) ~ moving(x + flow(x))), as a smooth field: DIS's
+// vectors averaged over about `radius` pixels, each weighted by the detail both images have there, so that
+// flat and blurred areas (where flow is noise) take the motion of the detail around them, and areas far
+// from any detail none. Vectors longer than `longest` are matches gone astray and count for nothing.
+cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius, double longest)
 {
+    const cv::Mat target = equalised(target8), moving = equalised(moving8);
     cv::Mat flow;
     const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
-    dis->calc(equalised(target8), equalised(moving8), flow);
-    cv::Mat gx, gy, weight;
-    cv::Sobel(target8, gx, CV_32F, 1, 0);
-    cv::Sobel(target8, gy, CV_32F, 0, 1);
-    cv::magnitude(gx, gy, weight);
-    weight += 1.0; // flat areas still count, a little, so that the weights never vanish
-    cv::Mat weighted;
-    cv::Mat w2[] = {weight, weight};
-    cv::Mat weight2;
-    cv::merge(w2, 2, weight2);
-    cv::multiply(flow, weight2, weighted);
+    dis->calc(target, moving, flow);
+    const auto detail = [](const cv::Mat& image) {
+        cv::Mat gx, gy, magnitude;
+        cv::Sobel(image, gx, CV_32F, 1, 0);
+        cv::Sobel(image, gy, CV_32F, 0, 1);
+        cv::magnitude(gx, gy, magnitude);
+        return magnitude;
+    };
+    cv::Mat weight = cv::min(detail(target), detail(moving));
+    for (int y = 0; y < flow.rows; ++y) {
+        const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
+        float* w = weight.ptr<float>(y);
+        for (int x = 0; x < flow.cols; ++x)
+            if (std::hypot(f[x][0], f[x][1]) > longest)
+                w[x] = 0.f;
+    }
+    const double floor = 0.05 * cv::mean(weight)[0] + 1e-6;
+    cv::Mat weighted, total;
+    cv::Mat pair[] = {weight, weight};
+    cv::merge(pair, 2, total);
+    cv::multiply(flow, total, weighted);
     cv::GaussianBlur(weighted, weighted, cv::Size(), radius);
-    cv::GaussianBlur(weight2, weight2, cv::Size(), radius);
-    cv::divide(weighted, weight2, flow);
+    cv::GaussianBlur(total, total, cv::Size(), radius);
+    cv::add(total, cv::Scalar::all(floor), total);
+    cv::divide(weighted, total, flow);
     return flow;
 }
 
@@ -265,7 +279,8 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
 
     // Parallax: what the global fit leaves, locally.
     const cv::Mat gray = warped(grayOf(scaled(work, fit.gains)), w, previousGray_.size());
-    cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(gray, grayScale_), 12.0);
+    cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(gray, grayScale_), 12.0,
+                              std::max(4.0, 0.01 * std::hypot(gray.cols, gray.rows)));
     fit.localShift = largeShift(flow) * workScale_;
     const bool local = fit.localShift >= 0.25;
     if (local) {

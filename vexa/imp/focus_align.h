@@ -10,8 +10,9 @@
 //    by a gain per channel: the median ratio of the two, compared after a heavy blur at an eighth of the
 //    size, where the focus difference no longer shows;
 // 3. a smooth local correction for parallax: DIS optical flow at half resolution between the globally
-//    fitted shot and its neighbour, averaged over 16 pixels with the neighbour's structure as weights, so
-//    that flat and blurred areas (where flow is noise) follow the detail around them.
+//    fitted shot and its neighbour, averaged over about 24 pixels with the detail both have as weights,
+//    so that flat and blurred areas (where flow is noise) follow the detail around them; vectors longer
+//    than 1% of the diagonal are matches gone astray and are left out.
 // Both neighbours are blurred alike before they are compared. A shot whose fit moves no corner by 0.1
 // pixel and whose local correction stays under a quarter of a pixel is not resampled.
 // A shot that cannot be fitted (no correlation, or a fit beyond a quarter of the image or a scale outside
