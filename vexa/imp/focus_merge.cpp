@@ -112,12 +112,14 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     checkpoint(0.4, "aligning");
     cv::Mat work = applyFit(shot, fit, cv::BORDER_REPLICATE);
     shot.release();
+    const bool resampled = !fit.map.empty();
+    fit.map.release(); // 8 bytes a pixel, no longer needed
     if (fit.gains != std::array<double, 3>{1.0, 1.0, 1.0})
         cv::multiply(work, cv::Scalar(fit.gains[0], fit.gains[1], fit.gains[2]), work);
     added.gains = fit.gains;
     added.global = fit.global;
     added.localShift = fit.localShift;
-    added.resampled = !fit.map.empty();
+    added.resampled = resampled;
     checkpoint(0.5, "measuring");
 
     cv::Mat score = scoreOf(grayOf(work));
@@ -151,14 +153,15 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     cv::Mat g = work;
     work.release();
     for (int l = 0; l + 1 < levels; ++l) {
-        cv::Mat down, detail;
+        cv::Mat down, up;
         cv::pyrDown(g, down);
-        cv::pyrUp(down, detail, g.size());
-        cv::subtract(g, detail, detail);
+        cv::pyrUp(down, up, g.size());
+        cv::subtract(g, up, g); // the level's detail, in place of the level itself
+        up.release();
         if (first)
-            levels_[size_t(l)] = detail;
+            levels_[size_t(l)] = g;
         else
-            blendLevel(levels_[size_t(l)], detail, weight);
+            blendLevel(levels_[size_t(l)], g, weight);
         cv::Mat w;
         cv::pyrDown(weight, w);
         weight = w;
