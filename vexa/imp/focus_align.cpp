@@ -169,12 +169,13 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
     cv::Mat flow;
     const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
     dis->calc(target, moving, flow);
+    // Detail that pins motion down in both directions: the structure tensor's smaller eigenvalue. Along
+    // stripes (a barcode, a ruled line) flow is known across them only, and taking it there bends them.
     const auto detail = [](const cv::Mat& image) {
-        cv::Mat gx, gy, magnitude;
-        cv::Sobel(image, gx, CV_32F, 1, 0);
-        cv::Sobel(image, gy, CV_32F, 0, 1);
-        cv::magnitude(gx, gy, magnitude);
-        return magnitude;
+        cv::Mat strength;
+        cv::cornerMinEigenVal(image, strength, 5, 3);
+        cv::sqrt(cv::max(strength, 0.0), strength);
+        return strength;
     };
     cv::Mat weight = cv::min(detail(target), detail(moving));
     for (int y = 0; y < flow.rows; ++y) {
