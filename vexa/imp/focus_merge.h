@@ -4,9 +4,10 @@
 // 1. brought to the first shot's geometry (FocusAligner, when aligning) and exposure (a gain per channel);
 // 2. scored: the squared 3 x 3 Laplacian of its luminance, less twice the shot's median (the noise floor,
 //    so that grain and JPEG blocks score nothing), smoothed at three scales (about 2, 8 and 32 pixels)
-//    and summed with falling weights. Where a shot has detail of its own the finest scale decides; where
-//    no shot has any (flat or always-blurred areas) the coarser scales carry the sharpness of the detail
-//    around it, so the choice follows the depths decided nearby instead of noise;
+//    and summed (weights 1, 0.5 and 1: the wider scales are weaker per pixel, being averages). Where a
+//    shot has detail of its own the finest scale decides; where no shot has any (flat or always-blurred
+//    areas) the coarser scales carry the sharpness of the detail around it, so the choice follows the
+//    depths decided nearby instead of noise;
 // 3. decided: the pixels where it beats the best score so far, with isolated flips removed by a 5 x 5
 //    median of that decision;
 // 4. blended into the running result's Laplacian pyramid through the Gaussian pyramid of its decision:
