@@ -16,6 +16,7 @@ cmake --build "$work/example" >/dev/null
 test -s "$work/out/gray.png"
 test -s "$work/out/gray.vexa"
 test -s "$work/out/figures.png"
+test -s "$work/out/stacked.png"
 
 pcdir=$(dirname "$(find "$work/prefix" -name vexa.pc | head -n 1)")
 # shellcheck disable=SC2046

@@ -102,9 +102,13 @@ cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
         cv::Mat warp(w);
         warp.convertTo(warp, CV_32F);
         const cv::TermCriteria stop(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 100, i == 0 ? 1e-6 : 1e-5);
+        // The borders are left out: what a shot shows there may be uncovered in its neighbour.
+        cv::Mat inside(shots[i].size(), CV_8U, cv::Scalar(0));
+        const int mx = std::max(2, shots[i].cols / 25), my = std::max(2, shots[i].rows / 25);
+        inside(cv::Rect(mx, my, shots[i].cols - 2 * mx, shots[i].rows - 2 * my)).setTo(255);
         double correlation = 0;
         try {
-            correlation = cv::findTransformECC(refs[i], shots[i], warp, cv::MOTION_AFFINE, stop, cv::noArray(), 5);
+            correlation = cv::findTransformECC(refs[i], shots[i], warp, cv::MOTION_AFFINE, stop, inside, 5);
         } catch (const cv::Exception&) {
             correlation = 0;
         }
