@@ -279,7 +279,7 @@ const std::vector<std::function<void(State&)>>& operations()
         },
         [](State& s) {
             VImageBlender blender(VImageBlender::MultifocusMethod(s.in.ConsumeIntegralInRange(-1, 5)),
-                                  s.in.ConsumeBool(), s.in.ConsumeBool());
+                                  VImageBlender::Alignment(s.in.ConsumeIntegralInRange(-1, 5)));
             for (int n = s.in.ConsumeIntegralInRange(0, 3); n > 0; --n)
                 blender.addImage(s.image());
             VImageBlender copy = blender;

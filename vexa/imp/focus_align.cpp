@@ -259,6 +259,9 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
 {
     if (colour.size() != size_)
         throw dip_exception("The shot's size differs from the first shot's");
+    // Too small to measure motion on: taken as it stands.
+    if (std::min(size_.width, size_.height) < 32)
+        return matchExposure(colour, cv::Mat());
     Fit fit;
     const cv::Mat work = shrink(colour, workScale_);
     const cv::Matx23d w = fitGlobally(previousGray_, grayOf(work));

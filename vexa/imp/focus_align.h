@@ -15,8 +15,9 @@
 //    than 1% of the diagonal are matches gone astray and are left out.
 // Both neighbours are blurred alike before they are compared. A shot whose fit moves no corner by 0.1
 // pixel and whose local correction stays under a quarter of a pixel is not resampled.
-// A shot that cannot be fitted (no correlation, or a fit beyond a quarter of the image or a scale outside
-// 0.7..1.4) throws dip_exception with a reason, and the aligner is unchanged.
+// Shots under 32 pixels on a side are taken as they stand. A shot that cannot be fitted (no correlation,
+// or a fit beyond a quarter of the image or a scale outside 0.7..1.4) throws dip_exception with a reason,
+// and the aligner is unchanged.
 #pragma once
 
 #include <opencv2/core.hpp>
