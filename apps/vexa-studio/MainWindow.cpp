@@ -141,11 +141,12 @@ void MainWindow::createPanels()
     methodBox_->setToolTip(tr("How the shots are merged. Only the depth-map method also gives a depth map."));
     alignBox_ = new QComboBox;
     alignBox_->setObjectName(QStringLiteral("alignBox"));
-    alignBox_->addItem(tr("Automatic (hand-held: breathing, shake, parallax)"), int(VImageBlender::AlignAuto));
+    alignBox_->addItem(tr("Automatic (hand-held)"), int(VImageBlender::AlignAuto));
     alignBox_->addItem(tr("None (tripod)"), int(VImageBlender::AlignNone));
     alignBox_->addItem(tr("Keypoints"), int(VImageBlender::AlignKeypoints));
     alignBox_->addItem(tr("Local stabilization"), int(VImageBlender::AlignLocal));
-    alignBox_->setToolTip(tr("Line the shots up before merging them: needed when the camera moved between shots."));
+    alignBox_->setToolTip(tr("Line the shots up with the first before merging them. Automatic follows focus breathing, "
+                             "shake and parallax, and leaves shots that did not move as they are."));
     // The boxes may shrink below their longest entry, so that the labels before them never do.
     for (QComboBox* box : {methodBox_, alignBox_}) {
         box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);

@@ -40,16 +40,20 @@
         <translation>Нет (штатив)</translation>
     </message>
     <message>
-        <source>Keypoints (hand-held)</source>
-        <translation>По ключевым точкам (с рук)</translation>
+        <source>Automatic (hand-held)</source>
+        <translation>Автоматически (с рук)</translation>
+    </message>
+    <message>
+        <source>Keypoints</source>
+        <translation>По ключевым точкам</translation>
     </message>
     <message>
         <source>Local stabilization</source>
         <translation>Локальная стабилизация</translation>
     </message>
     <message>
-        <source>Line the shots up before merging them: needed when the camera moved between shots.</source>
-        <translation>Совместить снимки перед объединением: нужно, если камера сдвигалась между снимками.</translation>
+        <source>Line the shots up with the first before merging them. Automatic follows focus breathing, shake and parallax, and leaves shots that did not move as they are.</source>
+        <translation>Совместить снимки с первым перед объединением. Автоматический режим учитывает изменение масштаба при фокусировке, дрожание и параллакс и оставляет неподвижные снимки как есть.</translation>
     </message>
     <message>
         <source>Method:</source>
