@@ -364,6 +364,13 @@ TEST(DepthMap, AlignsBreathingShakeAndParallaxToATenthOfAPixel)
         << blender.lastStatus().message().toStdString();
     EXPECT_EQ(blender.count(), 2);
     EXPECT_TRUE(sameRoiBytes(blender.image(), before));
+
+    // Shots with a region of interest merge that region.
+    VImageBlender rois(VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto);
+    for (int k = 0; k < 2; ++k)
+        ASSERT_TRUE(rois.addImage(withRoi(toImage(truth, XRGB, Channel8u), QRect(10, 20, 200, 150))));
+    EXPECT_EQ(rois.image().size(), QSize(200, 150));
+    EXPECT_EQ(rois.depthMap().size(), QSize(200, 150));
 }
 
 } // namespace

@@ -135,8 +135,9 @@ Channel depthChannel(const VImageHeader& shape)
     return mergedAsItStands(shape.format, shape.channelType) ? shape.channelType : Channel8u;
 }
 
-// A shot as single-precision planes: one for gray, blue-green-red for colour (a fourth byte dropped).
-cv::Mat floatPlanes(const VImage& image)
+// A shot's planes at its own depth, in memory of their own: one for gray, blue-green-red for colour (a
+// fourth component dropped).
+cv::Mat shotPlanes(const VImage& image)
 {
     const VImage shot =
         mergedAsItStands(image.format(), image.channelType()) ? image : image.convertFast(XRGB, Channel8u);
@@ -144,13 +145,10 @@ cv::Mat floatPlanes(const VImage& image)
         throw dip_exception("The shot's layout cannot be merged");
     const cv::Mat m = asCvMat(shot);
     cv::Mat planes;
-    if (m.channels() == 4) {
-        cv::Mat bgr;
-        cv::cvtColor(m, bgr, cv::COLOR_BGRA2BGR);
-        bgr.convertTo(planes, CV_32F);
-    } else {
-        m.convertTo(planes, CV_32F);
-    }
+    if (m.channels() == 4)
+        cv::cvtColor(m, planes, cv::COLOR_BGRA2BGR);
+    else
+        planes = m.clone();
     return planes;
 }
 
@@ -175,9 +173,15 @@ std::string refusal(const VImage& shot, const VImageHeader& first)
         .toStdString();
 }
 
-QTransform toQTransform(const cv::Matx23d& g)
+VImageBlender::ShotFit shotFit(const std::array<double, 3>& gains, const cv::Matx23d& g, double localShift,
+                               bool resampled)
 {
-    return QTransform(g(0, 0), g(1, 0), g(0, 1), g(1, 1), g(0, 2), g(1, 2));
+    VImageBlender::ShotFit fit;
+    std::copy(gains.begin(), gains.end(), fit.gains);
+    fit.transform = QTransform(g(0, 0), g(1, 0), g(0, 1), g(1, 1), g(0, 2), g(1, 2));
+    fit.localShift = localShift;
+    fit.resampled = resampled;
+    return fit;
 }
 
 } // namespace
@@ -367,7 +371,7 @@ bool VImageBlender::init(const VImage& image)
     }
     if (autoAlign_ && method_ != MultifocusDepthMap) {
         aligner_ = std::make_shared<FocusAligner>();
-        aligner_->start(floatPlanes(image));
+        aligner_->start(shotPlanes(image));
     }
     if (method_ != MultifocusDepthMap)
         fits_.append(ShotFit());
@@ -435,11 +439,9 @@ bool VImageBlender::add(const VImage& image)
     FocusAligner::Fit autoFit;
     ShotFit report;
     if (autoAlign_ && method_ != MultifocusDepthMap) {
-        autoFit = aligner_->fit(floatPlanes(shot));
+        autoFit = aligner_->fit(shotPlanes(shot));
         steps.to(0.3);
-        report.transform = toQTransform(autoFit.global);
-        report.localShift = autoFit.localShift;
-        report.resampled = !autoFit.map.empty();
+        report = shotFit({1.0, 1.0, 1.0}, autoFit.global, autoFit.localShift, !autoFit.map.empty());
         if (report.resampled) {
             VImage aligned = shot.createCompatible();
             cv::Mat out = asCvMat(aligned);
@@ -602,24 +604,15 @@ bool VImageBlender::addToDepthMap(const VImage& image, int index, bool alignedBl
 {
     if (!depthMerge_)
         depthMerge_ = std::make_shared<FocusDepthMerge>(autoAlign_);
-    cv::Mat covered;
+    cv::Mat planes = shotPlanes(image), covered;
     if (alignedBlack) {
         // Pixels that the keypoint or local alignment left black carry no data, nor do their neighbours.
-        cv::Mat planes = floatPlanes(image);
-        cv::Mat gray = planes.channels() == 1 ? planes : cv::Mat();
-        if (gray.empty())
-            cv::cvtColor(planes, gray, cv::COLOR_BGR2GRAY);
-        cv::compare(gray, 0, covered, cv::CMP_GT);
+        cv::compare(grayOf(planes), 0, covered, cv::CMP_GT);
         cv::erode(covered, covered, cv::Mat());
     }
-    const FocusDepthMerge::Added added = depthMerge_->add(floatPlanes(image), index, covered);
-    ShotFit fit;
-    std::copy(added.gains.begin(), added.gains.end(), fit.gains);
-    const cv::Matx23d& g = added.global;
-    fit.transform = toQTransform(g);
-    fit.localShift = added.localShift;
-    fit.resampled = added.resampled;
-    fits_.append(fit);
+    // Handed over: the merge frees the planes as soon as it has aligned them.
+    const FocusDepthMerge::Added added = depthMerge_->add(std::move(planes), index, covered);
+    fits_.append(shotFit(added.gains, added.global, added.localShift, added.resampled));
     depthFinished_ = false;
     depth_ = VImage();
     return true;
@@ -631,13 +624,12 @@ bool VImageBlender::finishDepthMap()
         return true;
     const bool gray = shape_.format == GrayScale;
     const Channel channel = depthChannel(shape_);
-    // A fresh block each time: an image handed out earlier keeps its pixels.
+    const cv::Mat typed = depthMerge_->result(cvDepthOf(channel));
+    // A fresh block each time, of the shots' roi: an image handed out earlier keeps its pixels.
     VImage merged =
-        blankImage(shape_.width, shape_.height, gray ? GrayScale : XRGB, channel, shape_.origin, shape_.rowsAlignment);
+        blankImage(typed.cols, typed.rows, gray ? GrayScale : XRGB, channel, shape_.origin, shape_.rowsAlignment);
     if (merged.isEmpty())
         return false;
-    cv::Mat typed;
-    depthMerge_->result().convertTo(typed, cvDepthOf(channel)); // rounded and saturated
     cv::Mat out = asCvMat(merged);
     writeInto(out, [&](cv::Mat& dst) {
         if (gray)

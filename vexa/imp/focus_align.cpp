@@ -17,15 +17,6 @@ namespace {
 // longer depends on which depth is in focus, only on the exposure.
 constexpr int smallScale = 8;
 
-cv::Mat grayOf(const cv::Mat& colour)
-{
-    if (colour.channels() == 1)
-        return colour;
-    cv::Mat gray;
-    cv::cvtColor(colour, gray, cv::COLOR_BGR2GRAY);
-    return gray;
-}
-
 cv::Mat shrink(const cv::Mat& image, int scale)
 {
     if (scale == 1)
@@ -36,9 +27,21 @@ cv::Mat shrink(const cv::Mat& image, int scale)
     return out;
 }
 
-cv::Mat smallOf(const cv::Mat& colour)
+// The shot at `scale` times smaller, in single precision: the reduction runs at the shot's own depth, so
+// that no full-size copy of it in floats is ever made.
+cv::Mat reducedPlanes(const cv::Mat& shot, int scale)
 {
-    cv::Mat small = shrink(colour, smallScale);
+    cv::Mat out;
+    shrink(shot, scale).convertTo(out, CV_32F);
+    return out;
+}
+
+// From the shot at working size.
+cv::Mat smallOf(const cv::Mat& working, cv::Size full)
+{
+    cv::Mat small;
+    cv::resize(working, small, cv::Size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale)), 0,
+               0, cv::INTER_AREA);
     cv::GaussianBlur(small, small, cv::Size(), 1.5);
     return small;
 }
@@ -228,22 +231,33 @@ cv::Mat to8u(const cv::Mat& gray, double scale)
 
 } // namespace
 
+cv::Mat grayOf(const cv::Mat& colour)
+{
+    if (colour.channels() == 1)
+        return colour;
+    cv::Mat gray;
+    cv::cvtColor(colour, gray, cv::COLOR_BGR2GRAY);
+    return gray;
+}
+
 void FocusAligner::start(const cv::Mat& colour)
 {
     size_ = colour.size();
     workScale_ = std::max(size_.width, size_.height) > 1024 ? 2 : 1;
-    previousGray_ = grayOf(shrink(colour, workScale_));
+    const cv::Mat working = reducedPlanes(colour, workScale_);
+    previousGray_ = grayOf(working);
     double top = 0;
     cv::minMaxLoc(previousGray_, nullptr, &top);
     grayScale_ = top > 0 ? 250.0 / top : 1.0;
-    previousSmall_ = smallOf(colour);
+    previousSmall_ = smallOf(working, size_);
 }
 
 FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::Mat& covered) const
 {
     Fit fit;
     fit.covered = covered;
-    const cv::Mat small = smallOf(colour);
+    const cv::Mat working = reducedPlanes(colour, workScale_);
+    const cv::Mat small = smallOf(working, size_);
     cv::Mat inside(small.size(), CV_8U, cv::Scalar(255));
     if (!covered.empty()) {
         cv::resize(covered, inside, small.size(), 0, 0, cv::INTER_AREA);
@@ -251,7 +265,7 @@ FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::M
     }
     fit.gains = medianRatios(previousSmall_, small, inside);
     fit.small = scaled(small, fit.gains);
-    fit.gray = grayOf(scaled(shrink(colour, workScale_), fit.gains));
+    fit.gray = grayOf(scaled(working, fit.gains));
     return fit;
 }
 
@@ -259,11 +273,11 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
 {
     if (colour.size() != size_)
         throw dip_exception("The shot's size differs from the first shot's");
-    // Too small to measure motion on: taken as it stands.
-    if (std::min(size_.width, size_.height) < 32)
+    // Too small to fit reliably between shots focused differently: taken as it stands.
+    if (std::min(size_.width, size_.height) < 100)
         return matchExposure(colour, cv::Mat());
     Fit fit;
-    const cv::Mat work = shrink(colour, workScale_);
+    const cv::Mat work = reducedPlanes(colour, workScale_);
     const cv::Matx23d w = fitGlobally(previousGray_, grayOf(work));
     fit.global = enlarged(w, workScale_);
     const cv::Matx22d a(fit.global(0, 0), fit.global(0, 1), fit.global(1, 0), fit.global(1, 1));
@@ -277,7 +291,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
 
     // Exposure: the small shot in the reference's geometry against its neighbour.
     const cv::Matx23d ws = reduced(fit.global, smallScale);
-    const cv::Mat small = warped(smallOf(colour), ws, previousSmall_.size());
+    const cv::Mat small = warped(smallOf(work, size_), ws, previousSmall_.size());
     cv::Mat inside =
         warped(cv::Mat(previousSmall_.size(), CV_8U, cv::Scalar(255)), ws, previousSmall_.size(), cv::BORDER_CONSTANT);
     cv::erode(inside, inside, cv::Mat(), cv::Point(-1, -1), 2);
@@ -290,7 +304,12 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(gray, grayScale_), 12.0,
                               std::max(4.0, 0.01 * std::hypot(gray.cols, gray.rows)));
     fit.localShift = largeShift(flow) * workScale_;
-    const bool local = fit.localShift >= 0.25;
+    // Focus differences alone make flow appear at defocused edges, changing sign from one side of an edge
+    // to the other; motion (parallax) moves whole areas alike. So the flow counts as motion only if what
+    // is left of it averaged over about 70 pixels still moves something by a quarter of a pixel.
+    cv::Mat wide;
+    cv::GaussianBlur(flow, wide, cv::Size(), 36.0);
+    const bool local = largeShift(wide) * workScale_ >= 0.25;
     if (local) {
         cv::Mat map(flow.size(), CV_32FC2);
         for (int y = 0; y < map.rows; ++y) {
@@ -301,6 +320,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
         }
         cv::remap(gray, fit.gray, map, cv::noArray(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
     } else {
+        fit.localShift = 0;
         fit.gray = gray;
     }
 

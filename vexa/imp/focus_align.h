@@ -13,9 +13,11 @@
 //    fitted shot and its neighbour, averaged over about 24 pixels with the detail both have as weights,
 //    so that flat and blurred areas (where flow is noise) follow the detail around them; vectors longer
 //    than 1% of the diagonal are matches gone astray and are left out.
-// Both neighbours are blurred alike before they are compared. A shot whose fit moves no corner by 0.1
-// pixel and whose local correction stays under a quarter of a pixel is not resampled.
-// Shots under 32 pixels on a side are taken as they stand. A shot that cannot be fitted (no correlation,
+// Both neighbours are blurred alike before they are compared. Flow that focus differences alone make at
+// defocused edges changes sign across an edge; the local correction is applied only where the flow
+// averaged over about 70 pixels still moves something by a quarter of a pixel. A shot whose fit moves no
+// corner by 0.1 pixel and that needs no local correction is not resampled.
+// Shots under 100 pixels on a side are taken as they stand. A shot that cannot be fitted (no correlation,
 // or a fit beyond a quarter of the image or a scale outside 0.7..1.4) throws dip_exception with a reason,
 // and the aligner is unchanged.
 #pragma once
@@ -42,7 +44,8 @@ public:
         cv::Mat gray;                                       // its gray plane at working size, fitted and matched
     };
 
-    // The first shot: colour is the shot as CV_32FC1 or CV_32FC3.
+    // The first shot: colour is the shot as one plane or blue, green and red, of 8u, 16u or 32f; later
+    // shots are alike. Only reduced copies of them are made in single precision.
     void start(const cv::Mat& colour);
     bool started() const { return !previousGray_.empty(); }
     // Fits a later shot; the aligner is not changed until commit().
@@ -62,6 +65,9 @@ private:
     cv::Mat previousGray_;                       // working size, CV_32F, in the reference's geometry and exposure
     cv::Mat previousSmall_;                      // an eighth of the size, blurred, CV_32FC(n)
 };
+
+// The luminance of single-precision planes: the plane itself, or of blue, green and red.
+cv::Mat grayOf(const cv::Mat& colour);
 
 // The shot read through fit.map (bicubic, borders replicated), or the shot itself without a map.
 cv::Mat applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, const cv::Scalar& fill = {});

@@ -21,15 +21,6 @@ constexpr float coarseWeight = 1.0f;
 // The coarsest pyramid level keeps at least this many pixels on its shorter side.
 constexpr int coarsestSide = 8;
 
-cv::Mat grayOf(const cv::Mat& colour)
-{
-    if (colour.channels() == 1)
-        return colour;
-    cv::Mat gray;
-    cv::cvtColor(colour, gray, cv::COLOR_BGR2GRAY);
-    return gray;
-}
-
 // The median of a plane, from a sample of its pixels.
 float medianOf(const cv::Mat& plane)
 {
@@ -80,22 +71,33 @@ int levelCount(cv::Size size)
     return levels;
 }
 
-// result += weight * (shot - result), pixel by pixel; weight has one channel.
+// result += weight * (shot - result), pixel by pixel, rounded for integers; weight has one channel.
+template <class T>
 void blendLevel(cv::Mat& result, const cv::Mat& shot, const cv::Mat& weight)
 {
     const int channels = result.channels();
     for (int y = 0; y < result.rows; ++y) {
-        float* r = result.ptr<float>(y);
-        const float* s = shot.ptr<float>(y);
+        T* r = result.ptr<T>(y);
+        const T* s = shot.ptr<T>(y);
         const float* w = weight.ptr<float>(y);
         for (int x = 0; x < result.cols; ++x) {
             const float k = w[x];
             if (k == 0.f)
                 continue;
-            for (int c = 0; c < channels; ++c)
-                r[x * channels + c] += k * (s[x * channels + c] - r[x * channels + c]);
+            for (int c = 0; c < channels; ++c) {
+                T& v = r[x * channels + c];
+                v = cv::saturate_cast<T>(v + k * (float(s[x * channels + c]) - float(v)));
+            }
         }
     }
+}
+
+void blendLevel(cv::Mat& result, const cv::Mat& shot, const cv::Mat& weight)
+{
+    if (result.depth() == CV_16S)
+        blendLevel<short>(result, shot, weight);
+    else
+        blendLevel<float>(result, shot, weight);
 }
 
 } // namespace
@@ -104,6 +106,8 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
 {
     Added added;
     const bool first = levels_.empty();
+    if (first)
+        unit_ = shot.depth() == CV_8U ? 8.0 : 1.0;
     FocusAligner::Fit fit;
     if (first)
         aligner_.start(shot);
@@ -112,19 +116,27 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     else
         fit = aligner_.matchExposure(shot, covered);
     checkpoint(0.4, "aligning");
-    cv::Mat work = applyFit(shot, fit, cv::BORDER_REPLICATE);
+    cv::Mat aligned = applyFit(shot, fit, cv::BORDER_REPLICATE);
     shot.release();
     const bool resampled = !fit.map.empty();
     fit.map.release(); // 8 bytes a pixel, no longer needed
-    if (fit.gains != std::array<double, 3>{1.0, 1.0, 1.0})
-        cv::multiply(work, cv::Scalar(fit.gains[0], fit.gains[1], fit.gains[2]), work);
+    // The luminance scored, and the planes blended in the pyramid's type, both at the first shot's exposure.
+    const std::array<double, 3>& gains = fit.gains;
+    cv::Mat gray;
+    grayOf(aligned).convertTo(
+        gray, CV_32F, aligned.channels() == 1 ? gains[0] : 0.114 * gains[0] + 0.587 * gains[1] + 0.299 * gains[2]);
+    cv::Mat work;
+    cv::multiply(aligned, cv::Scalar(gains[0] * unit_, gains[1] * unit_, gains[2] * unit_), work, 1.0,
+                 unit_ == 1.0 ? CV_32F : CV_16S);
+    aligned.release();
     added.gains = fit.gains;
     added.global = fit.global;
     added.localShift = fit.localShift;
     added.resampled = resampled;
     checkpoint(0.5, "measuring");
 
-    cv::Mat score = scoreOf(grayOf(work));
+    cv::Mat score = scoreOf(gray);
+    gray.release();
     checkpoint(0.8, "measuring");
     cv::Mat take;
     if (first) {
@@ -187,7 +199,7 @@ FocusDepthMerge FocusDepthMerge::copy() const
     return out;
 }
 
-cv::Mat FocusDepthMerge::result() const
+cv::Mat FocusDepthMerge::result(int depth) const
 {
     if (levels_.empty())
         return cv::Mat();
@@ -197,7 +209,9 @@ cv::Mat FocusDepthMerge::result() const
         cv::pyrUp(r, up, levels_[l].size());
         cv::add(up, levels_[l], r);
     }
-    return r;
+    cv::Mat out;
+    r.convertTo(out, depth, 1.0 / unit_); // rounded and saturated
+    return out;
 }
 
 } // namespace VEXA

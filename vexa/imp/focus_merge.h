@@ -1,6 +1,6 @@
 // The depth-map focus merge, shot by shot, with a running state bounded whatever the stack's length.
 //
-// Each shot, in single precision throughout (8u, 16u and 32f shots alike, no 8-bit step):
+// Each shot, at its own depth (8u, 16u and 32f alike, no 8-bit step for the others):
 // 1. brought to the first shot's geometry (FocusAligner, when aligning) and exposure (a gain per channel);
 // 2. scored: the squared 3 x 3 Laplacian of its luminance, less twice the shot's median (the noise floor,
 //    so that grain and JPEG blocks score nothing), smoothed at three scales (about 2, 8 and 32 pixels)
@@ -14,8 +14,9 @@
 //    at the finest level each pixel keeps the detail of one shot (no averaging of detail, so no ghosts),
 //    while coarser levels blend across the decision's edges, hiding seams and what is left of the
 //    exposure differences.
-// State: the result's pyramid (16 bytes a pixel in colour, 5.3 in gray), the best score (4) and the index
-// of the shot that gave it (2), plus the aligner's neighbour at a quarter of the pixels.
+// State: the result's pyramid (8 bytes a pixel in colour for 8-bit shots, 16 for others, a third of that
+// in gray), the best score (4) and the index of the shot that gave it (2), plus the aligner's neighbour at
+// a quarter of the pixels.
 #pragma once
 
 #include <vexa/imp/focus_align.h>
@@ -41,22 +42,26 @@ public:
     bool empty() const { return levels_.empty(); }
     // A copy of its own: add() writes the state in place.
     FocusDepthMerge copy() const;
-    // Merges a shot (CV_32FC1 or CV_32FC3, the first shot's size and channels). Everything up to the
+    // Merges a shot (one plane or blue, green and red, of 8u, 16u or 32f: the first shot's size, channels
+    // and depth). Everything up to the
     // state's change is done aside and may throw (a cancellation, a shot that cannot be aligned); the
     // change itself runs whole. Without automatic alignment, `covered` (CV_8U, 255 where the shot has
     // data) may say which pixels a shot aligned by the caller covers.
     Added add(cv::Mat shot, int index, const cv::Mat& covered = cv::Mat());
-    // The merge so far, in the shots' units (CV_32FC1 or CV_32FC3).
-    cv::Mat result() const;
+    // The merge so far, in the shots' units, as the given OpenCV depth.
+    cv::Mat result(int depth) const;
     // The index of the shot each pixel's finest detail came from (CV_16U).
     const cv::Mat& index() const { return index_; }
 
 private:
     bool align_;
     FocusAligner aligner_;
-    std::vector<cv::Mat> levels_; // the result's Laplacian pyramid, finest first; the last is the coarse image
-    cv::Mat best_;                // CV_32F
-    cv::Mat index_;               // CV_16U
+    // The result's Laplacian pyramid, finest first, the last the coarse image: in eighths of a level (CV_16S)
+    // for 8-bit shots, which keeps it exact at half the memory of floats; in floats for the others.
+    std::vector<cv::Mat> levels_;
+    double unit_ = 1.0; // the pyramid's values per unit of the shots
+    cv::Mat best_;      // CV_32F
+    cv::Mat index_;     // CV_16U
 };
 
 } // namespace VEXA
