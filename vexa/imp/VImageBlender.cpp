@@ -518,8 +518,16 @@ VImage VImageBlender::image()
 {
     if (method_ == MultifocusWeightedAll && !pairs_.isEmpty() && !averageAllPairs())
         return VImage();
-    if (method_ == MultifocusDepthMap && initialized_ && !finishDepthMap())
-        return VImage();
+    if (method_ == MultifocusDepthMap && initialized_) {
+        // No exception leaves the blender: a merge that cannot be finished gives no image.
+        bool finished = false;
+        guarded(VEXA_CALL_SITE, [&] {
+            finished = finishDepthMap();
+            return VStatus::Ok;
+        });
+        if (!finished)
+            return VImage();
+    }
     handedOut_ = true;
     return result_;
 }
@@ -528,15 +536,18 @@ VImage VImageBlender::depthMap()
 {
     if (method_ != MultifocusDepthMap || !initialized_ || !depthMerge_)
         return VImage();
-    if (depth_.isEmpty()) {
-        // Made only when asked for, so that a merge that wants no depth map never holds one.
-        const cv::Mat& index = depthMerge_->index();
-        VImage depth = blankImage(index.cols, index.rows, GrayScale, Channel16u, shape_.origin);
-        if (depth.isEmpty())
-            return VImage();
-        index.copyTo(asCvMat(depth));
-        depth_ = depth;
-    }
+    // Made only when asked for, so that a merge that wants no depth map never holds one.
+    if (depth_.isEmpty())
+        guarded(VEXA_CALL_SITE, [&] {
+            const cv::Mat& index = depthMerge_->index();
+            VImage depth = blankImage(index.cols, index.rows, GrayScale, Channel16u, shape_.origin);
+            if (!depth.isEmpty()) {
+                cv::Mat out = asCvMat(depth);
+                writeInto(out, [&](cv::Mat& dst) { index.copyTo(dst); });
+                depth_ = depth;
+            }
+            return VStatus::Ok;
+        });
     return depth_;
 }
 
