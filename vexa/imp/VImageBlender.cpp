@@ -445,9 +445,7 @@ bool VImageBlender::add(const VImage& image)
         if (report.resampled) {
             VImage aligned = shot.createCompatible();
             cv::Mat out = asCvMat(aligned);
-            writeInto(out, [&](cv::Mat& dst) {
-                cv::remap(asCvMat(shot), dst, autoFit.map, cv::noArray(), cv::INTER_CUBIC, cv::BORDER_CONSTANT);
-            });
+            writeInto(out, [&](cv::Mat& dst) { applyFit(asCvMat(shot), autoFit, cv::BORDER_CONSTANT, dst); });
             shot = aligned;
         }
     }

@@ -300,7 +300,8 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     fit.small = scaled(small, fit.gains);
 
     // Parallax: what the global fit leaves, locally.
-    const cv::Mat gray = warped(grayOf(scaled(work, fit.gains)), w, previousGray_.size());
+    const cv::Mat matched = grayOf(scaled(work, fit.gains));
+    const cv::Mat gray = warped(matched, w, previousGray_.size());
     cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(gray, grayScale_), 12.0,
                               std::max(4.0, 0.01 * std::hypot(gray.cols, gray.rows)));
     fit.localShift = largeShift(flow) * workScale_;
@@ -331,7 +332,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
                                            fit.global(1, 0) * p.x + fit.global(1, 1) * p.y + fit.global(1, 2) - p.y));
     if (still < 0.1 && !local) {
         fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
-        fit.gray = grayOf(scaled(work, fit.gains));
+        fit.gray = matched;
         return fit;
     }
 
@@ -367,13 +368,12 @@ void FocusAligner::commit(const Fit& fit)
     previousSmall_ = fit.small;
 }
 
-cv::Mat applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, const cv::Scalar& fill)
+void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out)
 {
     if (fit.map.empty())
-        return shot;
-    cv::Mat out;
-    cv::remap(shot, out, fit.map, cv::noArray(), cv::INTER_CUBIC, border, fill);
-    return out;
+        out = shot;
+    else
+        cv::remap(shot, out, fit.map, cv::noArray(), cv::INTER_CUBIC, border);
 }
 
 } // namespace VEXA

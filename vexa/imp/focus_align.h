@@ -69,7 +69,8 @@ private:
 // The luminance of single-precision planes: the plane itself, or of blue, green and red.
 cv::Mat grayOf(const cv::Mat& colour);
 
-// The shot read through fit.map (bicubic, borders replicated), or the shot itself without a map.
-cv::Mat applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, const cv::Scalar& fill = {});
+// The shot read through fit.map (bicubic; outside it, `border` of OpenCV's, black for a constant one) into
+// out, which may already be the destination's memory; without a map, out becomes the shot itself.
+void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out);
 
 } // namespace VEXA

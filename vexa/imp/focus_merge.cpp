@@ -116,7 +116,8 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     else
         fit = aligner_.matchExposure(shot, covered);
     checkpoint(0.4, "aligning");
-    cv::Mat aligned = applyFit(shot, fit, cv::BORDER_REPLICATE);
+    cv::Mat aligned;
+    applyFit(shot, fit, cv::BORDER_REPLICATE, aligned);
     shot.release();
     const bool resampled = !fit.map.empty();
     fit.map.release(); // 8 bytes a pixel, no longer needed
