@@ -209,7 +209,7 @@ TEST_F(VexaTool, MergeIsCloserToTheSharpSceneThanEveryShot)
     const QJsonObject report = QJsonDocument::fromJson(run.out).object();
     EXPECT_EQ(report["shots"].toInt(), 3);
     EXPECT_EQ(report["width"].toInt(), 96);
-    EXPECT_EQ(report["method"].toString(), "max");
+    EXPECT_EQ(report["method"].toString(), "depth-map");
     EXPECT_GE(report["seconds"].toObject()["total"].toDouble(-1), 0);
     EXPECT_GT(report["peak_rss_mb"].toDouble(), 0);
 

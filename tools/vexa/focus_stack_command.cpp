@@ -270,9 +270,11 @@ int focusStackCommand(const QStringList& arguments)
                                                    "with --batch the merged images into the folder."),
                                     QStringLiteral("FILE|OUT_DIR"));
     const QCommandLineOption method(QStringLiteral("method"),
-                                    QStringLiteral("How to merge: pyramid, max (the sharpest shot per pixel; the "
-                                                   "default), weighted, weighted-all or depth-map."),
-                                    QStringLiteral("METHOD"), QStringLiteral("max"));
+                                    QStringLiteral("How to merge: depth-map (the default: one shot per pixel, "
+                                                   "aligned, exposure-matched and blended without seams), "
+                                                   "pyramid, max (the sharpest shot per pixel), weighted or "
+                                                   "weighted-all."),
+                                    QStringLiteral("METHOD"), QStringLiteral("depth-map"));
     const QCommandLineOption align(QStringLiteral("align"),
                                    QStringLiteral("How to line each shot up with the first: auto (the default: "
                                                   "focus breathing, shake and parallax, fitted to the shot before "
