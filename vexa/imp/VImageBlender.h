@@ -11,11 +11,12 @@
 //   every shot is brought to the first shot's exposure and white balance (a gain per channel) and, with
 //   AlignAuto, to its geometry (breathing, shake and parallax: see imp/focus_align.h); its sharpness is
 //   scored at three scales, so that where no shot is sharp the choice follows the depths decided around
-//   it; each pixel's finest detail comes from the one sharpest shot, and a Laplacian pyramid blend of that
-//   decision hides seams and exposure residue at the coarser scales (imp/focus_merge.h). GrayScale, BGR,
+//   it; each pixel's finest detail comes from the one sharpest shot (shots nearly as sharp as each other
+//   are averaged, which lowers the noise), and a Laplacian pyramid blend of that decision hides seams and
+//   exposure residue at the coarser scales (imp/focus_merge.h). GrayScale, BGR,
 //   XRGB and ARGB shots of 8u, 16u or 32f merge at their depth with no 8-bit step: gray gives GrayScale,
 //   colour gives XRGB, of the shots' channel type; other shots are merged in XRGB 8u. The index of the
-//   shot each pixel came from is readable as a depth map. The running state is 22 bytes a pixel in
+//   shot each pixel came from is readable as a depth map. The running state is 16 bytes a pixel in
 //   colour (11 in gray) whatever the stack's length.
 // Sharpness maps are GrayScale 32f maps of the shot's size, contrastImage(shot, &map, 1, 3).
 //

@@ -16,6 +16,8 @@ namespace {
 // The shot at an eighth of its size, blurred over about 12 pixels of the full size: what is left of it no
 // longer depends on which depth is in focus, only on the exposure.
 constexpr int smallScale = 8;
+// Below this spread of the luminance within a small shot's pixel (relative to its mean), the area is flat.
+constexpr double flatDetail = 0.05;
 
 cv::Mat shrink(const cv::Mat& image, int scale)
 {
@@ -44,6 +46,21 @@ cv::Mat smallOf(const cv::Mat& working, cv::Size full)
                0, cv::INTER_AREA);
     cv::GaussianBlur(small, small, cv::Size(), 1.5);
     return small;
+}
+
+// How much detail each pixel of the small shot stands for: the standard deviation of the luminance within
+// it, relative to its mean.
+cv::Mat smallDetailOf(const cv::Mat& working, cv::Size full)
+{
+    const cv::Mat gray = grayOf(working);
+    const cv::Size size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale));
+    cv::Mat mean, square;
+    cv::resize(gray, mean, size, 0, 0, cv::INTER_AREA);
+    cv::resize(gray.mul(gray), square, size, 0, 0, cv::INTER_AREA);
+    cv::Mat detail = square - mean.mul(mean);
+    cv::sqrt(cv::max(detail, 0.0), detail);
+    cv::divide(detail, cv::max(mean, 1e-6), detail);
+    return detail;
 }
 
 cv::Mat scaled(const cv::Mat& image, const std::array<double, 3>& gains)
@@ -124,8 +141,16 @@ cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
 }
 
 // The median of ratios a / b per channel over the pixels both have well inside their range.
-std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv::Mat& valid)
+// The median of ratios a / b per channel over the pixels both have well inside their range, among those
+// flat in both when there are enough of them. Defocus moves the mean brightness of detailed areas (light
+// is spread in linear light, then encoded), so that two shots focused differently seem to differ in
+// exposure there; flat areas do not change with focus and show only the exposure.
+std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv::Mat& inside, const cv::Mat& detailA,
+                                   const cv::Mat& detailB)
 {
+    cv::Mat valid = (detailA < flatDetail) & (detailB < flatDetail) & inside;
+    if (cv::countNonZero(valid) < std::max(64, int(valid.total() / 50)))
+        valid = inside;
     std::array<double, 3> gains{1.0, 1.0, 1.0};
     const int channels = a.channels();
     double low[3], high[3];
@@ -250,6 +275,7 @@ void FocusAligner::start(const cv::Mat& colour)
     cv::minMaxLoc(previousGray_, nullptr, &top);
     grayScale_ = top > 0 ? 250.0 / top : 1.0;
     previousSmall_ = smallOf(working, size_);
+    previousDetail_ = smallDetailOf(working, size_);
 }
 
 FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::Mat& covered) const
@@ -258,12 +284,13 @@ FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::M
     fit.covered = covered;
     const cv::Mat working = reducedPlanes(colour, workScale_);
     const cv::Mat small = smallOf(working, size_);
+    fit.smallDetail = smallDetailOf(working, size_);
     cv::Mat inside(small.size(), CV_8U, cv::Scalar(255));
     if (!covered.empty()) {
         cv::resize(covered, inside, small.size(), 0, 0, cv::INTER_AREA);
         cv::threshold(inside, inside, 254, 255, cv::THRESH_BINARY);
     }
-    fit.gains = medianRatios(previousSmall_, small, inside);
+    fit.gains = medianRatios(previousSmall_, small, inside, previousDetail_, fit.smallDetail);
     fit.small = scaled(small, fit.gains);
     fit.gray = grayOf(scaled(working, fit.gains));
     return fit;
@@ -292,11 +319,12 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     // Exposure: the small shot in the reference's geometry against its neighbour.
     const cv::Matx23d ws = reduced(fit.global, smallScale);
     const cv::Mat small = warped(smallOf(work, size_), ws, previousSmall_.size());
+    fit.smallDetail = warped(smallDetailOf(work, size_), ws, previousSmall_.size());
     cv::Mat inside =
         warped(cv::Mat(previousSmall_.size(), CV_8U, cv::Scalar(255)), ws, previousSmall_.size(), cv::BORDER_CONSTANT);
     cv::erode(inside, inside, cv::Mat(), cv::Point(-1, -1), 2);
     cv::threshold(inside, inside, 254, 255, cv::THRESH_BINARY);
-    fit.gains = medianRatios(previousSmall_, small, inside);
+    fit.gains = medianRatios(previousSmall_, small, inside, previousDetail_, fit.smallDetail);
     fit.small = scaled(small, fit.gains);
 
     // Parallax: what the global fit leaves, locally.
@@ -366,6 +394,7 @@ void FocusAligner::commit(const Fit& fit)
 {
     previousGray_ = fit.gray;
     previousSmall_ = fit.small;
+    previousDetail_ = fit.smallDetail;
 }
 
 void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out)

@@ -8,7 +8,8 @@
 //    (zero-mean normalised correlation), coarse to fine on a pyramid up to half resolution;
 // 2. the exposure and white balance of the shot, brought to the neighbour's (and so to the reference's)
 //    by a gain per channel: the median ratio of the two, compared after a heavy blur at an eighth of the
-//    size, where the focus difference no longer shows;
+//    size, where the focus difference no longer shows, over the areas flat in both (defocus spreads
+//    light, which brightens detailed areas once encoded, so that they drift with focus, not exposure);
 // 3. a smooth local correction for parallax: DIS optical flow at half resolution between the globally
 //    fitted shot and its neighbour, averaged over about 24 pixels with the detail both have as weights,
 //    so that flat and blurred areas (where flow is noise) follow the detail around them; vectors longer
@@ -42,6 +43,7 @@ public:
         double localShift = 0;                              // the largest local correction, in pixels
         cv::Mat small;                                      // the shot at an eighth of the size, fitted and matched
         cv::Mat gray;                                       // its gray plane at working size, fitted and matched
+        cv::Mat smallDetail;                                // per small pixel, the spread of the luminance in it
     };
 
     // The first shot: colour is the shot as one plane or blue, green and red, of 8u, 16u or 32f; later
@@ -64,6 +66,7 @@ private:
     std::array<double, 3> gains_{1.0, 1.0, 1.0}; // the previous shot's gains, the chain's product
     cv::Mat previousGray_;                       // working size, CV_32F, in the reference's geometry and exposure
     cv::Mat previousSmall_;                      // an eighth of the size, blurred, CV_32FC(n)
+    cv::Mat previousDetail_;                     // the same, of its luminance
 };
 
 // The luminance of single-precision planes: the plane itself, or of blue, green and red.

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cfloat>
+#include <cstdint>
 #include <vector>
 
 namespace VEXA {
@@ -20,6 +22,19 @@ constexpr float midWeight = 0.5f;
 constexpr float coarseWeight = 1.0f;
 // The coarsest pyramid level keeps at least this many pixels on its shorter side.
 constexpr int coarsestSide = 8;
+// A shot has detail of its own where its finest score passes this many times the noise floor; shots
+// that both pass the second are averaged by their sharpness.
+constexpr float detailFloor = 3.f;
+constexpr float softFloor = 1.5f;
+
+// The weight of a shot whose sharpness is `ratio` (0..1) of the sharpest's: a steep power, so that only
+// shots nearly as sharp count, and none below 1/256.
+float sharpnessShare(float ratio)
+{
+    const float squared = ratio * ratio;
+    const float w = squared * squared;
+    return w < 1.f / 256 ? 0.f : w;
+}
 
 // The median of a plane, from a sample of its pixels.
 float medianOf(const cv::Mat& plane)
@@ -49,18 +64,88 @@ cv::Mat blurredAt(const cv::Mat& plane, int scale, double sigma)
     return out;
 }
 
-cv::Mat scoreOf(const cv::Mat& gray)
+struct Scores {
+    cv::Mat fine;     // the finest scale alone: detail of the shot's own
+    cv::Mat combined; // all three scales
+    float floor = 0;  // the noise floor of the energy (its median), in the scores' units
+};
+
+// The scores of a shot's luminance, in `scale` times its units squared. The noise floor is the energy's
+// median, or `floor` if lower: noise is the camera's, the same in every shot, but a shot with detail
+// nearly everywhere has a median above it.
+Scores scoreOf(const cv::Mat& gray, double scale, float floor)
 {
     cv::Mat energy;
     cv::Laplacian(gray, energy, CV_32F, 3);
-    cv::multiply(energy, energy, energy);
-    cv::subtract(energy, cv::Scalar(2.0 * medianOf(energy)), energy);
+    cv::multiply(energy, energy, energy, scale);
+    Scores scores;
+    scores.floor = std::min(floor, medianOf(energy));
+    cv::subtract(energy, cv::Scalar(2.0 * scores.floor), energy);
     cv::max(energy, 0.0, energy);
-    cv::Mat score;
-    cv::GaussianBlur(energy, score, cv::Size(), 2.0);
-    cv::scaleAdd(blurredAt(energy, 4, 2.0), midWeight, score, score);
-    cv::scaleAdd(blurredAt(energy, 16, 2.0), coarseWeight, score, score);
-    return score;
+    cv::GaussianBlur(energy, scores.fine, cv::Size(), 2.0);
+    scores.combined = scores.fine.clone();
+    cv::scaleAdd(blurredAt(energy, 4, 2.0), midWeight, scores.combined, scores.combined);
+    cv::scaleAdd(blurredAt(energy, 16, 2.0), coarseWeight, scores.combined, scores.combined);
+    return scores;
+}
+
+// Where a new shot beats the best so far (255): where either has detail of its own, the sharper detail
+// wins; where neither has, the detail around decides (the coarser scales).
+void decideRow(const float* fine, const float* combined, const float* bestFine, const float* best,
+               const uchar* covered, float detail, uchar* take, int width)
+{
+    for (int x = 0; x < width; ++x) {
+        const bool wins =
+            fine[x] > detail || bestFine[x] > detail ? fine[x] > bestFine[x] : combined[x] > best[x];
+        take[x] = wins && (!covered || covered[x]) ? 255 : 0;
+    }
+}
+
+struct ShotRow {
+    float soft;
+    std::uint16_t index;
+    bool first;
+};
+
+// The state of one row after a shot, and the shot's share of the result there. Where both the shot and
+// the result have detail of their own, shares follow the sharpness as a steep power (a soft maximum):
+// shots nearly as sharp as each other are averaged, which takes the noise down without blurring, and a
+// clearly sharper shot takes the pixel alone. Elsewhere the decision says which shot takes it whole.
+void mergeRow(const ShotRow& shot, const float* fine, const float* combined, const uchar* take,
+              const uchar* covered, float* bestFine, float* best, float* total, std::uint16_t* index, float* share,
+              int width)
+{
+    for (int x = 0; x < width; ++x) {
+        if (shot.first) {
+            bestFine[x] = fine[x];
+            best[x] = combined[x];
+            total[x] = 1.f;
+            index[x] = 0;
+            share[x] = 1.f;
+            continue;
+        }
+        share[x] = 0.f;
+        if (covered && !covered[x])
+            continue;
+        if (fine[x] > shot.soft && bestFine[x] > shot.soft) {
+            const float top = std::max(fine[x], bestFine[x]);
+            const float kept = total[x] * sharpnessShare(bestFine[x] / top);
+            const float added = sharpnessShare(fine[x] / top);
+            share[x] = added / (kept + added);
+            total[x] = kept + added;
+            bestFine[x] = top;
+            if (take[x]) {
+                best[x] = combined[x];
+                index[x] = shot.index;
+            }
+        } else if (take[x]) {
+            bestFine[x] = fine[x];
+            best[x] = combined[x];
+            total[x] = 1.f;
+            index[x] = shot.index;
+            share[x] = 1.f;
+        }
+    }
 }
 
 int levelCount(cv::Size size)
@@ -106,8 +191,13 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
 {
     Added added;
     const bool first = levels_.empty();
-    if (first)
+    if (first) {
         unit_ = shot.depth() == CV_8U ? 8.0 : 1.0;
+        // Scores are kept in half precision: in units of an 8-bit level squared, over 64, their range
+        // (noise floors near 1/64, the strongest edges near 1e4) fits it whatever the shots' depth.
+        const double level = shot.depth() == CV_8U ? 1.0 : shot.depth() == CV_16U ? 257.0 : 1.0 / 255;
+        scoreScale_ = 1.0 / (64 * level * level);
+    }
     FocusAligner::Fit fit;
     if (first)
         aligner_.start(shot);
@@ -136,34 +226,56 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     added.resampled = resampled;
     checkpoint(0.5, "measuring");
 
-    cv::Mat score = scoreOf(gray);
+    Scores scores = scoreOf(gray, scoreScale_, first ? FLT_MAX : floor_);
     gray.release();
     checkpoint(0.8, "measuring");
-    cv::Mat take;
-    if (first) {
-        take = cv::Mat(work.size(), CV_8U, cv::Scalar(255));
-    } else {
-        cv::compare(score, best_, take, cv::CMP_GT);
-        if (!fit.covered.empty())
-            cv::bitwise_and(take, fit.covered, take);
+    const cv::Size size = work.size();
+    const float detail = detailFloor * scores.floor;
+    const float soft = softFloor * scores.floor;
+    // The decision, aside: where the new shot beats the best so far, without isolated flips.
+    cv::Mat take(size, CV_8U, cv::Scalar(255));
+    // The state is kept in half precision; a row at a time is widened to work on.
+    cv::Mat rows(3, size.width, CV_32F);
+    if (!first) {
+        for (int y = 0; y < size.height; ++y) {
+            bestFine_.row(y).convertTo(rows.row(0), CV_32F);
+            best_.row(y).convertTo(rows.row(1), CV_32F);
+            decideRow(scores.fine.ptr<float>(y), scores.combined.ptr<float>(y), rows.ptr<float>(0),
+                      rows.ptr<float>(1), fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y), detail,
+                      take.ptr<uchar>(y), size.width);
+        }
         cv::medianBlur(take, take, 5);
     }
     checkpoint(0.85, "merging");
 
     // From here the state changes, whole.
-    const int levels = first ? levelCount(work.size()) : int(levels_.size());
+    const int levels = first ? levelCount(size) : int(levels_.size());
     if (first) {
-        best_ = score;
-        index_ = cv::Mat(work.size(), CV_16U, cv::Scalar(0));
+        best_.create(size, CV_16F);
+        bestFine_.create(size, CV_16F);
+        totals_.create(size, CV_16F);
+        index_ = cv::Mat(size, CV_16U, cv::Scalar(0));
         levels_.resize(size_t(levels));
     } else {
-        score.copyTo(best_, take);
-        index_.setTo(cv::Scalar(std::min(index, 65535)), take);
         aligner_.commit(fit);
     }
-    score.release();
-    cv::Mat weight;
-    take.convertTo(weight, CV_32F, 1.0 / 255);
+    cv::Mat weight(size, CV_32F);
+    floor_ = scores.floor;
+    const ShotRow row{soft, std::uint16_t(std::min(index, 65535)), first};
+    for (int y = 0; y < size.height; ++y) {
+        if (!first) {
+            bestFine_.row(y).convertTo(rows.row(0), CV_32F);
+            best_.row(y).convertTo(rows.row(1), CV_32F);
+            totals_.row(y).convertTo(rows.row(2), CV_32F);
+        }
+        mergeRow(row, scores.fine.ptr<float>(y), scores.combined.ptr<float>(y), take.ptr<uchar>(y),
+                 fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y), rows.ptr<float>(0), rows.ptr<float>(1),
+                 rows.ptr<float>(2), index_.ptr<std::uint16_t>(y), weight.ptr<float>(y), size.width);
+        rows.row(0).convertTo(bestFine_.row(y), CV_16F);
+        rows.row(1).convertTo(best_.row(y), CV_16F);
+        rows.row(2).convertTo(totals_.row(y), CV_16F);
+    }
+    scores = Scores();
     take.release();
     cv::Mat g = work;
     work.release();
@@ -196,6 +308,8 @@ FocusDepthMerge FocusDepthMerge::copy() const
     for (cv::Mat& level : out.levels_)
         level = level.clone();
     out.best_ = best_.clone();
+    out.bestFine_ = bestFine_.clone();
+    out.totals_ = totals_.clone();
     out.index_ = index_.clone();
     return out;
 }

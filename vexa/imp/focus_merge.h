@@ -2,21 +2,27 @@
 //
 // Each shot, at its own depth (8u, 16u and 32f alike, no 8-bit step for the others):
 // 1. brought to the first shot's geometry (FocusAligner, when aligning) and exposure (a gain per channel);
-// 2. scored: the squared 3 x 3 Laplacian of its luminance, less twice the shot's median (the noise floor,
-//    so that grain and JPEG blocks score nothing), smoothed at three scales (about 2, 8 and 32 pixels)
-//    and summed (weights 1, 0.5 and 1: the wider scales are weaker per pixel, being averages). Where a
-//    shot has detail of its own the finest scale decides; where no shot has any (flat or always-blurred
-//    areas) the coarser scales carry the sharpness of the detail around it, so the choice follows the
-//    depths decided nearby instead of noise;
-// 3. decided: the pixels where it beats the best score so far, with isolated flips removed by a 5 x 5
-//    median of that decision;
-// 4. blended into the running result's Laplacian pyramid through the Gaussian pyramid of its decision:
-//    at the finest level each pixel keeps the detail of one shot (no averaging of detail, so no ghosts),
-//    while coarser levels blend across the decision's edges, hiding seams and what is left of the
+// 2. scored: the squared 3 x 3 Laplacian of its luminance, less twice the noise floor (the median of that
+//    energy, or the lowest median of the series so far if lower, so that grain and JPEG blocks score
+//    nothing), smoothed at three scales (about 2, 8 and 32 pixels): the finest alone, and all three summed
+//    (weights 1, 0.5 and 1: the wider scales are weaker per pixel, being averages);
+// 3. decided: where the shot or the best so far has detail of its own (a finest score over 3 times the
+//    noise floor), the sharper detail wins; where neither has (flat or always-blurred areas), the summed
+//    scales decide, which carry the sharpness of the detail around, so the choice follows the depths
+//    decided nearby instead of noise. Isolated flips are removed by a 5 x 5 median of that decision;
+// 4. shared: where both the shot and the result so far have detail over 1.5 times the floor, shots share
+//    the pixel by their finest scores to the 4th power (a soft maximum), normalised over the shots so far:
+//    shots nearly as sharp as each other are averaged, which lowers the noise without blurring, and one
+//    under a quarter as sharp as the best gets nothing, so the detail stays one shot's where one is
+//    clearly sharper. Elsewhere the decision gives the pixel to one shot whole;
+// 5. blended into the running result's Laplacian pyramid through the Gaussian pyramid of its share: at
+//    the finest level each pixel keeps the detail of the shots that share it (one, where one is sharp: no
+//    ghosts), while coarser levels blend across the decision's edges, hiding seams and what is left of the
 //    exposure differences.
 // State: the result's pyramid (8 bytes a pixel in colour for 8-bit shots, 16 for others, a third of that
-// in gray), the best score (4) and the index of the shot that gave it (2), plus the aligner's neighbour at
-// a quarter of the pixels.
+// in gray); in half precision, the best score at all scales and at the finest and the total share of the
+// shots averaged (6); the index of the shot that gave the best (2); the aligner's neighbour at a quarter
+// of the pixels.
 #pragma once
 
 #include <vexa/imp/focus_align.h>
@@ -60,8 +66,12 @@ private:
     // for 8-bit shots, which keeps it exact at half the memory of floats; in floats for the others.
     std::vector<cv::Mat> levels_;
     double unit_ = 1.0; // the pyramid's values per unit of the shots
-    cv::Mat best_;      // CV_32F
-    cv::Mat index_;     // CV_16U
+    double scoreScale_ = 1.0; // scores in units of the shots squared, times this
+    float floor_ = 0;         // the lowest noise floor of the shots so far
+    // Per pixel, in half precision: the best score so far at all scales and at the finest, and the total
+    // weight of the shots averaged there, relative to the sharpest.
+    cv::Mat best_, bestFine_, totals_;
+    cv::Mat index_; // CV_16U
 };
 
 } // namespace VEXA
