@@ -441,7 +441,7 @@ bool VImageBlender::add(const VImage& image)
     if (autoAlign_ && method_ != MultifocusDepthMap) {
         autoFit = aligner_->fit(shotPlanes(shot));
         steps.to(0.3);
-        report = shotFit({1.0, 1.0, 1.0}, autoFit.global, autoFit.localShift, !autoFit.map.empty());
+        report = shotFit({1.0, 1.0, 1.0}, autoFit.global, autoFit.localShift, autoFit.moves);
         if (report.resampled) {
             VImage aligned = shot.createCompatible();
             cv::Mat out = asCvMat(aligned);
@@ -633,19 +633,26 @@ bool VImageBlender::finishDepthMap()
         return true;
     const bool gray = shape_.format == GrayScale;
     const Channel channel = depthChannel(shape_);
-    const cv::Mat typed = depthMerge_->result(cvDepthOf(channel));
+    const cv::Mat planes = depthMerge_->result();
     // A fresh block each time, of the shots' roi: an image handed out earlier keeps its pixels.
     VImage merged =
-        blankImage(typed.cols, typed.rows, gray ? GrayScale : XRGB, channel, shape_.origin, shape_.rowsAlignment);
+        blankImage(planes.cols, planes.rows, gray ? GrayScale : XRGB, channel, shape_.origin, shape_.rowsAlignment);
     if (merged.isEmpty())
         return false;
-    cv::Mat out = asCvMat(merged);
-    writeInto(out, [&](cv::Mat& dst) {
-        if (gray)
-            typed.copyTo(dst);
-        else
-            cv::cvtColor(typed, dst, cv::COLOR_BGR2BGRA); // X at the type's full scale
-    });
+    // A band of rows at a time: no second full-size copy of the result.
+    const cv::Mat out = asCvMat(merged);
+    cv::Mat typed;
+    for (int y = 0; y < out.rows; y += 64) {
+        const int last = std::min(out.rows, y + 64);
+        depthMerge_->toShotUnits(planes, y, last, cvDepthOf(channel), typed);
+        cv::Mat rows = out.rowRange(y, last);
+        writeInto(rows, [&](cv::Mat& dst) {
+            if (gray)
+                typed.copyTo(dst);
+            else
+                cv::cvtColor(typed, dst, cv::COLOR_BGR2BGRA); // X at the type's full scale
+        });
+    }
     result_ = merged;
     depthFinished_ = true;
     return true;

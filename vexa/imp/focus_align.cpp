@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <vector>
 
 namespace VEXA {
@@ -18,6 +19,8 @@ namespace {
 constexpr int smallScale = 8;
 // Below this spread of the luminance within a small shot's pixel (relative to its mean), the area is flat.
 constexpr double flatDetail = 0.05;
+// Rows of the full-size map made at once: the map is 8 bytes a pixel, never made whole.
+constexpr int mapBandRows = 64;
 
 cv::Mat shrink(const cv::Mat& image, int scale)
 {
@@ -61,6 +64,17 @@ cv::Mat smallDetailOf(const cv::Mat& working, cv::Size full)
     cv::sqrt(cv::max(detail, 0.0), detail);
     cv::divide(detail, cv::max(mean, 1e-6), detail);
     return detail;
+}
+
+// The luminance of the planes brought to another exposure, with no copy of the planes themselves.
+cv::Mat matchedGray(const cv::Mat& planes, const std::array<double, 3>& gains)
+{
+    cv::Mat gray;
+    if (planes.channels() == 1)
+        planes.convertTo(gray, CV_32F, gains[0]);
+    else
+        cv::transform(planes, gray, cv::Matx13f(float(0.114 * gains[0]), float(0.587 * gains[1]), float(0.299 * gains[2])));
+    return gray;
 }
 
 cv::Mat scaled(const cv::Mat& image, const std::array<double, 3>& gains)
@@ -256,6 +270,9 @@ cv::Mat to8u(const cv::Mat& gray, double scale)
 
 } // namespace
 
+// Calls band(first row, map rows) for the full-size map of a fit, a band of rows at a time.
+void forEachMapBand(const FocusAligner::Fit& fit, cv::Size size, const std::function<void(int, const cv::Mat&)>& band);
+
 cv::Mat grayOf(const cv::Mat& colour)
 {
     if (colour.channels() == 1)
@@ -292,7 +309,7 @@ FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::M
     }
     fit.gains = medianRatios(previousSmall_, small, inside, previousDetail_, fit.smallDetail);
     fit.small = scaled(small, fit.gains);
-    fit.gray = grayOf(scaled(working, fit.gains));
+    fit.gray = matchedGray(working, fit.gains);
     return fit;
 }
 
@@ -304,7 +321,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     if (std::min(size_.width, size_.height) < 100)
         return matchExposure(colour, cv::Mat());
     Fit fit;
-    const cv::Mat work = reducedPlanes(colour, workScale_);
+    cv::Mat work = reducedPlanes(colour, workScale_);
     const cv::Matx23d w = fitGlobally(previousGray_, grayOf(work));
     fit.global = enlarged(w, workScale_);
     const cv::Matx22d a(fit.global(0, 0), fit.global(0, 1), fit.global(1, 0), fit.global(1, 1));
@@ -328,7 +345,8 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     fit.small = scaled(small, fit.gains);
 
     // Parallax: what the global fit leaves, locally.
-    const cv::Mat matched = grayOf(scaled(work, fit.gains));
+    const cv::Mat matched = matchedGray(work, fit.gains);
+    work.release();
     const cv::Mat gray = warped(matched, w, previousGray_.size());
     cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(gray, grayScale_), 12.0,
                               std::max(4.0, 0.01 * std::hypot(gray.cols, gray.rows)));
@@ -364,27 +382,25 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
         return fit;
     }
 
-    // One map at full size: the local correction first, then the global fit.
-    cv::Mat full;
-    if (local)
-        cv::resize(flow * double(workScale_), full, size_, 0, 0, cv::INTER_LINEAR);
-    fit.map.create(size_, CV_32FC2);
+    // The map is made a band at a time when the shot is read (applyFit); here only what it covers.
+    fit.moves = true;
+    if (local) {
+        flow.convertTo(fit.flow, CV_32FC2, double(workScale_));
+        fit.flowScale = workScale_;
+    }
     fit.covered.create(size_, CV_8U);
     bool all = true;
-    const cv::Matx23d& g = fit.global;
-    for (int y = 0; y < size_.height; ++y) {
-        const cv::Vec2f* f = local ? full.ptr<cv::Vec2f>(y) : nullptr;
-        cv::Vec2f* m = fit.map.ptr<cv::Vec2f>(y);
-        uchar* c = fit.covered.ptr<uchar>(y);
-        for (int x = 0; x < size_.width; ++x) {
-            const double px = x + (f ? f[x][0] : 0.f), py = y + (f ? f[x][1] : 0.f);
-            const double sx = g(0, 0) * px + g(0, 1) * py + g(0, 2), sy = g(1, 0) * px + g(1, 1) * py + g(1, 2);
-            m[x] = cv::Vec2f(float(sx), float(sy));
-            const bool in = sx >= 0 && sy >= 0 && sx <= size_.width - 1 && sy <= size_.height - 1;
-            c[x] = in ? 255 : 0;
-            all = all && in;
+    forEachMapBand(fit, size_, [&](int y0, const cv::Mat& map) {
+        for (int r = 0; r < map.rows; ++r) {
+            const cv::Vec2f* m = map.ptr<cv::Vec2f>(r);
+            uchar* c = fit.covered.ptr<uchar>(y0 + r);
+            for (int x = 0; x < map.cols; ++x) {
+                const bool in = m[x][0] >= 0 && m[x][1] >= 0 && m[x][0] <= size_.width - 1 && m[x][1] <= size_.height - 1;
+                c[x] = in ? 255 : 0;
+                all = all && in;
+            }
         }
-    }
+    });
     if (all)
         fit.covered.release();
     return fit;
@@ -397,12 +413,66 @@ void FocusAligner::commit(const Fit& fit)
     previousDetail_ = fit.smallDetail;
 }
 
+void forEachMapBand(const FocusAligner::Fit& fit, cv::Size size, const std::function<void(int, const cv::Mat&)>& band)
+{
+    // The local correction, bilinear between the centres of the working pixels.
+    const cv::Mat& flow = fit.flow;
+    const double scale = fit.flowScale;
+    std::vector<int> x0(size_t(size.width)), x1(size_t(size.width));
+    std::vector<float> ax(size_t(size.width));
+    const auto place = [](double at, int n, int& i0, int& i1, float& a) {
+        at = std::min(std::max(at, 0.0), double(n - 1));
+        i0 = std::min(int(at), n - 1);
+        i1 = std::min(i0 + 1, n - 1);
+        a = float(at - i0);
+    };
+    if (!flow.empty())
+        for (int x = 0; x < size.width; ++x)
+            place((x + 0.5) / scale - 0.5, flow.cols, x0[size_t(x)], x1[size_t(x)], ax[size_t(x)]);
+    const cv::Matx23d& g = fit.global;
+    cv::Mat map(std::min(mapBandRows, size.height), size.width, CV_32FC2);
+    for (int y0 = 0; y0 < size.height; y0 += mapBandRows) {
+        const int rows = std::min(mapBandRows, size.height - y0);
+        cv::Mat part = map.rowRange(0, rows);
+        for (int r = 0; r < rows; ++r) {
+            const int y = y0 + r;
+            const cv::Vec2f *f0 = nullptr, *f1 = nullptr;
+            float ay = 0;
+            if (!flow.empty()) {
+                int i0 = 0, i1 = 0;
+                place((y + 0.5) / scale - 0.5, flow.rows, i0, i1, ay);
+                f0 = flow.ptr<cv::Vec2f>(i0);
+                f1 = flow.ptr<cv::Vec2f>(i1);
+            }
+            cv::Vec2f* m = part.ptr<cv::Vec2f>(r);
+            for (int x = 0; x < size.width; ++x) {
+                double px = x, py = y;
+                if (f0) {
+                    const size_t i = size_t(x);
+                    const cv::Vec2f top = f0[x0[i]] + (f0[x1[i]] - f0[x0[i]]) * ax[i];
+                    const cv::Vec2f bottom = f1[x0[i]] + (f1[x1[i]] - f1[x0[i]]) * ax[i];
+                    const cv::Vec2f d = top + (bottom - top) * ay;
+                    px += d[0];
+                    py += d[1];
+                }
+                m[x] = cv::Vec2f(float(g(0, 0) * px + g(0, 1) * py + g(0, 2)), float(g(1, 0) * px + g(1, 1) * py + g(1, 2)));
+            }
+        }
+        band(y0, part);
+    }
+}
+
 void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out)
 {
-    if (fit.map.empty())
+    if (!fit.moves) {
         out = shot;
-    else
-        cv::remap(shot, out, fit.map, cv::noArray(), cv::INTER_CUBIC, border);
+        return;
+    }
+    out.create(shot.size(), shot.type());
+    forEachMapBand(fit, shot.size(), [&](int y0, const cv::Mat& map) {
+        cv::Mat rows = out.rowRange(y0, y0 + map.rows);
+        cv::remap(shot, rows, map, cv::noArray(), cv::INTER_CUBIC, border);
+    });
 }
 
 } // namespace VEXA

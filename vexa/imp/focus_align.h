@@ -32,9 +32,13 @@ namespace VEXA {
 class FocusAligner {
 public:
     struct Fit {
-        // Where each reference pixel is read from in the shot (CV_32FC2, full size); empty when the shot
-        // is used as it stands.
-        cv::Mat map;
+        // Whether the shot is read through the fit (global, then the local correction); otherwise it is
+        // used as it stands.
+        bool moves = false;
+        // The local correction: where each reference pixel is read from, relative to itself, in full-size
+        // pixels, sampled at the centres of working pixels flowScale times larger (CV_32FC2; empty for none).
+        cv::Mat flow;
+        int flowScale = 1;
         // Pixels of the reference that the shot covers (CV_8U, 255 = covered); empty when all are.
         cv::Mat covered;
         // Gains per channel (blue, green, red; gray uses the first) that match the reference's exposure.
@@ -72,8 +76,9 @@ private:
 // The luminance of single-precision planes: the plane itself, or of blue, green and red.
 cv::Mat grayOf(const cv::Mat& colour);
 
-// The shot read through fit.map (bicubic; outside it, `border` of OpenCV's, black for a constant one) into
-// out, which may already be the destination's memory; without a map, out becomes the shot itself.
+// The shot read through the fit (bicubic; outside it, `border` of OpenCV's, black for a constant one) into
+// out, which may already be the destination's memory; a shot that does not move becomes out itself. The
+// map is made a band of rows at a time.
 void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out);
 
 } // namespace VEXA

@@ -209,8 +209,7 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     cv::Mat aligned;
     applyFit(shot, fit, cv::BORDER_REPLICATE, aligned);
     shot.release();
-    const bool resampled = !fit.map.empty();
-    fit.map.release(); // 8 bytes a pixel, no longer needed
+    const bool resampled = fit.moves;
     // The luminance scored, and the planes blended in the pyramid's type, both at the first shot's exposure.
     const std::array<double, 3>& gains = fit.gains;
     cv::Mat gray;
@@ -314,7 +313,7 @@ FocusDepthMerge FocusDepthMerge::copy() const
     return out;
 }
 
-cv::Mat FocusDepthMerge::result(int depth) const
+cv::Mat FocusDepthMerge::result() const
 {
     if (levels_.empty())
         return cv::Mat();
@@ -322,11 +321,16 @@ cv::Mat FocusDepthMerge::result(int depth) const
     for (size_t l = levels_.size() - 1; l-- > 0;) {
         cv::Mat up;
         cv::pyrUp(r, up, levels_[l].size());
-        cv::add(up, levels_[l], r);
+        r.release();
+        cv::add(up, levels_[l], up); // in place: one full-size plane at a time
+        r = up;
     }
-    cv::Mat out;
-    r.convertTo(out, depth, 1.0 / unit_); // rounded and saturated
-    return out;
+    return r;
+}
+
+void FocusDepthMerge::toShotUnits(const cv::Mat& merged, int first, int last, int depth, cv::Mat& out) const
+{
+    merged.rowRange(first, last).convertTo(out, depth, 1.0 / unit_); // rounded and saturated
 }
 
 } // namespace VEXA

@@ -54,8 +54,11 @@ public:
     // change itself runs whole. Without automatic alignment, `covered` (CV_8U, 255 where the shot has
     // data) may say which pixels a shot aligned by the caller covers.
     Added add(cv::Mat shot, int index, const cv::Mat& covered = cv::Mat());
-    // The merge so far, in the shots' units, as the given OpenCV depth.
-    cv::Mat result(int depth) const;
+    // The merge so far, in the pyramid's units (see toShotUnits).
+    cv::Mat result() const;
+    // Rows [first, last) of a result in the shots' units, as the given OpenCV depth: a band at a time, so
+    // that no second full-size copy is made.
+    void toShotUnits(const cv::Mat& merged, int first, int last, int depth, cv::Mat& out) const;
     // The index of the shot each pixel's finest detail came from (CV_16U).
     const cv::Mat& index() const { return index_; }
 
