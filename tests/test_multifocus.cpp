@@ -319,6 +319,27 @@ TEST(DepthMap, MatchesExposureAndDecidesFlatAreasByTheirSurroundings)
     EXPECT_EQ(cv::countNonZero(depth != 1), 0) << "flat or not, every pixel follows the sharp shot around it";
 }
 
+TEST(DepthMap, AveragesShotsNearlyAsSharpWhichLowersTheirNoise)
+{
+    // Three shots equally sharp in the middle, each with noise of its own, and one blurred everywhere.
+    const cv::Mat truth = scene(240, 180, 11);
+    const cv::Rect middle(60, 45, 120, 90);
+    VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignNone);
+    cv::Mat reference;
+    truth(middle).convertTo(reference, CV_8U);
+    double best = 0;
+    for (int k = 0; k < 4; ++k) {
+        cv::Mat noise(truth.size(), CV_32FC3);
+        cv::RNG(k + 20).fill(noise, cv::RNG::NORMAL, 0, 4);
+        const VImage image = toImage(shotOf(truth, k == 2 ? cv::Rect() : middle) + noise, BGR, Channel8u);
+        best = std::max(best, cv::PSNR(roiMat(image)(middle), reference));
+        ASSERT_TRUE(blender.addImage(image));
+    }
+    cv::Mat merged;
+    cv::cvtColor(roiMat(blender.image())(middle), merged, cv::COLOR_BGRA2BGR);
+    EXPECT_GT(cv::PSNR(merged, reference), best + 2.0);
+}
+
 TEST(DepthMap, AlignsBreathingShakeAndParallaxToATenthOfAPixel)
 {
     // The reference is sharp on the left, the second shot on the right, magnified, turned and shifted as a

@@ -26,6 +26,7 @@ constexpr int coarsestSide = 8;
 // that both pass the second are averaged by their sharpness.
 constexpr float detailFloor = 3.f;
 constexpr float softFloor = 1.5f;
+constexpr float largestScore = 65000.f;
 
 // The weight of a shot whose sharpness is `ratio` (0..1) of the sharpest's: a steep power, so that only
 // shots nearly as sharp count, and none below 1/256.
@@ -111,14 +112,17 @@ struct ShotRow {
 // the result have detail of their own, shares follow the sharpness as a steep power (a soft maximum):
 // shots nearly as sharp as each other are averaged, which takes the noise down without blurring, and a
 // clearly sharper shot takes the pixel alone. Elsewhere the decision says which shot takes it whole.
-void mergeRow(const ShotRow& shot, const float* fine, const float* combined, const uchar* take,
+void mergeRow(const ShotRow& shot, const float* fineRow, const float* combinedRow, const uchar* take,
               const uchar* covered, float* bestFine, float* best, float* total, std::uint16_t* index, float* share,
               int width)
 {
     for (int x = 0; x < width; ++x) {
+        // Kept in half precision, whose largest value is 65504: scores beyond it (the very strongest edges)
+        // are kept as that, never as infinities.
+        const float fine = std::min(fineRow[x], largestScore), combined = std::min(combinedRow[x], largestScore);
         if (shot.first) {
-            bestFine[x] = fine[x];
-            best[x] = combined[x];
+            bestFine[x] = fine;
+            best[x] = combined;
             total[x] = 1.f;
             index[x] = 0;
             share[x] = 1.f;
@@ -127,20 +131,20 @@ void mergeRow(const ShotRow& shot, const float* fine, const float* combined, con
         share[x] = 0.f;
         if (covered && !covered[x])
             continue;
-        if (fine[x] > shot.soft && bestFine[x] > shot.soft) {
-            const float top = std::max(fine[x], bestFine[x]);
+        if (fine > shot.soft && bestFine[x] > shot.soft) {
+            const float top = std::max(fine, bestFine[x]);
             const float kept = total[x] * sharpnessShare(bestFine[x] / top);
-            const float added = sharpnessShare(fine[x] / top);
+            const float added = sharpnessShare(fine / top);
             share[x] = added / (kept + added);
             total[x] = kept + added;
             bestFine[x] = top;
             if (take[x]) {
-                best[x] = combined[x];
+                best[x] = combined;
                 index[x] = shot.index;
             }
         } else if (take[x]) {
-            bestFine[x] = fine[x];
-            best[x] = combined[x];
+            bestFine[x] = fine;
+            best[x] = combined;
             total[x] = 1.f;
             index[x] = shot.index;
             share[x] = 1.f;
