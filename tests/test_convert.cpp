@@ -188,6 +188,55 @@ TEST(Convert, ChecksComeInOrder)
     EXPECT_EQ(convertImage(good, nullptr).message(), "Reason: Null pointer argument!");
 }
 
+QList<double> scaled(const VImage& source, Format f, Channel c)
+{
+    const VImage dst = source.convertScaled(f, c);
+    EXPECT_FALSE(dst.isEmpty());
+    return dst.isEmpty() ? QList<double>() : components(dst);
+}
+
+TEST(ConvertScaled, RangesMapOntoEachOtherRoundedAndSaturated)
+{
+    const struct {
+        Channel from, to;
+        double in, out;
+    } cases[] = {
+        {Channel8u, Channel16u, 0, 0},          {Channel8u, Channel16u, 1, 257},
+        {Channel8u, Channel16u, 254, 65278},    {Channel8u, Channel16u, 255, 65535},
+        {Channel16u, Channel8u, 0, 0},          {Channel16u, Channel8u, 128, 0},
+        {Channel16u, Channel8u, 129, 1},        {Channel16u, Channel8u, 38187, 149},
+        {Channel16u, Channel8u, 65534, 255},    {Channel16u, Channel8u, 65535, 255},
+        {Channel32f, Channel8u, -0.5, 0},       {Channel32f, Channel8u, 0.5, 128},
+        {Channel32f, Channel8u, 1.0, 255},      {Channel32f, Channel8u, 1.7, 255},
+        {Channel32f, Channel16u, 1.0, 65535},   {Channel32f, Channel16s, -2.0, -32768},
+        {Channel8u, Channel32f, 255, 1.0},      {Channel16u, Channel32f, 0, 0},
+        {Channel8s, Channel8u, -128, 0},        {Channel8s, Channel8u, 127, 255},
+        {Channel16s, Channel16u, 32767, 65535}, {Channel32s, Channel8u, 2147483647, 255},
+        {Channel8u, Channel8u, 77, 77},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(scaled(single(GrayScale, c.from, {c.in}), GrayScale, c.to), QList<double>{c.out})
+            << c.from << " " << c.in << " -> " << c.to;
+}
+
+TEST(ConvertScaled, ColourGrayAndAlphaAtTheDestinationsScale)
+{
+    // Gray to colour replicates, into BGR and ARGB as well; a missing alpha is the full scale (opaque).
+    EXPECT_EQ(scaled(single(GrayScale, Channel16u, {65535}), BGR, Channel8u), QList<double>({255, 255, 255}));
+    EXPECT_EQ(scaled(single(GrayScale, Channel8u, {255}), ARGB, Channel16u), QList<double>({65535, 65535, 65535, 65535}));
+    EXPECT_EQ(scaled(single(BGR, Channel8u, {0, 0, 0}), ARGB, Channel32f), QList<double>({0, 0, 0, 1}));
+    // Colour to gray weighs the stored values, then rounds once.
+    EXPECT_EQ(scaled(single(XRGB, Channel16u, {65535, 0, 0}), GrayScale, Channel8u), QList<double>{76}); // 0.299 * 255
+    // ARGB keeps its alpha across types; premultiplying reads alpha against its own scale.
+    EXPECT_EQ(scaled(single(ARGB, Channel16u, {65535, 0, 257, 32896}), ARGB, Channel8u), QList<double>({255, 0, 1, 128}));
+    EXPECT_EQ(scaled(single(ARGB, Channel16u, {65535, 0, 0, 32768}), ARGB_Premultiplied, Channel8u),
+              QList<double>({128, 0, 0, 128}));
+    // What plain conversion cannot do, scaled conversion cannot either, except the two additions.
+    EXPECT_TRUE(makeImage(3, 2, ARGB, Channel8u).convertScaled(BGR, Channel8u).isEmpty());
+    EXPECT_TRUE(makeImage(4, 2, BGR, Channel16u).convertScaled(YUV422, Channel8u).isEmpty());
+    EXPECT_EQ(scaled(single(YUV422, Channel8u, {128, 128, 128, 128}, 2), XRGB, Channel8u), QList<double>({128, 128, 128}));
+}
+
 TEST(PixelAccess, ComponentsComeInRgbaOrder)
 {
     VImage argb = makeImage(3, 3, ARGB, Channel16s);

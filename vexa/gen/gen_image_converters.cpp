@@ -1,6 +1,7 @@
 #include <vexa/gen/gen_image_converters.h>
 
 #include <vexa/imp/image_converters.h>
+#include <vexa/imp/scaled_converters.h>
 #include <vexa/imp/progress.h>
 
 namespace VEXA {
@@ -21,6 +22,21 @@ VStatus convertImage(const VImage& source, VImage* destination)
         return runWhole("converting", [&] {
             return dispatchPairs<ConvertTargetsT>(ConvertSources{}, source, dst,
                                                   [](const auto& s, const auto& d) { return kernel::convertImage(s, d); });
+        });
+    });
+}
+
+VStatus convertImageScaled(const VImage& source, VImage* destination)
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        VImage& dst = checkDestination(destination);
+        checkStatus(source);
+        checkStatus(dst);
+        checkNotEmpty(source);
+        checkNotEmpty(dst);
+        return runWhole("converting", [&] {
+            return dispatchPairs<ScaledTargetsT>(ConvertSources{}, source, dst,
+                                                 [](const auto& s, const auto& d) { return kernel::convertScaled(s, d); });
         });
     });
 }

@@ -5,6 +5,11 @@
 // GrayScale to BGR or ARGB, no ARGB to BGR or XRGB, no ARGB to ARGB of another channel type, no YUV422 to
 // GrayScale, and YUV422 is produced from 8u sources only.
 //
+// convertImageScaled is the same picture at another depth: ranges map onto each other (16u 65535 is 8u
+// 255 and 32f 1.0), rounded and saturated; the rules are those of imp/scaled_converters.h. It covers plain
+// conversion's pairs plus gray into every colour format and ARGB into ARGB of any type, and is checked,
+// cancelled and walked as convertImage.
+//
 // getPixel, setPixel and fillImage pass components in R, G, B, A order (GrayScale: the gray value; YUV422:
 // luma, then chroma); the X byte of XRGB is neither read nor written. Coordinates are image coordinates,
 // and a position outside the image is an error. fillImage sets every pixel of the region of interest.
@@ -20,6 +25,7 @@
 namespace VEXA {
 
 VEXA_EXPORT VStatus convertImage(const VImage& source, VImage* destination);
+VEXA_EXPORT VStatus convertImageScaled(const VImage& source, VImage* destination);
 // On entry *count is the capacity of values; on success the number of components written.
 VEXA_EXPORT VStatus getPixel(const VImage& image, long x, long y, double* values, int* count);
 VEXA_EXPORT VStatus setPixel(VImage* image, long x, long y, double* values, int count);

@@ -282,6 +282,23 @@ VImage VImage::convert(Format format, Channel channel) const
     return result;
 }
 
+VImage VImage::convertScaled(Format format, Channel channel) const
+{
+    if (!status()) {
+        reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't convert invalid image."));
+        return VImage();
+    }
+    if (channel == ChannelInvalid)
+        channel = channelType();
+    VImage result;
+    result.create(width(), height(), format, channel, origin(), rowsAlignment());
+    result.checkStatus(convertImageScaled(*this, &result));
+    if (!result.status())
+        return VImage();
+    result.setRoi(roi());
+    return result;
+}
+
 VImage VImage::convertFast(Format format, Channel channel) const
 {
     if (channel == ChannelInvalid)

@@ -119,6 +119,9 @@ public:
     // As convert, but a channel of -1 keeps the current type, and an image already of the wanted pair is
     // returned as a shared copy without copying pixels.
     VImage convertFast(VEXA::Format format, VEXA::Channel channel = VEXA::ChannelInvalid) const;
+    // The same picture in another format and channel type, through convertImageScaled (ranges mapped:
+    // 16u 65535 becomes 8u 255); a channel of -1 keeps the current type. As convert otherwise.
+    VImage convertScaled(VEXA::Format format, VEXA::Channel channel = VEXA::ChannelInvalid) const;
 
     // This image turned by angle radians (or a quarter turn) into a new image sized by headerForRotate for
     // the method, through rotateImage. On failure: an empty image whose status carries the reason.
