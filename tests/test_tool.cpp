@@ -145,7 +145,7 @@ TEST_F(VexaTool, RefusesBadCommandLinesAndInputsInOneLine)
         {{"info", shot(0), path("gone.png")}, 1, path("gone.png")},
         {{"info", path("notes.png")}, 1, path("notes.png")},
         {{"convert", shot(0), "-o", out, "--format", "cmyk"}, 2, "unknown format 'cmyk'"},
-        {{"convert", gray, "-o", out, "--format", "argb"}, 1, "gray 8u to argb 8u"},
+        {{"convert", gray, "-o", out, "--format", "argb", "--plain"}, 1, "gray 8u to argb 8u"},
         {{"convert", shot(0), "-o", out, "--channel", "32F"}, 1, ".vexa"},
         {{"convert", path("damaged.vexa"), "-o", out}, 1, path("damaged.vexa")},
         {{"histogram", shot(0), "--bins", "16"}, 2, "bins"},
@@ -275,6 +275,15 @@ TEST_F(VexaTool, ByteArraysKeepWhatImageFilesCannotAndInfoDescribesBoth)
     ASSERT_TRUE(in.load(path("depth16in.png")));
     ASSERT_TRUE(out.load(path("depth16out.png")));
     EXPECT_TRUE(out.isEqual(in));
+    // Another depth keeps the picture (65535 is 255); --plain keeps the numbers' low bits.
+    ASSERT_TRUE(save(cv::Mat(4, 4, CV_16U, cv::Scalar(38187)), path("gray16.png")));
+    for (const auto& [extra, value] : {std::pair<QStringList, int>{{}, 149}, {{"--plain"}, 43}}) {
+        const QStringList arguments{"convert", path("gray16.png"), "-o", path("gray8.png"), "--channel", "8u"};
+        ASSERT_EQ(vexa(arguments + extra).code, 0);
+        VImage eight;
+        ASSERT_TRUE(eight.load(path("gray8.png")));
+        EXPECT_EQ(eight.pixel(1, 1).first().toInt(), value) << extra.join(' ').toStdString();
+    }
 
     const QJsonArray files = QJsonDocument::fromJson(vexa({"info", "--json", shot(0), path("float.vexa")}).out).array();
     ASSERT_EQ(files.size(), 2);

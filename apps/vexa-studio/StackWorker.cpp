@@ -44,13 +44,13 @@ QImage displayImage(const VImage& image)
         return QImage();
     if (image.channelType() == VEXA::Channel8u && image.format() != VEXA::YUV422)
         return VEXA::toQImage(image);
-    // Other component types and YUV are shown through the library's own conversions: to 8 bits in the same
-    // layout where it has one, else to plain colour.
+    // Other component types and YUV are shown through the library's own conversions, as the same picture
+    // (16-bit 65535 is 8-bit 255): to 8 bits in the same layout where it has one, else to plain colour.
     VImage eight;
     if (image.format() != VEXA::YUV422)
-        eight = image.convertFast(image.format(), VEXA::Channel8u);
+        eight = image.convertScaled(image.format(), VEXA::Channel8u);
     if (eight.isEmpty())
-        eight = image.convertFast(VEXA::XRGB, VEXA::Channel8u);
+        eight = image.convertScaled(VEXA::XRGB, VEXA::Channel8u);
     return eight.isEmpty() ? QImage() : VEXA::toQImage(eight);
 }
 

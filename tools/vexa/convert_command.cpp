@@ -1,4 +1,5 @@
-// vexa convert IN -o OUT [--format F] [--channel C]: an image in another format, channel type or file.
+// vexa convert IN -o OUT [--format F] [--channel C] [--plain]: an image in another format, channel type or
+// file; the same picture at another depth unless --plain asks for the library's numeric conversion.
 #include "cli.h"
 #include "image_io.h"
 
@@ -12,8 +13,10 @@ int convertCommand(const QStringList& arguments)
     parser.setApplicationDescription(
         QStringLiteral("Converts an image to another format and channel type through the library, and between "
                        "image files and .vexa files (the library's byte arrays, which hold every format and "
-                       "channel type exactly). Components convert as plain numbers, without rescaling. Image "
-                       "files hold 8-bit images and 16-bit gray only."));
+                       "channel type exactly). A new channel type keeps the picture: ranges map onto each other "
+                       "(16-bit 65535 is 8-bit 255 and float 1.0), rounded and saturated; --plain converts "
+                       "components as plain numbers instead. Image files hold 8-bit images and 16-bit gray "
+                       "only."));
     parser.addPositionalArgument(QStringLiteral("in"), QStringLiteral("The image file or .vexa file to convert."),
                                  QStringLiteral("IN"));
     const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
@@ -28,7 +31,10 @@ int convertCommand(const QStringList& arguments)
                                      QStringLiteral("The new channel type: 8u, 8s, 16u, 16s, 32s or 32f (default: "
                                                     "the input's)."),
                                      QStringLiteral("C"));
-    parser.addOptions({output, format, channel});
+    const QCommandLineOption plain(QStringLiteral("plain"),
+                                   QStringLiteral("Convert components as plain numbers, without mapping ranges "
+                                                  "(16-bit 38187 becomes 8-bit 43, its low byte)."));
+    parser.addOptions({output, format, channel, plain});
     if (!parseCommandLine(parser, QStringLiteral("convert"), arguments))
         return ExitOk;
     const QStringList inputs = parser.positionalArguments();
@@ -56,7 +62,12 @@ int convertCommand(const QStringList& arguments)
         result.create(image.width(), image.height(), toFormat, toChannel, image.origin(), image.rowsAlignment());
         task.run(QStringLiteral("%1: cannot convert %2 to %3")
                      .arg(in, pairName(image.format(), image.channelType()), pairName(toFormat, toChannel)),
-                 0.2, 0.8, [&] { return result.status() ? VEXA::convertImage(image, &result) : result.status(); });
+                 0.2, 0.8, [&] {
+                     if (!result.status())
+                         return result.status();
+                     return parser.isSet(plain) ? VEXA::convertImage(image, &result)
+                                                : VEXA::convertImageScaled(image, &result);
+                 });
         result.setRoi(image.roi());
     }
     writeImage(result, out, &task);

@@ -77,10 +77,11 @@ cv::Mat view(const VImage& image)
 
 cv::Mat toBgr8(const VImage& image)
 {
-    VImage source = image;
-    // Chroma pairs and premultiplied colour need the library's own arithmetic to become plain colour.
-    if (image.format() == VEXA::YUV422 || image.format() == VEXA::ARGB_Premultiplied)
-        source = image.convertFast(VEXA::XRGB);
+    // The same picture in 8 bits (16-bit 65535 is 255), then chroma pairs and premultiplied colour through
+    // the library's own arithmetic to plain colour.
+    VImage source = image.channelType() == VEXA::Channel8u ? image : image.convertScaled(image.format(), VEXA::Channel8u);
+    if (source.format() == VEXA::YUV422 || source.format() == VEXA::ARGB_Premultiplied)
+        source = source.convertFast(VEXA::XRGB);
     if (source.isEmpty())
         runtimeError(QStringLiteral("cannot show a %1 image as colour").arg(pairName(image.format(), image.channelType())));
     cv::Mat eight;
@@ -151,8 +152,11 @@ VImage loadXrgb(const QString& fileName)
     VImage image = readImage(fileName);
     // Straight alpha has no direct way to XRGB; premultiplied has, and gives the colour back.
     if (image.format() == VEXA::ARGB)
-        image = image.convertFast(VEXA::ARGB_Premultiplied);
-    const VImage xrgb = image.convertFast(VEXA::XRGB, VEXA::Channel8u);
+        image = image.convertScaled(VEXA::ARGB_Premultiplied);
+    // The same picture in 8 bits: a 16-bit shot keeps its look (65535 is 255).
+    const VImage xrgb = image.format() == VEXA::XRGB && image.channelType() == VEXA::Channel8u
+                            ? image
+                            : image.convertScaled(VEXA::XRGB, VEXA::Channel8u);
     if (xrgb.isEmpty())
         runtimeError(QStringLiteral("%1: cannot convert the image to 8-bit colour").arg(fileName));
     return xrgb;

@@ -22,8 +22,10 @@ bool stitchable(const VImage& image)
 VImage asXrgb(VImage image, const QString& name)
 {
     if (image.format() == VEXA::ARGB)
-        image = image.convertFast(VEXA::ARGB_Premultiplied);
-    const VImage xrgb = image.convertFast(VEXA::XRGB, VEXA::Channel8u);
+        image = image.convertScaled(VEXA::ARGB_Premultiplied);
+    const VImage xrgb = image.format() == VEXA::XRGB && image.channelType() == VEXA::Channel8u
+                            ? image
+                            : image.convertScaled(VEXA::XRGB, VEXA::Channel8u);
     if (xrgb.isEmpty())
         runtimeError(QStringLiteral("%1: cannot convert the image to 8-bit colour").arg(name));
     return xrgb;
