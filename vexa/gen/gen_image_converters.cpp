@@ -11,33 +11,35 @@ VStatus kernel::failDifferentSizes(const CallSite& site)
     return VStatus(errorAt(site, Issue::LibraryError) << "Source and destination differ in size");
 }
 
+namespace {
+
+// The checks of both conversions, in their order, then one pass of the kernel over the pair.
+template <template <class> class Targets, class Kernel>
+VStatus convertPair(const VImage& source, VImage* destination, Kernel kernel)
+{
+    VImage& dst = checkDestination(destination);
+    checkStatus(source);
+    checkStatus(dst);
+    checkNotEmpty(source);
+    checkNotEmpty(dst);
+    return runWhole("converting", [&] { return dispatchPairs<Targets>(ConvertSources{}, source, dst, kernel); });
+}
+
+} // namespace
+
 VStatus convertImage(const VImage& source, VImage* destination)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        VImage& dst = checkDestination(destination);
-        checkStatus(source);
-        checkStatus(dst);
-        checkNotEmpty(source);
-        checkNotEmpty(dst);
-        return runWhole("converting", [&] {
-            return dispatchPairs<ConvertTargetsT>(ConvertSources{}, source, dst,
-                                                  [](const auto& s, const auto& d) { return kernel::convertImage(s, d); });
-        });
+        return convertPair<ConvertTargetsT>(source, destination,
+                                            [](const auto& s, const auto& d) { return kernel::convertImage(s, d); });
     });
 }
 
 VStatus convertImageScaled(const VImage& source, VImage* destination)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        VImage& dst = checkDestination(destination);
-        checkStatus(source);
-        checkStatus(dst);
-        checkNotEmpty(source);
-        checkNotEmpty(dst);
-        return runWhole("converting", [&] {
-            return dispatchPairs<ScaledTargetsT>(ConvertSources{}, source, dst,
-                                                 [](const auto& s, const auto& d) { return kernel::convertScaled(s, d); });
-        });
+        return convertPair<ScaledTargetsT>(source, destination,
+                                           [](const auto& s, const auto& d) { return kernel::convertScaled(s, d); });
     });
 }
 

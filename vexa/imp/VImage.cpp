@@ -267,19 +267,31 @@ VImage VImage::cropByRect(const QRect& r) const
     return result;
 }
 
+namespace {
+
+// A new image of the image's size, origin, alignment and roi in the given pair, filled by `conversion`;
+// empty if that fails.
+VImage convertedBy(const VImage& image, Format format, Channel channel,
+                   VStatus (*conversion)(const VImage&, VImage*))
+{
+    VImage result;
+    result.create(image.width(), image.height(), format, channel, image.origin(), image.rowsAlignment());
+    result.checkStatus(conversion(image, &result));
+    if (!result.status())
+        return VImage();
+    result.setRoi(image.roi());
+    return result;
+}
+
+} // namespace
+
 VImage VImage::convert(Format format, Channel channel) const
 {
     if (!status()) {
         reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't convert invalid image."));
         return VImage();
     }
-    VImage result;
-    result.create(width(), height(), format, channel, origin(), rowsAlignment());
-    result.checkStatus(convertImage(*this, &result));
-    if (!result.status())
-        return VImage();
-    result.setRoi(roi());
-    return result;
+    return convertedBy(*this, format, channel, convertImage);
 }
 
 VImage VImage::convertScaled(Format format, Channel channel) const
@@ -288,15 +300,7 @@ VImage VImage::convertScaled(Format format, Channel channel) const
         reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't convert invalid image."));
         return VImage();
     }
-    if (channel == ChannelInvalid)
-        channel = channelType();
-    VImage result;
-    result.create(width(), height(), format, channel, origin(), rowsAlignment());
-    result.checkStatus(convertImageScaled(*this, &result));
-    if (!result.status())
-        return VImage();
-    result.setRoi(roi());
-    return result;
+    return convertedBy(*this, format, channel == ChannelInvalid ? channelType() : channel, convertImageScaled);
 }
 
 VImage VImage::convertFast(Format format, Channel channel) const
