@@ -1,5 +1,5 @@
-// VImage::load of any file contents, through every image reader Qt has here; what loads must convert,
-// save back and be counted.
+// VImage::load and readImageFile (16-bit colour kept) of any file contents, through every image reader Qt
+// has here; what loads must convert, save back and be counted.
 #include "fuzz_common.h"
 
 #include <QDir>
@@ -17,6 +17,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             return 0;
         file.write(reinterpret_cast<const char*>(data), qint64(size));
     }
+    const VImage deep = VEXA::readImageFile(path);
+    FUZZ_CHECK(deep.status() ? !deep.isEmpty() : deep.isEmpty());
+    if (deep.status() && deep.channelType() == VEXA::Channel16u)
+        (void)deep.convertScaled(VEXA::XRGB, VEXA::Channel8u);
     VImage image;
     if (!image.load(path)) {
         FUZZ_CHECK(image.isEmpty() && !image.status());

@@ -75,6 +75,14 @@ int main(int argc, char** argv)
         QFile file(path);
         ok &= p.image.save(path) && file.open(QIODevice::ReadOnly) && write(files, QString::fromLatin1(p.name), file.readAll());
     }
+    // 16-bit colour, which readImageFile keeps.
+    for (const char* name : {"colour16.png", "colour16.tif", "alpha16.png"}) {
+        const QString path = temp.filePath(QString::fromLatin1(name));
+        QFile file(path);
+        const VImage image = sample(8, 6, name[0] == 'a' ? ARGB : XRGB, Channel16u, 12);
+        ok &= bool(writeImageFile(image, path)) && file.open(QIODevice::ReadOnly) &&
+              write(files, QString::fromLatin1(name), file.readAll());
+    }
 
     QByteArray xml;
     {

@@ -224,6 +224,42 @@ TEST_F(Files, OtherFormatsAndTypesAreWrittenInTheirNearestForm)
         }
 }
 
+TEST_F(Files, SixteenBitsGoThroughPngAndTiffBitForBit)
+{
+    QStringList suffixes = {"png"};
+    if (QImageWriter::supportedImageFormats().contains("tif"))
+        suffixes << "tif";
+    const struct { Format written; Format read; } cases[] = {
+        {GrayScale, GrayScale}, {XRGB, XRGB}, {BGR, XRGB}, {ARGB, ARGB},
+    };
+    for (const QString& suffix : suffixes)
+        for (const auto& c : cases) {
+            SCOPED_TRACE(suffix.toStdString() + " " + std::to_string(c.written));
+            VImage image = makeImage(9, 5, c.written, Channel16u, 3);
+            if (c.written == XRGB) // the X component is not kept: made opaque, as it comes back
+                for (int y = 0; y < 5; ++y)
+                    for (int x = 0; x < 9; ++x)
+                        reinterpret_cast<quint16*>(image.rawData() + y * image.bytesPerLine())[4 * x + 3] = 65535;
+            const QString file = path("deep." + suffix);
+            ASSERT_TRUE(writeImageFile(image, file));
+            const VImage read = readImageFile(file);
+            ASSERT_TRUE(read.status()) << read.status().message().toStdString();
+            EXPECT_EQ(read.format(), c.read);
+            EXPECT_EQ(read.channelType(), Channel16u);
+            EXPECT_TRUE(sameRoiBytes(read, c.written == BGR ? image.convertScaled(XRGB, Channel16u) : image));
+            VImage eight;
+            ASSERT_TRUE(eight.load(file));
+            EXPECT_EQ(eight.channelType(), c.written == GrayScale ? Channel16u : Channel8u) << "load keeps its mapping";
+        }
+    // Other depths go in as the same picture at 16 bits; formats of 8 bits take 8.
+    const VImage half = makeImage(4, 2, GrayScale, Channel32f).convertScaled(GrayScale, Channel8u).convertScaled(GrayScale, Channel32f);
+    ASSERT_TRUE(writeImageFile(half, path("float.png")));
+    EXPECT_TRUE(sameRoiBytes(readImageFile(path("float.png")), half.convertScaled(GrayScale, Channel16u)));
+    ASSERT_TRUE(writeImageFile(makeImage(4, 2, XRGB, Channel16u), path("eight.jpg")));
+    EXPECT_EQ(readImageFile(path("eight.jpg")).channelType(), Channel8u);
+    EXPECT_EQ(readImageFile(path("deep.png"), FileReadOptions{false}).channelType(), Channel8u);
+}
+
 TEST_F(Files, FailuresLeaveAnEmptyImageWithTheReason)
 {
     QFile garbage(path("garbage.png"));

@@ -20,6 +20,7 @@
 #include <vexa/imp/formats.h>
 #include <vexa/imp/ocvImage.h>
 #include <vexa/imp/qimage_support.h>
+#include <vexa/imp/image_files.h>
 #include <vexa/imp/raster.h>
 
 #include <vexa/gen/gen_analysis_image.h>

@@ -15,8 +15,8 @@ int convertCommand(const QStringList& arguments)
                        "image files and .vexa files (the library's byte arrays, which hold every format and "
                        "channel type exactly). A new channel type keeps the picture: ranges map onto each other "
                        "(16-bit 65535 is 8-bit 255 and float 1.0), rounded and saturated; --plain converts "
-                       "components as plain numbers instead. Image files hold 8-bit images and 16-bit gray "
-                       "only."));
+                       "components as plain numbers instead. Image files hold 8-bit and 16-bit images (16 bits "
+                       "in PNG and TIFF)."));
     parser.addPositionalArgument(QStringLiteral("in"), QStringLiteral("The image file or .vexa file to convert."),
                                  QStringLiteral("IN"));
     const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},

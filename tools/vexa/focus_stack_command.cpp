@@ -104,6 +104,41 @@ struct StackRun {
     qint64 read = 0, merge = 0, write = 0, total = 0;
 };
 
+// The same picture in another pair, through premultiplied colour where straight alpha has no direct way.
+VImage inPair(const VImage& image, VEXA::Format format, VEXA::Channel channel)
+{
+    if (image.format() == format && image.channelType() == channel)
+        return image;
+    VImage out = image.convertScaled(format, channel);
+    if (out.isEmpty() && image.format() == VEXA::ARGB)
+        out = image.convertScaled(VEXA::ARGB_Premultiplied).convertScaled(format, channel);
+    return out;
+}
+
+// A shot as the merge takes it. The depth-map merge works at the shots' own depth: every shot comes in the
+// first one's layout and depth (gray or colour of 8, 16 or 32-bit float components; others as 8-bit
+// colour), as the same picture. The other methods take 8-bit colour.
+VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEXA::Format& format,
+                VEXA::Channel& channel)
+{
+    if (method != VImageBlender::MultifocusDepthMap)
+        return loadXrgb(name);
+    const VImage image = readImage(name);
+    if (format == VEXA::Invalid) {
+        const bool kept = image.format() == VEXA::GrayScale || image.format() == VEXA::BGR ||
+                          image.format() == VEXA::XRGB || image.format() == VEXA::ARGB;
+        const VEXA::Channel c = image.channelType();
+        const bool deep = c == VEXA::Channel8u || c == VEXA::Channel16u || c == VEXA::Channel32f;
+        format = kept && deep ? image.format() : VEXA::XRGB;
+        channel = kept && deep ? c : VEXA::Channel8u;
+    }
+    const VImage shot = inPair(image, format, channel);
+    if (shot.isEmpty())
+        runtimeError(QStringLiteral("%1: cannot bring the image to %2 as the first shot is")
+                         .arg(name, pairName(format, channel)));
+    return shot;
+}
+
 StackRun stackShots(const QStringList& shots, const Settings& settings, const QString& outputFile,
                     const DepthOutputs& depthFiles, Task& task)
 {
@@ -114,6 +149,8 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
     run.shots = int(shots.size());
     VImage merged;
     VImage depth;
+    // The first shot's layout and depth, which the others come in.
+    std::pair<VEXA::Format, VEXA::Channel> pair{VEXA::Invalid, VEXA::ChannelInvalid};
     // Each shot has an equal part of the bar, and writing the result one more.
     const double part = 1.0 / (shots.size() + 1);
     {
@@ -124,7 +161,7 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
             const QString step = QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size());
             task.step(step + QStringLiteral("reading ") + name, i * part);
             clock.start();
-            const VImage shot = loadXrgb(name);
+            const VImage shot = loadShot(name, settings.method, pair.first, pair.second);
             run.read += clock.nsecsElapsed();
             if (i == 0)
                 run.size = shot.size();

@@ -3,6 +3,7 @@
 #include "cli.h"
 
 #include <vexa/gen/gen_image_converters.h>
+#include <vexa/imp/image_files.h>
 #include <vexa/imp/qimage_support.h>
 
 #include <QDir>
@@ -132,11 +133,14 @@ VImage readImage(const QString& fileName, FileFacts* facts)
             facts->fileFormat = QString::fromLatin1(reader.format());
             QImage qImage;
             read = reader.read(&qImage) && VEXA::fromQImage(qImage, &image);
+            if (read && qImage.depth() == 64) // 16-bit colour: the pixels again, at their depth
+                image = VEXA::readImageFile(fileName);
             for (const QString& key : qImage.textKeys())
                 facts->text.append({key, qImage.text(key)});
             facts->dotsPerMetre = QSize(qImage.dotsPerMeterX(), qImage.dotsPerMeterY());
         } else {
-            read = image.load(fileName);
+            image = VEXA::readImageFile(fileName); // 16-bit colour stays 16-bit
+            read = image.status() && !image.isEmpty();
         }
     }
     if (!read)
@@ -252,9 +256,10 @@ void OutputFile::commit()
 
 void checkWritable(VEXA::Format format, VEXA::Channel channel, const QString& fileName)
 {
-    const bool fitsImageFile = channel == VEXA::Channel8u || (format == VEXA::GrayScale && channel == VEXA::Channel16u);
+    // 16-bit images go into PNG and TIFF as they are, into formats of 8 bits as the same picture in 8 bits.
+    const bool fitsImageFile = channel == VEXA::Channel8u || (channel == VEXA::Channel16u && format != VEXA::YUV422);
     if (!isVexaName(fileName) && !fitsImageFile)
-        runtimeError(QStringLiteral("%1: an image file holds 8-bit images and 16-bit gray, not %2; write a .vexa "
+        runtimeError(QStringLiteral("%1: an image file holds 8-bit and 16-bit images, not %2; write a .vexa "
                                     "file to keep the image as it is")
                          .arg(fileName, pairName(format, channel)));
 }
@@ -273,7 +278,7 @@ void writeImage(const VImage& image, const QString& fileName, Task* task)
         QFile file(output.temporaryName());
         if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
             runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, file.errorString()));
-    } else if (!image.save(output.temporaryName())) {
+    } else if (!VEXA::writeImageFile(image, output.temporaryName())) {
         runtimeError(QStringLiteral("%1: cannot write the image file").arg(fileName));
     }
     if (task)

@@ -76,7 +76,8 @@ private:
 };
 
 // Writes the image: a ".vexa" name gets the byte array, holding any image exactly; other names an image
-// file, which holds 8-bit images and 16-bit gray (anything else is refused with a pointer to ".vexa").
+// file (VEXA::writeImageFile), which holds 8-bit and 16-bit images, 16 bits in PNG and TIFF and the same
+// picture in 8 bits elsewhere (anything else is refused with a pointer to ".vexa").
 // With a task: shown as a step, and an interruption before the rename leaves nothing behind.
 void writeImage(const VImage& image, const QString& fileName, Task* task = nullptr);
 // The refusal writeImage would give, for checking before the work is done.

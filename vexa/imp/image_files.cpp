@@ -1,0 +1,150 @@
+#include <vexa/imp/image_files.h>
+
+#include <vexa/imp/ImageData.h>
+#include <vexa/imp/frame.h>
+#include <vexa/imp/qimage_support.h>
+
+#include <QFileInfo>
+#include <QImageReader>
+#include <QImageWriter>
+
+#include <cstring>
+
+namespace VEXA {
+
+namespace {
+
+// The library's pixel for each 64-bit QImage format: Qt keeps red first, we keep blue first.
+Format deepFormatOf(int qFormat)
+{
+    switch (qFormat) {
+    case QImage::Format_RGBX64: return XRGB;
+    case QImage::Format_RGBA64: return ARGB;
+    case QImage::Format_RGBA64_Premultiplied: return ARGB_Premultiplied;
+    default: return Invalid;
+    }
+}
+
+QImage::Format qFormatOf(Format format)
+{
+    switch (format) {
+    case ARGB: return QImage::Format_RGBA64;
+    case ARGB_Premultiplied: return QImage::Format_RGBA64_Premultiplied;
+    default: return QImage::Format_RGBX64;
+    }
+}
+
+// Four 16-bit components a pixel, red and blue traded on the way (either way round).
+void swapRedAndBlue(const quint16* from, quint16* to, int width)
+{
+    for (int x = 0; x < width; ++x, from += 4, to += 4) {
+        to[0] = from[2];
+        to[1] = from[1];
+        to[2] = from[0];
+        to[3] = from[3];
+    }
+}
+
+VImage readDeep(const QString& fileName, Format format)
+{
+    VImage image;
+    const auto fail = [&](const CallSite& site, const QString& reason) {
+        VMessageStream s = errorAt(site, Issue::Loading) << "Failed to load image from file " << fileName << " " << reason;
+        image = VImage();
+        image.setStatus(VStatus(s));
+        return image;
+    };
+    QImageReader reader(fileName);
+    const QSize size = reader.size();
+    if (size.isValid() && dataSizeFor(size.width(), size.height(), format, Channel16u) > imageSizeLimit())
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: the image is larger than the size limit"));
+    QImage decoded;
+    if (!reader.read(&decoded))
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + reader.errorString());
+    // The decoder may settle on another format than it announced; only the three 64-bit ones are ours.
+    const Format got = deepFormatOf(decoded.format());
+    if (got == Invalid) {
+        image = fromQImage(decoded);
+        return image.status() && !image.isEmpty() ? image : fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed VEXA::fromQImage( qImage )."));
+    }
+    image.create(decoded.width(), decoded.height(), got, Channel16u, OriginBottomLeft, RowsAlignNone);
+    if (!image.status() || image.isEmpty())
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory:"));
+    for (int y = 0; y < decoded.height(); ++y)
+        swapRedAndBlue(reinterpret_cast<const quint16*>(decoded.constScanLine(y)),
+                       reinterpret_cast<quint16*>(image.rawData() + qint64(y) * image.bytesPerLine()), decoded.width());
+    image.resetHash();
+    return image;
+}
+
+// The image as 16-bit gray or 64-bit colour for Qt's writer: the same picture at 16 bits first.
+QImage deepQImage(const VImage& image)
+{
+    const bool gray = image.format() == GrayScale;
+    const Format format = gray ? GrayScale
+                          : image.format() == ARGB || image.format() == ARGB_Premultiplied ? image.format()
+                                                                                            : XRGB;
+    const VImage sixteen = image.convertScaled(format, Channel16u);
+    if (sixteen.isEmpty())
+        return QImage();
+    QImage out(sixteen.width(), sixteen.height(), gray ? QImage::Format_Grayscale16 : qFormatOf(format));
+    for (int y = 0; y < out.height() && !out.isNull(); ++y) {
+        const uchar* row = sixteen.rawData() + qint64(y) * sixteen.bytesPerLine();
+        if (gray)
+            std::memcpy(out.scanLine(y), row, size_t(out.width()) * 2);
+        else
+            swapRedAndBlue(reinterpret_cast<const quint16*>(row), reinterpret_cast<quint16*>(out.scanLine(y)), out.width());
+    }
+    return out;
+}
+
+} // namespace
+
+bool holdsSixteenBits(const QString& fileName)
+{
+    const QString suffix = QFileInfo(fileName).suffix().toLower();
+    return suffix == QLatin1String("png") || suffix == QLatin1String("tif") || suffix == QLatin1String("tiff");
+}
+
+VImage readImageFile(const QString& fileName, const FileReadOptions& options)
+{
+    if (options.keepDepth) {
+        // Asked as a plain integer: some plug-ins answer a damaged header with no value of QImage::Format.
+        QImageReader probe(fileName);
+        QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;
+        const Format deep = deepFormatOf((probe.*reinterpret_cast<int (QImageReader::*)() const>(query))());
+        if (deep != Invalid)
+            return readDeep(fileName, deep);
+    }
+    VImage image;
+    image.load(fileName);
+    return image;
+}
+
+VStatus writeImageFile(const VImage& image, const QString& fileName)
+{
+    const auto fail = [&fileName](const CallSite& site, const QString& reason) {
+        return VStatus(errorAt(site, Issue::Saving) << "Failed to save image to file " << fileName << " " << reason);
+    };
+    if (!image.status())
+        return image.status();
+    if (image.isEmpty() || image.format() == YUV422 || image.channelType() == Channel8u || !holdsSixteenBits(fileName)) {
+        VImage eight = image;
+        if (!image.isEmpty() && image.channelType() != Channel8u) {
+            const Format format = image.format() == BGR ? XRGB : image.format();
+            eight = image.convertScaled(format == YUV422 ? XRGB : format, Channel8u);
+        }
+        if (!eight.save(fileName))
+            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file."));
+        return VStatus::Ok;
+    }
+    const QImage deep = deepQImage(image);
+    if (deep.isNull())
+        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
+    QImageWriter writer(fileName);
+    if (!writer.write(deep))
+        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + writer.errorString());
+    return VStatus::Ok;
+}
+
+} // namespace VEXA
