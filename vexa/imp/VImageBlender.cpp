@@ -140,7 +140,7 @@ Channel depthChannel(const VImageHeader& shape)
 cv::Mat shotPlanes(const VImage& image)
 {
     const VImage shot =
-        mergedAsItStands(image.format(), image.channelType()) ? image : image.convertFast(XRGB, Channel8u);
+        mergedAsItStands(image.format(), image.channelType()) ? image : image.convertScaled(XRGB, Channel8u);
     if (shot.isEmpty())
         throw dip_exception("The shot's layout cannot be merged");
     const cv::Mat m = asCvMat(shot);

@@ -15,9 +15,9 @@
 //   are averaged, which lowers the noise), and a Laplacian pyramid blend of that decision hides seams and
 //   exposure residue at the coarser scales (imp/focus_merge.h). GrayScale, BGR,
 //   XRGB and ARGB shots of 8u, 16u or 32f merge at their depth with no 8-bit step: gray gives GrayScale,
-//   colour gives XRGB, of the shots' channel type; other shots are merged in XRGB 8u. The index of the
-//   shot each pixel came from is readable as a depth map. The running state is 16 bytes a pixel in
-//   colour (11 in gray) whatever the stack's length.
+//   colour gives XRGB, of the shots' channel type; other shots are merged in XRGB 8u, as the same
+//   picture (convertScaled). The index of the shot each pixel came from is readable as a depth map.
+//   The running state is 16 bytes a pixel in colour (11 in gray) whatever the stack's length.
 // Sharpness maps are GrayScale 32f maps of the shot's size, contrastImage(shot, &map, 1, 3).
 //
 // image() hands out the merge so far; later shots never change an image handed out.
