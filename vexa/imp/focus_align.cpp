@@ -154,7 +154,6 @@ cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
     return w;
 }
 
-// The median of ratios a / b per channel over the pixels both have well inside their range.
 // The median of ratios a / b per channel over the pixels both have well inside their range, among those
 // flat in both when there are enough of them. Defocus moves the mean brightness of detailed areas (light
 // is spread in linear light, then encoded), so that two shots focused differently seem to differ in
