@@ -197,8 +197,10 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     const bool first = levels_.empty();
     if (first) {
         unit_ = shot.depth() == CV_8U ? 8.0 : 1.0;
-        // Scores are kept in half precision: in units of an 8-bit level squared, over 64, their range
-        // (noise floors near 1/64, the strongest edges near 1e4) fits it whatever the shots' depth.
+        // Scores are kept in half precision, in 8-bit levels squared over 64 whatever the shots' depth:
+        // the strongest 3 x 3 Laplacian of 8-bit data (2040 levels) then squares to 65025, under the
+        // largest half value (65504), and a noise floor of a hundredth of a level squared is still far
+        // above the smallest normal one (6e-5).
         const double level = shot.depth() == CV_8U ? 1.0 : shot.depth() == CV_16U ? 257.0 : 1.0 / 255;
         scoreScale_ = 1.0 / (64 * level * level);
     }
