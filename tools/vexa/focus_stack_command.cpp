@@ -104,17 +104,6 @@ struct StackRun {
     qint64 read = 0, merge = 0, write = 0, total = 0;
 };
 
-// The same picture in another pair, through premultiplied colour where straight alpha has no direct way.
-VImage inPair(const VImage& image, VEXA::Format format, VEXA::Channel channel)
-{
-    if (image.format() == format && image.channelType() == channel)
-        return image;
-    VImage out = image.convertScaled(format, channel);
-    if (out.isEmpty() && image.format() == VEXA::ARGB)
-        out = image.convertScaled(VEXA::ARGB_Premultiplied).convertScaled(format, channel);
-    return out;
-}
-
 // A shot as the merge takes it. The depth-map merge works at the shots' own depth: every shot comes in the
 // first one's layout and depth (gray or colour of 8, 16 or 32-bit float components; others as 8-bit
 // colour), as the same picture. The other methods take 8-bit colour.

@@ -151,20 +151,26 @@ VImage readImage(const QString& fileName, FileFacts* facts)
     return image;
 }
 
-VImage loadXrgb(const QString& fileName)
+VImage inPair(const VImage& image, VEXA::Format format, VEXA::Channel channel)
 {
-    VImage image = readImage(fileName);
-    // Straight alpha has no direct way to XRGB; premultiplied has, and gives the colour back.
-    if (image.format() == VEXA::ARGB)
-        image = image.convertScaled(VEXA::ARGB_Premultiplied);
-    // The same picture in 8 bits: a 16-bit shot keeps its look (65535 is 255).
-    const VImage xrgb = image.format() == VEXA::XRGB && image.channelType() == VEXA::Channel8u
-                            ? image
-                            : image.convertScaled(VEXA::XRGB, VEXA::Channel8u);
+    if (image.format() == format && image.channelType() == channel)
+        return image;
+    VImage out = image.convertScaled(format, channel);
+    // Straight alpha has no direct way to some layouts; premultiplied has, and gives the colour back.
+    if (out.isEmpty() && image.format() == VEXA::ARGB)
+        out = image.convertScaled(VEXA::ARGB_Premultiplied).convertScaled(format, channel);
+    return out;
+}
+
+VImage asXrgb(const VImage& image, const QString& name)
+{
+    const VImage xrgb = inPair(image, VEXA::XRGB, VEXA::Channel8u);
     if (xrgb.isEmpty())
-        runtimeError(QStringLiteral("%1: cannot convert the image to 8-bit colour").arg(fileName));
+        runtimeError(QStringLiteral("%1: cannot convert the image to 8-bit colour").arg(name));
     return xrgb;
 }
+
+VImage loadXrgb(const QString& fileName) { return asXrgb(readImage(fileName), fileName); }
 
 QString formatName(VEXA::Format format)
 {

@@ -39,6 +39,11 @@ struct FileFacts {
 
 // Reads an image file or a byte-array file as it is stored, and with facts, what the file says about it.
 VImage readImage(const QString& fileName, FileFacts* facts = nullptr);
+// The same picture in another layout and channel type (convertScaled), through premultiplied colour where
+// straight alpha has no direct way; empty where there is none.
+VImage inPair(const VImage& image, VEXA::Format format, VEXA::Channel channel);
+// The image as XRGB 8u, or a runtime error naming it.
+VImage asXrgb(const VImage& image, const QString& name);
 // Reads an image file as XRGB 8u.
 VImage loadXrgb(const QString& fileName);
 

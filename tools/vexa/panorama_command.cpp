@@ -18,19 +18,6 @@ bool stitchable(const VImage& image)
            (f == VEXA::GrayScale || f == VEXA::BGR || f == VEXA::XRGB || f == VEXA::ARGB);
 }
 
-// 8-bit colour, as loadXrgb makes it from an image already read.
-VImage asXrgb(VImage image, const QString& name)
-{
-    if (image.format() == VEXA::ARGB)
-        image = image.convertScaled(VEXA::ARGB_Premultiplied);
-    const VImage xrgb = image.format() == VEXA::XRGB && image.channelType() == VEXA::Channel8u
-                            ? image
-                            : image.convertScaled(VEXA::XRGB, VEXA::Channel8u);
-    if (xrgb.isEmpty())
-        runtimeError(QStringLiteral("%1: cannot convert the image to 8-bit colour").arg(name));
-    return xrgb;
-}
-
 } // namespace
 
 int panoramaCommand(const QStringList& arguments)
