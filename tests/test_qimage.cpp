@@ -260,6 +260,39 @@ TEST_F(Files, SixteenBitsGoThroughPngAndTiffBitForBit)
     EXPECT_EQ(readImageFile(path("deep.png"), FileReadOptions{false}).channelType(), Channel8u);
 }
 
+TEST_F(Files, OwnPngWriterReadsBackAsQtsAndWritesWholeFilesOnly)
+{
+    for (const Format format : {GrayScale, BGR, XRGB, ARGB, ARGB_Premultiplied})
+        for (const int compression : {-1, 0, 9}) {
+            SCOPED_TRACE(std::to_string(format) + " at " + std::to_string(compression));
+            VImage image = makeImage(37, 11, format, Channel8u, 5);
+            if (format == ARGB_Premultiplied) // colour never above its alpha
+                image = makeImage(37, 11, ARGB, Channel8u, 5).convertScaled(ARGB_Premultiplied);
+            ASSERT_TRUE(writeImageFile(image, path("ours.png"), FileWriteOptions{-1, compression}));
+            ASSERT_TRUE(image.save(path("qts.png")));
+            VImage ours, qts;
+            ASSERT_TRUE(ours.load(path("ours.png")));
+            ASSERT_TRUE(qts.load(path("qts.png")));
+            EXPECT_TRUE(ours.isEqual(qts));
+        }
+    // A cancelled write, or one into a missing folder, leaves what was there and says why.
+    const auto fileBytes = [](const QString& name) {
+        QFile file(name);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    QFile::copy(path("ours.png"), path("old.png"));
+    VProgress progress;
+    progress.cancel();
+    {
+        const VProgressScope scope(&progress);
+        EXPECT_FALSE(writeImageFile(makeImage(64, 300, XRGB, Channel8u), path("ours.png")));
+    }
+    EXPECT_EQ(fileBytes(path("ours.png")), fileBytes(path("old.png")));
+    const VStatus missing = writeImageFile(makeImage(4, 4, XRGB, Channel8u), path("no/such/folder/x.png"));
+    EXPECT_FALSE(missing);
+    EXPECT_FALSE(missing.message().isEmpty());
+}
+
 TEST_F(Files, FailuresLeaveAnEmptyImageWithTheReason)
 {
     QFile garbage(path("garbage.png"));

@@ -285,7 +285,7 @@ TEST_F(VexaTool, ByteArraysKeepWhatImageFilesCannotAndInfoDescribesBoth)
         EXPECT_EQ(eight.pixel(1, 1).first().toInt(), value) << extra.join(' ').toStdString();
     }
 
-    const QJsonArray files = QJsonDocument::fromJson(vexa({"info", "--json", shot(0), path("float.vexa")}).out).array();
+    const QJsonArray files = QJsonDocument::fromJson(vexa({"info", "--json", "--hash", shot(0), path("float.vexa")}).out).array();
     ASSERT_EQ(files.size(), 2);
     VImage first;
     ASSERT_TRUE(first.load(shot(0)));
@@ -295,6 +295,24 @@ TEST_F(VexaTool, ByteArraysKeepWhatImageFilesCannotAndInfoDescribesBoth)
     EXPECT_EQ(png["file_format"].toString(), "png");
     EXPECT_EQ(array["file_format"].toString() + " " + array["format"].toString() + " " + array["channel"].toString(),
               "vexa gray 32f");
+}
+
+TEST_F(VexaTool, QualityAndCompressionChangeTheFileAndNotThePixels)
+{
+    ASSERT_TRUE(save(cv::Mat(64, 64, CV_8UC3, cv::Scalar(10, 20, 30)), path("flat.png")));
+    const auto written = [&](const QString& name, const QStringList& extra) {
+        const QString in = name.endsWith(".tif") ? path("flat.png") : shot(0);
+        const ToolRun run = vexa(QStringList{"convert", in, "-o", path(name)} + extra);
+        EXPECT_EQ(run.code, 0) << run.err.toStdString();
+        return QFileInfo(path(name)).size();
+    };
+    EXPECT_GT(written("q95.jpg", {"--quality", "95"}), written("q20.jpg", {"--quality", "20"}));
+    EXPECT_GT(written("stored.png", {"--compression", "0"}), written("fast.png", {}));
+    EXPECT_GT(written("plain.tif", {}), written("lzw.tif", {"--compression", "1"}));
+    for (const char* name : {"stored.png", "fast.png"})
+        EXPECT_EQ(cv::norm(colourOf(path(name)), colourOf(shot(0)), cv::NORM_INF), 0) << name;
+    EXPECT_EQ(cv::norm(colourOf(path("lzw.tif")), colourOf(path("flat.png")), cv::NORM_INF), 0);
+    EXPECT_EQ(vexa({"convert", shot(0), "-o", path("x.jpg"), "--quality", "101"}).code, 2);
 }
 
 TEST_F(VexaTool, MeasuresImagesAsOpenCvDoes)

@@ -1,4 +1,5 @@
 #include "cli.h"
+#include "image_io.h"
 
 #include <QTextStream>
 
@@ -324,11 +325,28 @@ void finishUnit() { Board::instance().setUnits(0, -1); }
 
 void endProgress() { Board::instance().clear(); }
 
-bool parseCommandLine(QCommandLineParser& parser, const QString& command, const QStringList& arguments)
+bool parseCommandLine(QCommandLineParser& parser, const QString& command, const QStringList& arguments,
+                      Writes writes)
 {
     const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption quality(QStringLiteral("quality"),
+                                     QStringLiteral("JPEG and WebP quality, 0 to 100 (default 75)."), QStringLiteral("Q"));
+    const QCommandLineOption compression(
+        QStringLiteral("compression"),
+        QStringLiteral("PNG: deflate level, 0 (none) to 9 (smallest, slowest); the default is a fast "
+                       "run-length deflate that compresses photographs about as well as level 6. TIFF: 0 "
+                       "none (the default), 1 LZW."),
+        QStringLiteral("N"));
+    if (writes == Writes::ImageFiles)
+        parser.addOptions({quality, compression});
     if (!parser.parse(QStringList{QStringLiteral("vexa")} + arguments))
         usageError(parser.errorText());
+    if (writes == Writes::ImageFiles) {
+        if (parser.isSet(quality))
+            writeSettings().quality = intOption(parser, quality.names().first(), 0, 100);
+        if (parser.isSet(compression))
+            writeSettings().compression = intOption(parser, compression.names().first(), 0, 9);
+    }
     if (!parser.isSet(help) && !parser.isSet(QStringLiteral("help-all")))
         return true;
     // Qt's help text names the program by its path; the command's own name reads better.

@@ -103,7 +103,11 @@ void endProgress();
 
 // Parses the arguments after "vexa <command>" (the name given as command, e.g. "focus-stack"); a parse
 // error is a usage error. Returns false when --help was asked for and the help text has been printed.
-bool parseCommandLine(QCommandLineParser& parser, const QString& command, const QStringList& arguments);
+// Commands that write image files take --quality and --compression too, which then hold for every
+// image file the run writes (see writeSettings() in image_io.h).
+enum class Writes { Nothing, ImageFiles };
+bool parseCommandLine(QCommandLineParser& parser, const QString& command, const QStringList& arguments,
+                      Writes writes = Writes::Nothing);
 
 // Strict integer and number parsing of option values; out of range or malformed values are usage errors
 // naming the option.

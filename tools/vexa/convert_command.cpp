@@ -35,7 +35,7 @@ int convertCommand(const QStringList& arguments)
                                    QStringLiteral("Convert components as plain numbers, without mapping ranges "
                                                   "(16-bit 38187 becomes 8-bit 43, its low byte)."));
     parser.addOptions({output, format, channel, plain});
-    if (!parseCommandLine(parser, QStringLiteral("convert"), arguments))
+    if (!parseCommandLine(parser, QStringLiteral("convert"), arguments, Writes::ImageFiles))
         return ExitOk;
     const QStringList inputs = parser.positionalArguments();
     if (inputs.size() != 1)

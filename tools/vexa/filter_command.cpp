@@ -106,7 +106,7 @@ int filterCommand(const QStringList& arguments)
     };
     parser.addOption(output);
     parser.addOptions(options);
-    if (!parseCommandLine(parser, QStringLiteral("filter"), arguments))
+    if (!parseCommandLine(parser, QStringLiteral("filter"), arguments, Writes::ImageFiles))
         return ExitOk;
     const QStringList positional = inputAndOutput(parser, output, 1, QStringLiteral("operation"));
     const QString in = positional.at(0);
@@ -244,7 +244,7 @@ int transformCommand(const QStringList& arguments)
                                                       "by the factor 1 + K1 r^2."),
                                        QStringLiteral("K1"));
     parser.addOptions({output, resize, scale, interpolation, rotate, flip, undistort});
-    if (!parseCommandLine(parser, QStringLiteral("transform"), arguments))
+    if (!parseCommandLine(parser, QStringLiteral("transform"), arguments, Writes::ImageFiles))
         return ExitOk;
     const QString in = inputAndOutput(parser, output, 0, QString()).first();
     const QString out = parser.value(output);

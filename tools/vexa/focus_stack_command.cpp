@@ -330,7 +330,7 @@ int focusStackCommand(const QStringList& arguments)
     const QCommandLineOption json(QStringLiteral("json"),
                                   QStringLiteral("Print each merge's sizes and times, and the peak memory, as JSON."));
     parser.addOptions({output, method, align, depthMap, depthMapRaw, batch, suffix, jobs, json});
-    if (!parseCommandLine(parser, QStringLiteral("focus-stack"), arguments))
+    if (!parseCommandLine(parser, QStringLiteral("focus-stack"), arguments, Writes::ImageFiles))
         return ExitOk;
 
     // The whole command line is checked before any pixel is read.

@@ -180,7 +180,7 @@ int histogramCommand(const QStringList& arguments)
                                     QStringLiteral("PLOT"));
     const QCommandLineOption json(QStringLiteral("json"), QStringLiteral("Print the counts as one JSON object."));
     parser.addOptions({output, json});
-    if (!parseCommandLine(parser, QStringLiteral("histogram"), arguments))
+    if (!parseCommandLine(parser, QStringLiteral("histogram"), arguments, Writes::ImageFiles))
         return ExitOk;
     const QStringList inputs = parser.positionalArguments();
     if (inputs.size() != 1)

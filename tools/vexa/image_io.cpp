@@ -130,6 +130,7 @@ VImage readImage(const QString& fileName, FileFacts* facts)
             // One decoding gives both the pixels, as VImage::load would take them, and the file's facts.
             QImageReader reader(fileName);
             reader.setDecideFormatFromContent(true);
+            reader.setAllocationLimit(0); // the library's own size limit holds, checked as the pixels come in
             facts->fileFormat = QString::fromLatin1(reader.format());
             QImage qImage;
             read = reader.read(&qImage) && VEXA::fromQImage(qImage, &image);
@@ -149,6 +150,25 @@ VImage readImage(const QString& fileName, FileFacts* facts)
                                             ? QStringLiteral("damaged, or larger than the image size limit")
                                             : QStringLiteral("not an image file Qt can read")));
     return image;
+}
+
+FileFacts readFacts(const QString& fileName, QSize* size)
+{
+    const QFileInfo info(fileName);
+    if (!info.isFile() || !info.isReadable())
+        runtimeError((info.exists() ? QStringLiteral("%1: not a readable file") : QStringLiteral("%1: no such file")).arg(fileName));
+    const StderrSilenced quiet;
+    QImageReader reader(fileName);
+    reader.setDecideFormatFromContent(true);
+    *size = reader.size();
+    if (!size->isValid())
+        runtimeError(QStringLiteral("%1: cannot read the image: %2")
+                         .arg(fileName, reader.canRead() ? QStringLiteral("damaged header")
+                                                         : QStringLiteral("not an image file Qt can read")));
+    FileFacts facts{QString::fromLatin1(reader.format()), {}, QSize()};
+    for (const QString& key : reader.textKeys())
+        facts.text.append({key, reader.text(key)});
+    return facts;
 }
 
 VImage inPair(const VImage& image, VEXA::Format format, VEXA::Channel channel)
@@ -270,6 +290,12 @@ void checkWritable(VEXA::Format format, VEXA::Channel channel, const QString& fi
                          .arg(fileName, pairName(format, channel)));
 }
 
+VEXA::FileWriteOptions& writeSettings()
+{
+    static VEXA::FileWriteOptions settings;
+    return settings;
+}
+
 void writeImage(const VImage& image, const QString& fileName, Task* task)
 {
     checkWritable(image.format(), image.channelType(), fileName);
@@ -284,7 +310,11 @@ void writeImage(const VImage& image, const QString& fileName, Task* task)
         QFile file(output.temporaryName());
         if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
             runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, file.errorString()));
-    } else if (!VEXA::writeImageFile(image, output.temporaryName())) {
+    } else if (task) {
+        // The write reports its rows into the rest of the bar.
+        task->run(fileName + QStringLiteral(": cannot write the image file"), task->progress()->fraction(), 1.0,
+                  [&] { return VEXA::writeImageFile(image, output.temporaryName(), writeSettings()); });
+    } else if (!VEXA::writeImageFile(image, output.temporaryName(), writeSettings())) {
         runtimeError(QStringLiteral("%1: cannot write the image file").arg(fileName));
     }
     if (task)
@@ -294,15 +324,10 @@ void writeImage(const VImage& image, const QString& fileName, Task* task)
 
 void writeImage(const QImage& image, const QString& fileName, Task* task)
 {
-    if (task)
-        task->step(QStringLiteral("writing ") + fileName);
-    OutputFile output(fileName);
-    QImageWriter writer(output.temporaryName());
-    if (!writer.write(image))
-        runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, writer.errorString()));
-    if (task)
-        task->checkCancelled();
-    output.commit();
+    VImage converted;
+    if (!VEXA::fromQImage(image, &converted))
+        runtimeError(QStringLiteral("%1: cannot convert the picture to write it").arg(fileName));
+    writeImage(converted, fileName, task);
 }
 
 void saveImage(const cv::Mat& mat, const QString& fileName) { writeImage(toVImage(mat), fileName); }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <vexa/imp/VImage.h>
+#include <vexa/imp/image_files.h>
 
 #include <QImage>
 #include <QList>
@@ -39,6 +40,9 @@ struct FileFacts {
 
 // Reads an image file or a byte-array file as it is stored, and with facts, what the file says about it.
 VImage readImage(const QString& fileName, FileFacts* facts = nullptr);
+// What an image file's header says, and its size, without decoding a pixel: the resolution is left
+// invalid (Qt gives it with the pixels only).
+FileFacts readFacts(const QString& fileName, QSize* size);
 // The same picture in another layout and channel type (convertScaled), through premultiplied colour where
 // straight alpha has no direct way; empty where there is none.
 VImage inPair(const VImage& image, VEXA::Format format, VEXA::Channel channel);
@@ -79,6 +83,10 @@ private:
     QString temporary_;
     bool committed_ = false;
 };
+
+// How image files are written for the rest of the run: JPEG and WebP quality, PNG and TIFF compression
+// (-1 for the defaults), as the command line set them.
+VEXA::FileWriteOptions& writeSettings();
 
 // Writes the image: a ".vexa" name gets the byte array, holding any image exactly; other names an image
 // file (VEXA::writeImageFile), which holds 8-bit and 16-bit images, 16 bits in PNG and TIFF and the same

@@ -3,33 +3,88 @@
 #include "image_io.h"
 
 #include <QFileInfo>
+#include <QImageReader>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTextStream>
 
+#include <vexa/imp/qimage_support.h>
+
+#include <opencv2/core.hpp>
+
 namespace vexatool {
 
 namespace {
 
-QJsonObject describe(const QString& fileName)
+// The format and channel type the library reads a file of this decoder format as: asked of a one-pixel
+// picture of that format, so the answer is the reader's own. Palette pictures are gray or colour by their
+// palette, which only the pixels' reading tells.
+bool pairOfHeader(QImage::Format qFormat, VImage* pair)
+{
+    if (qFormat == QImage::Format_Invalid || qFormat == QImage::Format_Indexed8)
+        return false;
+    QImage pixel(1, 1, qFormat);
+    pixel.fill(0);
+    const QImage::Format deep[] = {QImage::Format_RGBX64, QImage::Format_RGBA64, QImage::Format_RGBA64_Premultiplied};
+    const VEXA::Format deepPair[] = {VEXA::XRGB, VEXA::ARGB, VEXA::ARGB_Premultiplied};
+    for (int i = 0; i < 3; ++i)
+        if (qFormat == deep[i]) {
+            pair->create(1, 1, deepPair[i], VEXA::Channel16u, VEXA::OriginBottomLeft, VEXA::RowsAlignNone);
+            return bool(pair->status());
+        }
+    return VEXA::fromQImage(pixel, pair);
+}
+
+QJsonObject describe(const QString& fileName, bool hash, bool stats)
 {
     FileFacts facts;
-    const VImage image = readImage(fileName, &facts);
+    QSize size;
+    VImage image; // the pixels, when read
+    VImage pair;  // a pixel of the format and channel type
+    if (!isByteArrayFile(fileName) && !hash && !stats) {
+        facts = readFacts(fileName, &size);
+        QImageReader reader(fileName);
+        if (!pairOfHeader(reader.imageFormat(), &pair))
+            pair = readImage(fileName);
+    } else {
+        image = readImage(fileName, &facts);
+        size = QSize(image.width(), image.height());
+        pair = image;
+    }
     QJsonObject text;
     for (const auto& [key, value] : facts.text)
         text.insert(key, value);
     QJsonObject object{
         {QStringLiteral("file"), fileName},
-        {QStringLiteral("width"), image.width()},
-        {QStringLiteral("height"), image.height()},
-        {QStringLiteral("format"), formatName(image.format())},
-        {QStringLiteral("channel"), channelName(image.channelType())},
-        {QStringLiteral("hash"), QString::fromLatin1(image.hash().toHex())},
+        {QStringLiteral("width"), size.width()},
+        {QStringLiteral("height"), size.height()},
+        {QStringLiteral("format"), formatName(pair.format())},
+        {QStringLiteral("channel"), channelName(pair.channelType())},
         {QStringLiteral("bytes"), QFileInfo(fileName).size()},
         {QStringLiteral("file_format"), facts.fileFormat},
         {QStringLiteral("text"), text},
     };
+    if (hash)
+        object.insert(QStringLiteral("hash"), QString::fromLatin1(image.hash().toHex()));
+    if (stats) {
+        // Per component, in the image's order (blue first), alpha and the X byte included.
+        const cv::Mat pixels = view(image);
+        std::vector<cv::Mat> planes;
+        cv::split(pixels, planes);
+        QJsonArray components;
+        for (const cv::Mat& plane : planes) {
+            double low = 0, high = 0;
+            cv::minMaxLoc(plane, &low, &high);
+            cv::Scalar mean, deviation;
+            cv::meanStdDev(plane, mean, deviation);
+            components.append(QJsonObject{{QStringLiteral("min"), low},
+                                          {QStringLiteral("max"), high},
+                                          {QStringLiteral("mean"), mean[0]},
+                                          {QStringLiteral("stddev"), deviation[0]}});
+        }
+        object.insert(QStringLiteral("stats"), components);
+    }
     if (facts.dotsPerMetre.isValid())
         object.insert(QStringLiteral("dots_per_metre"),
                       QJsonArray{facts.dotsPerMetre.width(), facts.dotsPerMetre.height()});
@@ -41,9 +96,17 @@ void print(QTextStream& out, const QJsonObject& o)
     out << o[QStringLiteral("file")].toString() << "\n"
         << "  image       " << o[QStringLiteral("width")].toInt() << "x" << o[QStringLiteral("height")].toInt() << ", "
         << o[QStringLiteral("format")].toString() << " " << o[QStringLiteral("channel")].toString() << "\n"
-        << "  hash        " << o[QStringLiteral("hash")].toString() << "\n"
         << "  file        " << o[QStringLiteral("bytes")].toInteger() << " bytes, "
         << o[QStringLiteral("file_format")].toString() << "\n";
+    if (o.contains(QStringLiteral("hash")))
+        out << "  hash        " << o[QStringLiteral("hash")].toString() << "\n";
+    const QJsonArray stats = o[QStringLiteral("stats")].toArray();
+    for (int i = 0; i < stats.size(); ++i) {
+        const QJsonObject c = stats[i].toObject();
+        out << "  component " << i << " min " << c[QStringLiteral("min")].toDouble() << ", max "
+            << c[QStringLiteral("max")].toDouble() << ", mean " << c[QStringLiteral("mean")].toDouble()
+            << ", stddev " << c[QStringLiteral("stddev")].toDouble() << "\n";
+    }
     const QJsonArray dpm = o[QStringLiteral("dots_per_metre")].toArray();
     if (dpm.size() == 2)
         out << "  resolution  " << dpm[0].toInt() << "x" << dpm[1].toInt() << " dots per metre\n";
@@ -58,15 +121,22 @@ int infoCommand(const QStringList& arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Prints each image's size, format, channel type and hash (the MD5 of its pixel block), "
+        QStringLiteral("Prints each image's size, format and channel type (as the other commands read it), "
                        "and what its file says: its size in bytes, the image file format as Qt detects it from "
-                       "the contents (\"vexa\" for the library's byte arrays), its text keys and resolution. A "
-                       "file that cannot be read is reported and the others still described."));
+                       "the contents (\"vexa\" for the library's byte arrays), its text keys and resolution. "
+                       "Image files are described from their headers alone, whatever their size; --hash and "
+                       "--stats read the pixels. A file that cannot be read is reported and the others still "
+                       "described."));
     parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("Image files or .vexa files."),
                                  QStringLiteral("FILE..."));
     const QCommandLineOption json(QStringLiteral("json"),
                                   QStringLiteral("Print a JSON array with one object per file read."));
-    parser.addOption(json);
+    const QCommandLineOption hash(QStringLiteral("hash"),
+                                  QStringLiteral("Also the MD5 of the image's pixel block, as the library hashes it."));
+    const QCommandLineOption stats(QStringLiteral("stats"),
+                                   QStringLiteral("Also each component's minimum, maximum, mean and standard "
+                                                  "deviation, blue first, alpha and the X byte included."));
+    parser.addOptions({json, hash, stats});
     if (!parseCommandLine(parser, QStringLiteral("info"), arguments))
         return ExitOk;
     const QStringList files = parser.positionalArguments();
@@ -79,7 +149,7 @@ int infoCommand(const QStringList& arguments)
     for (const QString& file : files) {
         task.step(QStringLiteral("reading ") + file);
         try {
-            described.append(describe(file));
+            described.append(describe(file, parser.isSet(hash), parser.isSet(stats)));
         } catch (const Failure& failure) {
             printError(failure.message);
             failed = true;

@@ -150,7 +150,7 @@ int montageCommand(const QStringList& arguments)
                                                    "input's)."),
                                     QStringLiteral("H"));
     parser.addOptions({output, labels, height});
-    if (!parseCommandLine(parser, QStringLiteral("montage"), arguments))
+    if (!parseCommandLine(parser, QStringLiteral("montage"), arguments, Writes::ImageFiles))
         return ExitOk;
     const QStringList inputs = parser.positionalArguments();
     if (inputs.isEmpty())

@@ -38,7 +38,7 @@ int panoramaCommand(const QStringList& arguments)
                                                  "documents), placed by affine transforms."),
                                   QStringLiteral("MODE"), QStringLiteral("photos"));
     parser.addOptions({output, mode});
-    if (!parseCommandLine(parser, QStringLiteral("panorama"), arguments))
+    if (!parseCommandLine(parser, QStringLiteral("panorama"), arguments, Writes::ImageFiles))
         return ExitOk;
 
     // The whole command line is checked before any pixel is read.

@@ -39,7 +39,7 @@ int stabilizeCommand(const QStringList& arguments)
                                                     "(black) or replicate (the nearest edge pixels)."),
                                      QStringLiteral("MODE"), QStringLiteral("crop"));
     parser.addOptions({output, radius, borders});
-    if (!parseCommandLine(parser, QStringLiteral("stabilize"), arguments))
+    if (!parseCommandLine(parser, QStringLiteral("stabilize"), arguments, Writes::ImageFiles))
         return ExitOk;
 
     // The whole command line is checked before any pixel is read.

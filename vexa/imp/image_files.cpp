@@ -2,12 +2,16 @@
 
 #include <vexa/imp/ImageData.h>
 #include <vexa/imp/frame.h>
+#include <vexa/imp/png_file.h>
+#include <vexa/imp/progress.h>
 #include <vexa/imp/qimage_support.h>
 
 #include <QFileInfo>
 #include <QImageReader>
 #include <QImageWriter>
+#include <QSaveFile>
 
+#include <algorithm>
 #include <cstring>
 
 namespace VEXA {
@@ -77,16 +81,27 @@ VImage readDeep(const QString& fileName, Format format)
     return image;
 }
 
-// The image as 16-bit gray or 64-bit colour for Qt's writer: the same picture at 16 bits first.
-QImage deepQImage(const VImage& image)
+// The same picture in a form the writers take: 8u stays 8u, 16u stays 16u where the file holds 16 bits,
+// other depths become 16u there and 8u elsewhere; YUV becomes colour, and BGR 16u XRGB 16u for Qt's
+// 64-bit formats (PNG takes BGR rows as they are).
+VImage storableForm(const VImage& image, bool sixteenBits)
 {
-    const bool gray = image.format() == GrayScale;
-    const Format format = gray ? GrayScale
-                          : image.format() == ARGB || image.format() == ARGB_Premultiplied ? image.format()
-                                                                                            : XRGB;
-    const VImage sixteen = image.convertScaled(format, Channel16u);
-    if (sixteen.isEmpty())
-        return QImage();
+    const Channel channel = sixteenBits && image.channelType() != Channel8u ? Channel16u : Channel8u;
+    // BGR changes depth by way of XRGB, as the conversions between depths go.
+    const bool sameDepth = channel == image.channelType();
+    const Format format = image.format() == YUV422 || (image.format() == BGR && !sameDepth) ? XRGB : image.format();
+    if (format == image.format() && channel == image.channelType())
+        return image;
+    return image.convertScaled(format, channel);
+}
+
+// A 16u image as 16-bit gray or 64-bit colour for Qt's writer.
+QImage deepQImage(const VImage& sixteen)
+{
+    const Format format = sixteen.format();
+    const bool gray = format == GrayScale;
+    if (format == BGR)
+        return deepQImage(sixteen.convertScaled(XRGB, Channel16u));
     QImage out(sixteen.width(), sixteen.height(), gray ? QImage::Format_Grayscale16 : qFormatOf(format));
     for (int y = 0; y < out.height() && !out.isNull(); ++y) {
         const uchar* row = sixteen.rawData() + qint64(y) * sixteen.bytesPerLine();
@@ -121,29 +136,51 @@ VImage readImageFile(const QString& fileName, const FileReadOptions& options)
     return image;
 }
 
-VStatus writeImageFile(const VImage& image, const QString& fileName)
+VStatus writeImageFile(const VImage& image, const QString& fileName, const FileWriteOptions& options)
 {
     const auto fail = [&fileName](const CallSite& site, const QString& reason) {
         return VStatus(errorAt(site, Issue::Saving) << "Failed to save image to file " << fileName << " " << reason);
     };
     if (!image.status())
         return image.status();
-    if (image.isEmpty() || image.format() == YUV422 || image.channelType() == Channel8u || !holdsSixteenBits(fileName)) {
-        VImage eight = image;
-        if (!image.isEmpty() && image.channelType() != Channel8u) {
-            const Format format = image.format() == BGR ? XRGB : image.format();
-            eight = image.convertScaled(format == YUV422 ? XRGB : format, Channel8u);
-        }
-        if (!eight.save(fileName))
-            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file."));
-        return VStatus::Ok;
-    }
-    const QImage deep = deepQImage(image);
-    if (deep.isNull())
+    if (image.isEmpty())
         return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
-    QImageWriter writer(fileName);
-    if (!writer.write(deep))
-        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + writer.errorString());
+    const QString suffix = QFileInfo(fileName).suffix().toLower();
+    const bool png = suffix == QLatin1String("png");
+    const QByteArray qtFormat = suffix.toLatin1();
+    if (!png && !QImageWriter::supportedImageFormats().contains(qtFormat))
+        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. Unsupported image format"));
+    const VImage storable = storableForm(image, holdsSixteenBits(fileName));
+    if (storable.isEmpty())
+        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
+    // Written beside the file and renamed over it when complete: a failed or cancelled write leaves
+    // whatever stood under the name before.
+    QSaveFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly))
+        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + file.errorString());
+    const VStatus written = guarded(VEXA_CALL_SITE, [&]() -> VStatus {
+        checkCancelled();
+        if (png) {
+            writePng(storable, &file, options.compression);
+            return VStatus::Ok;
+        }
+        const QImage qImage = storable.channelType() == Channel16u ? deepQImage(storable) : toQImage(storable);
+        if (qImage.isNull())
+            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
+        QImageWriter writer(&file, qtFormat);
+        if (options.quality >= 0)
+            writer.setQuality(std::min(options.quality, 100));
+        if (options.compression >= 0)
+            writer.setCompression(options.compression > 0 ? 1 : 0); // TIFF: LZW, Qt's one compression
+        if (!writer.write(qImage))
+            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + writer.errorString());
+        reportProgress(1.0, "writing");
+        return VStatus::Ok;
+    });
+    if (!written)
+        return written;
+    if (!file.commit())
+        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + file.errorString());
     return VStatus::Ok;
 }
 

@@ -9,7 +9,10 @@
 //   same picture by convertImageScaled) are written with 16 bits a component: GrayScale as 16-bit gray,
 //   BGR and XRGB as 16-bit colour, ARGB and ARGB_Premultiplied with alpha. 8u images, and every image into
 //   formats of 8 bits (JPEG, BMP, WebP...), are written as VImage::save writes them, other depths first
-//   brought to 8u as the same picture. The returned status says why a write failed.
+//   brought to 8u as the same picture. PNG goes through libpng row by row (see png_file.h for the speed),
+//   the other formats through Qt's writers. The file is written under a temporary name beside it and
+//   renamed into place when complete, so a failed or cancelled write leaves what stood there before. The
+//   returned status says why a write failed; progress is reported as "writing".
 // Both keep a component's value exactly where the file holds it (16u through PNG and TIFF, bit for bit).
 #pragma once
 
@@ -25,7 +28,14 @@ struct FileReadOptions {
 };
 
 VEXA_EXPORT VImage readImageFile(const QString& fileName, const FileReadOptions& options = FileReadOptions());
-VEXA_EXPORT VStatus writeImageFile(const VImage& image, const QString& fileName);
+struct FileWriteOptions {
+    int quality = -1;     // JPEG and WebP, 0 to 100; -1 the writer's default (75 for JPEG)
+    int compression = -1; // PNG: deflate level 0 (stored) to 9, -1 fast run-length deflate after Paeth
+                          // prediction; TIFF: 0 or -1 none, above 0 LZW
+};
+
+VEXA_EXPORT VStatus writeImageFile(const VImage& image, const QString& fileName,
+                                   const FileWriteOptions& options = FileWriteOptions());
 // Whether writeImageFile writes 16 bits a component into a file of this name (by its suffix).
 VEXA_EXPORT bool holdsSixteenBits(const QString& fileName);
 
