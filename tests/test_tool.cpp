@@ -384,6 +384,36 @@ TEST_F(VexaTool, FoldersAndBatchesMergeInNaturalOrder)
     EXPECT_FALSE(mapped[0] == mapped[1] && mapped[1] == mapped[2]) << "the depth map is not in false colour";
 }
 
+TEST_F(VexaTool, FoldersTakeTheirShotsAndNameTheOtherFiles)
+{
+    ASSERT_EQ(series_.code, 0) << series_.err.toStdString();
+    ASSERT_TRUE(QDir().mkpath(path("s")));
+    QStringList shots;
+    for (int i = 0; i < 3; ++i) {
+        shots << path(QStringLiteral("s/shot_%1.png").arg(i));
+        ASSERT_TRUE(QFile::copy(shot(i), shots.last()));
+    }
+    ASSERT_TRUE(QFile::copy(path("a/depth.png"), path("s/depth.png")));
+    ASSERT_TRUE(VImage(40, 64).save(path("s/small.png")));
+    ASSERT_TRUE(writeFile(path("s/notes.txt"), "focused near to far\n"));
+    const QJsonArray strays{QJsonObject{{"file", path("s/depth.png")}, {"reason", "other layout gray 8u"}},
+                            QJsonObject{{"file", path("s/notes.txt")}, {"reason", "not an image"}},
+                            QJsonObject{{"file", path("s/small.png")}, {"reason", "other size 40x64"}}};
+
+    const ToolRun run = vexa({"focus-stack", path("s"), "-o", path("s.png"), "--json"});
+    ASSERT_EQ(run.code, 0) << run.err.toStdString();
+    EXPECT_EQ(jsonOf(run)["files"].toArray(), QJsonArray::fromStringList(shots));
+    EXPECT_EQ(jsonOf(run)["skipped"].toArray(), strays);
+    const ToolRun strict = vexa({"focus-stack", path("s"), "-o", path("strict.png"), "--strict"});
+    EXPECT_EQ(strict.code, 1);
+    EXPECT_FALSE(QFile::exists(path("strict.png")));
+    for (const QJsonValue& stray : strays) {
+        const QString file = stray["file"].toString(), reason = stray["reason"].toString();
+        EXPECT_TRUE(run.err.contains(file + ": " + reason)) << run.err.toStdString();
+        EXPECT_TRUE(strict.err.contains(file + " (" + reason + ")")) << strict.err.toStdString();
+    }
+}
+
 TEST_F(VexaTool, CtrlCStopsTheWorkAndLeavesNoOutput)
 {
     // A median the size of a photo: seconds of work, which the interruption cuts short.
