@@ -89,7 +89,8 @@ bool save(const cv::Mat& m, const QString& path)
 // Temporaries included.
 QStringList filesIn(const QString& dir) { return QDir(dir).entryList(QDir::Files | QDir::Hidden); }
 
-const QStringList kSampleFiles{"shot_000.png", "shot_001.png", "shot_002.png", "truth.png", "depth.png"};
+const QStringList kShots{"shot_000.png", "shot_001.png", "shot_002.png"};
+const QStringList kSampleFiles = kShots + QStringList{"truth/truth.png", "truth/depth.png", "truth/nuisances.json"};
 // A small noisy series; the noise must be as reproducible as the rest.
 const QStringList kSeries{"--size", "96x64", "--shots", "3", "--noise", "1.5"};
 
@@ -121,7 +122,7 @@ TEST_F(VexaTool, RefusesBadCommandLinesAndInputsInOneLine)
     std::memset(narrow.rawData(), 90, size_t(narrow.dataSize()));
     ASSERT_TRUE(narrow.save(path("narrow.png")));
     ASSERT_TRUE(writeFile(path("damaged.vexa"), VImage(8, 8).toByteArray().left(40)));
-    const QString gray = path("a/depth.png");
+    const QString gray = path("a/truth/depth.png");
     const QStringList before = filesIn(dir_->path());
 
     const QString out = path("refused.png");
@@ -184,10 +185,10 @@ TEST_F(VexaTool, SampleSeriesAreReproducibleAndFollowTheSeed)
         EXPECT_FALSE(bytes.isEmpty()) << name.toStdString();
         EXPECT_EQ(bytes, fileBytes(path("again/" + name))) << name.toStdString();
     }
-    EXPECT_FALSE(QFile::exists(path("a/shot_003.png")));
+    EXPECT_EQ(filesIn(path("a")), kShots) << "the folder holds the shots alone";
 
     VImage depth;
-    ASSERT_TRUE(depth.load(path("a/depth.png")));
+    ASSERT_TRUE(depth.load(path("a/truth/depth.png")));
     EXPECT_EQ(depth.format(), VEXA::GrayScale);
     EXPECT_EQ(depth.channelType(), VEXA::Channel8u);
     EXPECT_EQ(depth.size(), QSize(96, 64));
@@ -197,8 +198,8 @@ TEST_F(VexaTool, SampleSeriesAreReproducibleAndFollowTheSeed)
     EXPECT_EQ(farthest, 255);
 
     ASSERT_EQ(vexa(QStringList{"sample", "focus-stack", path("other"), "--seed", "2"} + kSeries).code, 0);
-    EXPECT_NE(fileBytes(path("a/truth.png")), fileBytes(path("other/truth.png")));
-    EXPECT_NE(fileBytes(path("a/depth.png")), fileBytes(path("other/depth.png")));
+    EXPECT_NE(fileBytes(path("a/truth/truth.png")), fileBytes(path("other/truth/truth.png")));
+    EXPECT_NE(fileBytes(path("a/truth/depth.png")), fileBytes(path("other/truth/depth.png")));
 }
 
 TEST_F(VexaTool, MergeIsCloserToTheSharpSceneThanEveryShot)
@@ -213,7 +214,7 @@ TEST_F(VexaTool, MergeIsCloserToTheSharpSceneThanEveryShot)
     EXPECT_GE(report["seconds"].toObject()["total"].toDouble(-1), 0);
     EXPECT_GT(report["peak_rss_mb"].toDouble(), 0);
 
-    const cv::Mat truth = colourOf(path("a/truth.png"));
+    const cv::Mat truth = colourOf(path("a/truth/truth.png"));
     const cv::Mat merged = colourOf(path("merged.png"));
     ASSERT_EQ(merged.size(), truth.size());
     const double mergedPsnr = cv::PSNR(merged, truth);
@@ -250,7 +251,7 @@ TEST_F(VexaTool, StabilizesFramesAndJoinsOverlappingTiles)
 
     // Two tiles of a larger sharp scene, overlapping by a third, joined back to about its size.
     ASSERT_EQ(vexa({"sample", "focus-stack", path("big"), "--size", "480x320", "--shots", "2"}).code, 0);
-    const cv::Mat scene = colourOf(path("big/truth.png"));
+    const cv::Mat scene = colourOf(path("big/truth/truth.png"));
     ASSERT_EQ(scene.cols, 480);
     for (int i = 0; i < 2; ++i) {
         const cv::Mat tile = scene(cv::Rect(i * 180, 0, 300, 320)).clone();
@@ -333,10 +334,10 @@ TEST_F(VexaTool, MeasuresImagesAsOpenCvDoes)
     EXPECT_NEAR(jsonOf(diff)["psnr"].toDouble(), cv::PSNR(colourOf(shot(0)), changed), 1e-9);
     EXPECT_EQ(diff.code, 1);
 
-    const QJsonObject histogram = jsonOf(vexa({"histogram", "--json", path("a/depth.png"), "-o", path("plot.png")}));
+    const QJsonObject histogram = jsonOf(vexa({"histogram", "--json", path("a/truth/depth.png"), "-o", path("plot.png")}));
     const QJsonArray counts = histogram["components"].toObject()["gray"].toArray();
     VImage depth, plot;
-    ASSERT_TRUE(depth.load(path("a/depth.png")));
+    ASSERT_TRUE(depth.load(path("a/truth/depth.png")));
     const cv::Mat gray(64, 96, CV_8U, depth.rawData(), size_t(depth.bytesPerLine()));
     ASSERT_EQ(counts.size(), 256);
     for (const int value : {0, 255})
@@ -400,6 +401,36 @@ TEST_F(VexaTool, FoldersAndBatchesMergeInNaturalOrder)
     ASSERT_EQ(montage.size(), cv::Size(16 + 3 * (96 + 16), 16 + 64 + 26 + 34 + 16));
     const cv::Vec3b mapped = montage.at<cv::Vec3b>(16 + 32, 16 + 2 * (96 + 16) + 48);
     EXPECT_FALSE(mapped[0] == mapped[1] && mapped[1] == mapped[2]) << "the depth map is not in false colour";
+}
+
+TEST_F(VexaTool, FoldersTakeTheirShotsAndNameTheOtherFiles)
+{
+    ASSERT_EQ(series_.code, 0) << series_.err.toStdString();
+    ASSERT_TRUE(QDir().mkpath(path("s")));
+    QStringList shots;
+    for (int i = 0; i < 3; ++i) {
+        shots << path(QStringLiteral("s/shot_%1.png").arg(i));
+        ASSERT_TRUE(QFile::copy(shot(i), shots.last()));
+    }
+    ASSERT_TRUE(QFile::copy(path("a/truth/depth.png"), path("s/depth.png")));
+    ASSERT_TRUE(VImage(40, 64).save(path("s/small.png")));
+    ASSERT_TRUE(writeFile(path("s/notes.txt"), "focused near to far\n"));
+    const QJsonArray strays{QJsonObject{{"file", path("s/depth.png")}, {"reason", "other layout gray 8u"}},
+                            QJsonObject{{"file", path("s/notes.txt")}, {"reason", "not an image"}},
+                            QJsonObject{{"file", path("s/small.png")}, {"reason", "other size 40x64"}}};
+
+    const ToolRun run = vexa({"focus-stack", path("s"), "-o", path("s.png"), "--json"});
+    ASSERT_EQ(run.code, 0) << run.err.toStdString();
+    EXPECT_EQ(jsonOf(run)["files"].toArray(), QJsonArray::fromStringList(shots));
+    EXPECT_EQ(jsonOf(run)["skipped"].toArray(), strays);
+    const ToolRun strict = vexa({"focus-stack", path("s"), "-o", path("strict.png"), "--strict"});
+    EXPECT_EQ(strict.code, 1);
+    EXPECT_FALSE(QFile::exists(path("strict.png")));
+    for (const QJsonValue& stray : strays) {
+        const QString file = stray["file"].toString(), reason = stray["reason"].toString();
+        EXPECT_TRUE(run.err.contains(file + ": " + reason)) << run.err.toStdString();
+        EXPECT_TRUE(strict.err.contains(file + " (" + reason + ")")) << strict.err.toStdString();
+    }
 }
 
 TEST_F(VexaTool, CtrlCStopsTheWorkAndLeavesNoOutput)

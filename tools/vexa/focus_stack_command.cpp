@@ -8,7 +8,6 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -69,20 +68,84 @@ double peakRssMegabytes()
 
 double seconds(qint64 nanoseconds) { return nanoseconds / 1e9; }
 
-// The image files of a folder (hidden ones and `skip` aside), in natural order of their names.
-QStringList imagesIn(const QString& folder, const QString& skip = QString())
+// A file of a folder that is none of its shots, and why.
+struct Stray {
+    QString file, reason;
+};
+
+struct FolderShots {
+    QStringList shots;
+    QList<Stray> strays;
+};
+
+// Why a file of this shape is none of the shots of the common one.
+QString strayReason(const ImageShape& shape, const ImageShape& common)
+{
+    if (!shape.size.isValid())
+        return QStringLiteral("not an image");
+    QStringList reasons;
+    if (shape.size != common.size)
+        reasons << QStringLiteral("other size %1x%2").arg(shape.size.width()).arg(shape.size.height());
+    if (shape.format != common.format || shape.channel != common.channel)
+        reasons << QStringLiteral("other layout ") + pairName(shape.format, shape.channel);
+    return reasons.join(QStringLiteral(", "));
+}
+
+// A folder's shots: its image files of the size and layout most of them share, in natural order of their
+// names; of groups equally large, the one of the larger pictures, then the one whose first file comes
+// first (thumbnails beside as many shots are the strays). Hidden files and this run's outputs are passed
+// over; every other file is a stray. Only headers are read (see peekImage).
+FolderShots shotsIn(const QString& folder, const QStringList& outputs = QStringList())
 {
     const QDir dir(folder);
     QStringList names = dir.entryList(QDir::Files | QDir::Readable);
     std::sort(names.begin(), names.end(), naturalLess);
-    const QString skipped = skip.isEmpty() ? QString() : QFileInfo(skip).absoluteFilePath();
-    QStringList images;
+    QStringList ours;
+    for (const QString& output : outputs)
+        ours << QFileInfo(output).absoluteFilePath();
+    QStringList files;
+    QList<ImageShape> shapes;
     for (const QString& name : names) {
         const QString path = dir.filePath(name);
-        if (QFileInfo(path).absoluteFilePath() != skipped && (QImageReader(path).canRead() || isByteArrayFile(path)))
-            images << path;
+        if (ours.contains(QFileInfo(path).absoluteFilePath()))
+            continue;
+        ImageShape shape;
+        if (!peekImage(path, &shape))
+            shape = ImageShape();
+        files << path;
+        shapes << shape;
     }
-    return images;
+    ImageShape common;
+    qsizetype most = 0;
+    const auto area = [](const ImageShape& shape) { return qint64(shape.size.width()) * shape.size.height(); };
+    for (const ImageShape& shape : shapes) {
+        const qsizetype count = shapes.count(shape);
+        if (shape.size.isValid() && (count > most || (count == most && area(shape) > area(common)))) {
+            most = count;
+            common = shape;
+        }
+    }
+    FolderShots found;
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        if (most > 0 && shapes[i] == common)
+            found.shots << files[i];
+        else
+            found.strays.append({files[i], strayReason(shapes[i], common)});
+    }
+    return found;
+}
+
+// Files of the folders that are none of their shots: skipped, each named in a warning, or with strict the
+// run refused, naming them all.
+void passOver(const QList<Stray>& strays, bool strict)
+{
+    QStringList named;
+    for (const Stray& stray : strays)
+        named << QStringLiteral("%1 (%2)").arg(stray.file, stray.reason);
+    if (strict && !strays.isEmpty())
+        runtimeError(QStringLiteral("files that are no shots, refused with --strict: ") + named.join(QStringLiteral(", ")));
+    for (const Stray& stray : strays)
+        printError(QStringLiteral("warning: skipping %1: %2").arg(stray.file, stray.reason));
 }
 
 struct Settings {
@@ -204,7 +267,14 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
     return run;
 }
 
-QJsonObject report(const StackRun& run, const Settings& settings)
+struct Stack {
+    QString folder;
+    QStringList shots;
+    QString output;
+    QList<Stray> skipped;
+};
+
+QJsonObject report(const StackRun& run, const Settings& settings, const Stack& stack)
 {
     // What was done to each shot: its gains into the first shot's exposure, and its fit to the first shot.
     QJsonArray fits;
@@ -218,7 +288,12 @@ QJsonObject report(const StackRun& run, const Settings& settings)
             {QStringLiteral("resampled"), fit.resampled},
         });
     }
+    QJsonArray skipped;
+    for (const Stray& stray : stack.skipped)
+        skipped.append(QJsonObject{{QStringLiteral("file"), stray.file}, {QStringLiteral("reason"), stray.reason}});
     return QJsonObject{
+        {QStringLiteral("files"), QJsonArray::fromStringList(stack.shots)},
+        {QStringLiteral("skipped"), skipped},
         {QStringLiteral("fits"), fits},
         {QStringLiteral("shots"), run.shots},
         {QStringLiteral("width"), run.size.width()},
@@ -231,12 +306,6 @@ QJsonObject report(const StackRun& run, const Settings& settings)
                                                 {QStringLiteral("total"), seconds(run.total)}}},
     };
 }
-
-struct Stack {
-    QString folder;
-    QStringList shots;
-    QString output;
-};
 
 // Each worker takes the next stack until none is left; one stack's failure is reported and the others go
 // on. Returns the number that failed.
@@ -285,9 +354,15 @@ int focusStackCommand(const QStringList& arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Merges shots of one scene, each focused at another depth, into one image sharp everywhere. "
-                       "The shots are read one at a time; they must all be of one size. A folder stands for the "
-                       "image files in it, in natural order of their names (shot_2 before shot_10). With --batch, "
-                       "every sub-folder of PARENT holding two or more images is merged into OUT_DIR/<sub-folder>"
+                       "The shots are read one at a time; they must all be of one size. A folder stands for its "
+                       "shots: the image files in it of the size and layout (pixel format and channel type, as "
+                       "read) that most of them share, in natural order of their names (shot_2 before shot_10). "
+                       "Of groups of as many files, the one of the larger pictures (width times height) wins, "
+                       "and of those as large too, the one whose first file comes first in that order. Every "
+                       "other file is skipped with a warning naming it and why "
+                       "(other size, other layout, not an image); hidden files and the run's own outputs are "
+                       "passed over. Only the files' headers are read to sort a folder out. With --batch, every "
+                       "sub-folder of PARENT holding two or more shots is merged into OUT_DIR/<sub-folder>"
                        "<suffix>, several at once."));
     parser.addPositionalArgument(QStringLiteral("shots"), QStringLiteral("The shots, two or more, or folders of them."),
                                  QStringLiteral("SHOT|FOLDER..."));
@@ -318,7 +393,7 @@ int focusStackCommand(const QStringList& arguments)
                                                         "gray, to FILE."),
                                          QStringLiteral("FILE"));
     const QCommandLineOption batch(QStringLiteral("batch"),
-                                   QStringLiteral("Merge every sub-folder of PARENT that holds two or more images."),
+                                   QStringLiteral("Merge every sub-folder of PARENT that holds two or more shots."),
                                    QStringLiteral("PARENT"));
     const QCommandLineOption suffix(QStringLiteral("suffix"),
                                     QStringLiteral("With --batch: the suffix of the merged images (default .png)."),
@@ -327,9 +402,14 @@ int focusStackCommand(const QStringList& arguments)
                                   QStringLiteral("With --batch: stacks merged at once (default: the number of "
                                                  "cores)."),
                                   QStringLiteral("N"));
+    const QCommandLineOption strict(QStringLiteral("strict"),
+                                    QStringLiteral("Refuse a folder holding files that are not its shots (exit "
+                                                   "code 1, naming them) instead of skipping them."));
     const QCommandLineOption json(QStringLiteral("json"),
-                                  QStringLiteral("Print each merge's sizes and times, and the peak memory, as JSON."));
-    parser.addOptions({output, method, align, depthMap, depthMapRaw, batch, suffix, jobs, json});
+                                  QStringLiteral("Print each merge's sizes and times, its files in the order merged "
+                                                 "(\"files\") and those skipped with the reason (\"skipped\"), and "
+                                                 "the peak memory, as JSON."));
+    parser.addOptions({output, method, align, depthMap, depthMapRaw, batch, suffix, jobs, strict, json});
     if (!parseCommandLine(parser, QStringLiteral("focus-stack"), arguments, Writes::ImageFiles))
         return ExitOk;
 
@@ -366,18 +446,22 @@ int focusStackCommand(const QStringList& arguments)
             runtimeError(QStringLiteral("%1: no such folder").arg(parent));
         const QString outputDir = QFileInfo(outputName).absoluteFilePath();
         std::vector<Stack> stacks;
+        QList<Stray> strays;
         QStringList folders = QDir(parent).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
         std::sort(folders.begin(), folders.end(), naturalLess);
         for (const QString& folder : folders) {
             const QString path = QDir(parent).filePath(folder);
             if (QFileInfo(path).absoluteFilePath() == outputDir)
                 continue; // the results of an earlier run are no stack
-            const QStringList shots = imagesIn(path);
-            if (shots.size() >= 2)
-                stacks.push_back({path, shots, QDir(outputName).filePath(folder + dot)});
+            const FolderShots found = shotsIn(path);
+            if (found.shots.size() >= 2) {
+                stacks.push_back({path, found.shots, QDir(outputName).filePath(folder + dot), found.strays});
+                strays << found.strays;
+            }
         }
         if (stacks.empty())
-            runtimeError(QStringLiteral("%1: no sub-folder holds two or more images").arg(parent));
+            runtimeError(QStringLiteral("%1: no sub-folder holds two or more shots").arg(parent));
+        passOver(strays, parser.isSet(strict));
         if (!QDir().mkpath(outputName))
             runtimeError(QStringLiteral("%1: cannot make the folder").arg(outputName));
         std::vector<std::optional<StackRun>> runs(stacks.size());
@@ -389,7 +473,7 @@ int focusStackCommand(const QStringList& arguments)
             QJsonArray merges;
             for (size_t i = 0; i < stacks.size(); ++i)
                 if (runs[i]) {
-                    QJsonObject object = report(*runs[i], settings);
+                    QJsonObject object = report(*runs[i], settings, stacks[i]);
                     object.insert(QStringLiteral("folder"), stacks[i].folder);
                     object.insert(QStringLiteral("output"), stacks[i].output);
                     merges.append(object);
@@ -411,29 +495,31 @@ int focusStackCommand(const QStringList& arguments)
     for (const QString& depthFile : {depthFiles.picture, depthFiles.raw})
         if (!depthFile.isEmpty())
             checkOutputName(depthFile);
-    QStringList shots;
-    QString folder;
+    Stack stack{QString(), QStringList(), outputName, {}};
     for (const QString& name : positional) {
         if (QFileInfo(name).isDir()) {
-            folder = name;
-            shots << imagesIn(name, outputName);
+            stack.folder = name;
+            const FolderShots found = shotsIn(name, {outputName, depthFiles.picture, depthFiles.raw});
+            stack.shots << found.shots;
+            stack.skipped << found.strays;
         } else if (!QFileInfo::exists(name)) {
             runtimeError(QStringLiteral("%1: no such file").arg(name));
         } else {
-            shots << name;
+            stack.shots << name;
         }
     }
-    if (shots.size() < 2) {
-        if (!folder.isEmpty())
-            runtimeError(QStringLiteral("%1: fewer than two image files to merge").arg(folder));
+    passOver(stack.skipped, parser.isSet(strict));
+    if (stack.shots.size() < 2) {
+        if (!stack.folder.isEmpty())
+            runtimeError(QStringLiteral("%1: fewer than two shots to merge").arg(stack.folder));
         usageError(QStringLiteral("at least two shots are needed"));
     }
 
     Task task;
-    const StackRun run = stackShots(shots, settings, outputName, depthFiles, task);
+    const StackRun run = stackShots(stack.shots, settings, outputName, depthFiles, task);
     endProgress();
     if (parser.isSet(json)) {
-        QJsonObject object = report(run, settings);
+        QJsonObject object = report(run, settings, stack);
         object.insert(QStringLiteral("peak_rss_mb"), peakRssMegabytes());
         QTextStream(stdout) << QJsonDocument(object).toJson(QJsonDocument::Compact) << "\n";
     }

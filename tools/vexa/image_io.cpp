@@ -6,6 +6,7 @@
 #include <vexa/imp/image_files.h>
 #include <vexa/imp/qimage_support.h>
 
+#include <QDataStream>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -169,6 +170,87 @@ FileFacts readFacts(const QString& fileName, QSize* size)
     for (const QString& key : reader.textKeys())
         facts.text.append({key, reader.text(key)});
     return facts;
+}
+
+namespace {
+
+// A byte array's header, as VImage::toByteArray writes it (VImage.h describes it).
+bool peekByteArray(const QString& fileName, ImageShape* shape)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    QDataStream stream(&file);
+    stream.setVersion(QDataStream::Qt_4_8);
+    QByteArray id;
+    qint32 version = 0, empty = 0, width = 0, height = 0, format = 0, channel = 0;
+    stream >> id >> version;
+    if (version == VImage::rawSerializationVersion2)
+        stream >> empty;
+    stream >> width;
+    if (width == 0) // an old writer's quirk: the real width follows
+        stream >> width;
+    stream >> height >> format >> channel;
+    if (stream.status() != QDataStream::Ok || empty != 0 || width <= 0 || height <= 0 ||
+        !VEXA::isValid(VEXA::Format(format)) || !VEXA::isValid(VEXA::Channel(channel)))
+        return false;
+    *shape = ImageShape{QSize(width, height), VEXA::Format(format), VEXA::Channel(channel)};
+    return true;
+}
+
+// The layout readImage gives a file its reader announces in this QImage format; Invalid where the colour
+// table decides.
+std::pair<VEXA::Format, VEXA::Channel> layoutOf(QImage::Format qFormat)
+{
+    switch (qFormat) {
+    case QImage::Format_Invalid:
+    case QImage::Format_Mono:
+    case QImage::Format_MonoLSB:
+    case QImage::Format_Indexed8: return {VEXA::Invalid, VEXA::ChannelInvalid};
+    case QImage::Format_Grayscale8: return {VEXA::GrayScale, VEXA::Channel8u};
+    case QImage::Format_Grayscale16: return {VEXA::GrayScale, VEXA::Channel16u};
+    case QImage::Format_RGBX64: return {VEXA::XRGB, VEXA::Channel16u};
+    case QImage::Format_RGBA64: return {VEXA::ARGB, VEXA::Channel16u};
+    case QImage::Format_RGBA64_Premultiplied: return {VEXA::ARGB_Premultiplied, VEXA::Channel16u};
+    default: break;
+    }
+    VEXA::Format format = VEXA::Invalid;
+    VEXA::Channel channel = VEXA::ChannelInvalid;
+    if (VEXA::representFormat(qFormat, &format, &channel))
+        return {format, channel};
+    // The rest reach us through Qt's 32-bit colour, with alpha where they have it.
+    const bool alpha = QImage::toPixelFormat(qFormat).alphaUsage() == QPixelFormat::UsesAlpha;
+    return {alpha ? VEXA::ARGB : VEXA::XRGB, VEXA::Channel8u};
+}
+
+} // namespace
+
+bool peekImage(const QString& fileName, ImageShape* shape)
+{
+    if (isByteArrayFile(fileName))
+        return peekByteArray(fileName, shape);
+    {
+        const StderrSilenced quiet;
+        QImageReader reader(fileName);
+        if (!reader.canRead())
+            return false;
+        // Asked as a plain integer: some plug-ins answer a damaged header with no value of QImage::Format.
+        QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;
+        const int raw = (reader.*reinterpret_cast<int (QImageReader::*)() const>(query))();
+        const auto [format, channel] =
+            layoutOf(raw > QImage::Format_Invalid && raw < QImage::NImageFormats ? QImage::Format(raw)
+                                                                                : QImage::Format_Invalid);
+        *shape = ImageShape{reader.size(), format, channel};
+        if (shape->size.isValid() && !shape->size.isEmpty() && format != VEXA::Invalid)
+            return true;
+    }
+    try {
+        const VImage image = readImage(fileName);
+        *shape = ImageShape{image.size(), image.format(), image.channelType()};
+        return true;
+    } catch (const Failure&) {
+        return false;
+    }
 }
 
 VImage inPair(const VImage& image, VEXA::Format format, VEXA::Channel channel)

@@ -43,6 +43,21 @@ VImage readImage(const QString& fileName, FileFacts* facts = nullptr);
 // What an image file's header says, and its size, without decoding a pixel: the resolution is left
 // invalid (Qt gives it with the pixels only).
 FileFacts readFacts(const QString& fileName, QSize* size);
+
+// The size and layout of the image readImage would give.
+struct ImageShape {
+    QSize size;
+    VEXA::Format format = VEXA::Invalid;
+    VEXA::Channel channel = VEXA::ChannelInvalid;
+    bool operator==(const ImageShape& other) const
+    {
+        return size == other.size && format == other.format && channel == other.channel;
+    }
+};
+// The file's ImageShape from its header alone where the header tells it, so that a folder can be sorted
+// out before any pixel is decoded; files with a colour table are decoded, since only the table says
+// whether they come in as gray. False for a file that holds no image the tool reads.
+bool peekImage(const QString& fileName, ImageShape* shape);
 // The same picture in another layout and channel type (convertScaled), through premultiplied colour where
 // straight alpha has no direct way; empty where there is none.
 VImage inPair(const VImage& image, VEXA::Format format, VEXA::Channel channel);

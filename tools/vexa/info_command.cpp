@@ -3,13 +3,10 @@
 #include "image_io.h"
 
 #include <QFileInfo>
-#include <QImageReader>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTextStream>
-
-#include <vexa/imp/qimage_support.h>
 
 #include <opencv2/core.hpp>
 
@@ -17,50 +14,31 @@ namespace vexatool {
 
 namespace {
 
-// The format and channel type the library reads a file of this decoder format as: asked of a one-pixel
-// picture of that format, so the answer is the reader's own. Palette pictures are gray or colour by their
-// palette, which only the pixels' reading tells.
-bool pairOfHeader(QImage::Format qFormat, VImage* pair)
-{
-    if (qFormat == QImage::Format_Invalid || qFormat == QImage::Format_Indexed8)
-        return false;
-    QImage pixel(1, 1, qFormat);
-    pixel.fill(0);
-    const QImage::Format deep[] = {QImage::Format_RGBX64, QImage::Format_RGBA64, QImage::Format_RGBA64_Premultiplied};
-    const VEXA::Format deepPair[] = {VEXA::XRGB, VEXA::ARGB, VEXA::ARGB_Premultiplied};
-    for (int i = 0; i < 3; ++i)
-        if (qFormat == deep[i]) {
-            pair->create(1, 1, deepPair[i], VEXA::Channel16u, VEXA::OriginBottomLeft, VEXA::RowsAlignNone);
-            return bool(pair->status());
-        }
-    return VEXA::fromQImage(pixel, pair);
-}
-
 QJsonObject describe(const QString& fileName, bool hash, bool stats)
 {
     FileFacts facts;
-    QSize size;
-    VImage image; // the pixels, when read
-    VImage pair;  // a pixel of the format and channel type
-    if (!isByteArrayFile(fileName) && !hash && !stats) {
-        facts = readFacts(fileName, &size);
-        QImageReader reader(fileName);
-        if (!pairOfHeader(reader.imageFormat(), &pair))
-            pair = readImage(fileName);
-    } else {
+    VImage image; // the pixels, read only when asked for
+    ImageShape shape;
+    if (hash || stats) {
         image = readImage(fileName, &facts);
-        size = QSize(image.width(), image.height());
-        pair = image;
+        shape = ImageShape{image.size(), image.format(), image.channelType()};
+    } else {
+        if (!isByteArrayFile(fileName))
+            facts = readFacts(fileName, &shape.size);
+        else
+            facts.fileFormat = QStringLiteral("vexa");
+        if (!peekImage(fileName, &shape))
+            readImage(fileName); // which says what is wrong with the file
     }
     QJsonObject text;
     for (const auto& [key, value] : facts.text)
         text.insert(key, value);
     QJsonObject object{
         {QStringLiteral("file"), fileName},
-        {QStringLiteral("width"), size.width()},
-        {QStringLiteral("height"), size.height()},
-        {QStringLiteral("format"), formatName(pair.format())},
-        {QStringLiteral("channel"), channelName(pair.channelType())},
+        {QStringLiteral("width"), shape.size.width()},
+        {QStringLiteral("height"), shape.size.height()},
+        {QStringLiteral("format"), formatName(shape.format)},
+        {QStringLiteral("channel"), channelName(shape.channel)},
         {QStringLiteral("bytes"), QFileInfo(fileName).size()},
         {QStringLiteral("file_format"), facts.fileFormat},
         {QStringLiteral("text"), text},

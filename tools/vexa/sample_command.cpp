@@ -21,7 +21,7 @@ namespace {
 const char* const kSampleUsage = R"(Usage: vexa sample KIND OUT_DIR [options]
 
 Kinds:
-  focus-stack   shots of a synthetic scene focused from near to far, with truth.png and depth.png
+  focus-stack   shots of a synthetic scene focused from near to far, with truth/truth.png and truth/depth.png
 
 'vexa sample KIND --help' describes the options.
 )";
@@ -94,12 +94,13 @@ int sampleFocusStack(const QStringList& arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Renders a synthetic focus series: OUT_DIR/shot_000.png onwards, focused from the nearest "
-                       "depth to the farthest, truth.png (the scene sharp everywhere) and depth.png (8-bit gray, 0 "
-                       "nearest, 255 farthest), both lined up with shot 0, and nuisances.json (what every shot "
-                       "has against shot 0: gains in linear light, B G R; magnification, shift in pixels and "
-                       "rotation in radians, clockwise, about the image centre; parallax of the nearest depth in "
-                       "pixels, to the right). The nuisances of a handheld series are off unless asked for. The "
-                       "same arguments always give the same files."));
+                       "depth to the farthest, and beside them, in OUT_DIR/truth/ so that OUT_DIR holds only the "
+                       "shots, truth.png (the scene sharp everywhere) and depth.png (8-bit gray, 0 nearest, 255 "
+                       "farthest), both lined up with shot 0, and nuisances.json (what every shot has against "
+                       "shot 0: gains in linear light, B G R; magnification, shift in pixels and rotation in "
+                       "radians, clockwise, about the image centre; parallax of the nearest depth in pixels, to "
+                       "the right). The nuisances of a handheld series are off unless asked for. The same "
+                       "arguments always give the same files."));
     parser.addPositionalArgument(QStringLiteral("out_dir"), QStringLiteral("Folder to write to; made if missing."),
                                  QStringLiteral("OUT_DIR"));
     const QCommandLineOption size(QStringLiteral("size"), QStringLiteral("Image size (default 1024x768)."),
@@ -196,9 +197,11 @@ int sampleFocusStack(const QStringList& arguments)
     if (!seedOk)
         usageError(QStringLiteral("--seed takes a non-negative integer, not '%1'").arg(parser.value(seed)));
 
+    // The shots alone in OUT_DIR, so that the folder can be merged as it stands.
     const QDir dir(positional.first());
-    if (!QDir().mkpath(dir.path()))
-        runtimeError(QStringLiteral("%1: cannot make the folder").arg(dir.path()));
+    const QDir truthDir(dir.filePath(QStringLiteral("truth")));
+    if (!QDir().mkpath(truthDir.path()))
+        runtimeError(QStringLiteral("%1: cannot make the folder").arg(truthDir.path()));
 
     Task task;
     cv::Mat scene;
@@ -227,13 +230,13 @@ int sampleFocusStack(const QStringList& arguments)
                 saveImage(image, fileName);
         });
     };
-    write(scene, dir.filePath(QStringLiteral("truth.png")), 0);
+    write(scene, truthDir.filePath(QStringLiteral("truth.png")), 0);
     cv::Mat depth8u;
     depthMap.convertTo(depth8u, CV_8U, 255);
-    write(depth8u, dir.filePath(QStringLiteral("depth.png")), 0);
+    write(depth8u, truthDir.filePath(QStringLiteral("depth.png")), 0);
     scene.release();
     {
-        const QString fileName = dir.filePath(QStringLiteral("nuisances.json"));
+        const QString fileName = truthDir.filePath(QStringLiteral("nuisances.json"));
         OutputFile output(fileName);
         QFile file(output.temporaryName());
         const QByteArray report = nuisanceReport(renderer, settings, jpegQuality);
