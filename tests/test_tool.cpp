@@ -29,11 +29,14 @@ struct ToolRun {
     QString err;
 };
 
-// Runs the tool; with interruptAfter (ms), sends it SIGINT that long after it started.
-ToolRun vexa(const QStringList& arguments, int interruptAfter = -1)
+// Runs the tool on the given standard input; with interruptAfter (ms), sends it SIGINT that long after it
+// started.
+ToolRun vexa(const QStringList& arguments, int interruptAfter = -1, const QByteArray& input = QByteArray())
 {
     QProcess process;
     process.start(QStringLiteral(VEXA_TOOL_PATH), arguments);
+    process.write(input);
+    process.closeWriteChannel();
     if (interruptAfter >= 0 && process.waitForStarted()) {
         QThread::msleep(interruptAfter);
         ::kill(pid_t(process.processId()), SIGINT);
@@ -359,6 +362,12 @@ TEST_F(VexaTool, FiltersAndWarpsGiveImagesOfTheRightSize)
         {{"filter", "open", "--shape", "ellipse", "--size", "5"}, {96, 64}},
         {{"filter", "sobel", "--dy", "1", "--dx", "0", "--channel", "16s"}, {96, 64}},
         {{"transform", "--rotate", "90"}, {64, 96}},
+        {{"transform", "--crop", "10,5,40,20"}, {40, 20}},
+        {{"crop", "10,5,40,20", "--compression", "9"}, {40, 20}},
+        {{"transform", "--resize", "48"}, {48, 32}},
+        {{"transform", "--resize", "x16"}, {24, 16}},
+        {{"transform", "--resize", "25%"}, {24, 16}},
+        {{"transform", "--crop", "0,0,96,64", "--resize", "30x10"}, {30, 10}},
         {{"transform", "--rotate", "30"}, {116, 104}}, // the bounding box: 96 cos 30 + 64 sin 30 by 96 sin 30 + 64 cos 30
         {{"transform", "--scale", "0.5", "--flip", "both", "--undistort", "1e-5"}, {48, 32}},
     };
@@ -369,6 +378,17 @@ TEST_F(VexaTool, FiltersAndWarpsGiveImagesOfTheRightSize)
         EXPECT_EQ(QSize(info["width"].toInt(), info["height"].toInt()), c.size)
             << c.arguments.join(' ').toStdString() << ": " << run.err.toStdString();
     }
+    // The crop is the rectangle's pixels; "-" reads standard input and writes standard output; a crop
+    // outside the image, or an output into a missing folder, is refused before any work.
+    const ToolRun piped = vexa({"crop", "-", "10,5,40,20", "-o", "-"}, -1, fileBytes(shot(0)));
+    ASSERT_EQ(piped.code, 0) << piped.err.toStdString();
+    QFile pipedFile(path("piped.png"));
+    ASSERT_TRUE(pipedFile.open(QIODevice::WriteOnly) && pipedFile.write(piped.out) == piped.out.size());
+    pipedFile.close();
+    EXPECT_EQ(cv::norm(colourOf(path("piped.png")), colourOf(shot(0))(cv::Rect(10, 5, 40, 20)), cv::NORM_INF), 0);
+    EXPECT_EQ(vexa({"crop", shot(0), "90,5,40,20", "-o", path("c.png")}).code, 1);
+    EXPECT_TRUE(vexa({"transform", shot(0), "--resize", "0x5", "-o", path("c.png")}).err.contains("--resize"));
+    EXPECT_TRUE(vexa({"focus-stack", shot(0), shot(1), "-o", path("no/c.png")}).err.contains("no folder"));
 }
 
 TEST_F(VexaTool, FoldersAndBatchesMergeInNaturalOrder)
@@ -401,6 +421,8 @@ TEST_F(VexaTool, FoldersAndBatchesMergeInNaturalOrder)
     ASSERT_EQ(montage.size(), cv::Size(16 + 3 * (96 + 16), 16 + 64 + 26 + 34 + 16));
     const cv::Vec3b mapped = montage.at<cv::Vec3b>(16 + 32, 16 + 2 * (96 + 16) + 48);
     EXPECT_FALSE(mapped[0] == mapped[1] && mapped[1] == mapped[2]) << "the depth map is not in false colour";
+    ASSERT_EQ(vexa({"montage", shot(0), shot(1), path("fd.png"), "--columns", "2", "-o", path("grid.png")}).code, 0);
+    EXPECT_EQ(colourOf(path("grid.png")).size(), cv::Size(16 + 2 * (96 + 16), 16 + 2 * (64 + 26 + 34) + 16 + 16));
 }
 
 TEST_F(VexaTool, FoldersTakeTheirShotsAndNameTheOtherFiles)

@@ -124,6 +124,7 @@ int convertCommand(const QStringList& arguments);
 int histogramCommand(const QStringList& arguments);
 int filterCommand(const QStringList& arguments);
 int transformCommand(const QStringList& arguments);
+int cropCommand(const QStringList& arguments);
 int compareCommand(const QStringList& arguments);
 int montageCommand(const QStringList& arguments);
 int stabilizeCommand(const QStringList& arguments);

@@ -3,6 +3,7 @@
 #include "cli.h"
 #include "image_io.h"
 
+#include <vexa/gen/gen_copy_image.h>
 #include <vexa/gen/gen_image_converters.h>
 #include <vexa/gen/gen_math_image.h>
 #include <vexa/gen/gen_morph_image.h>
@@ -10,7 +11,9 @@
 #include <vexa/gen/gen_smooth_image.h>
 
 #include <QRegularExpression>
+#include <QTextStream>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -218,14 +221,22 @@ int transformCommand(const QStringList& arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Undistorts, resizes, rotates and flips the image, in that order, with the library's "
-                       "warps; at least one of them must be asked for. Any format and channel type the warps "
-                       "take is kept."));
+        QStringLiteral("Undistorts, crops, resizes, rotates and flips the image, in that order, with the "
+                       "library's warps; at least one of them must be asked for. Any format and channel type the "
+                       "warps take is kept."));
     parser.addPositionalArgument(QStringLiteral("in"), QStringLiteral("The image file or .vexa file."), QStringLiteral("IN"));
     const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
                                     QStringLiteral("Write the result to FILE (.vexa or an image file)."),
                                     QStringLiteral("FILE"));
-    const QCommandLineOption resize(QStringLiteral("resize"), QStringLiteral("Resample to WIDTHxHEIGHT."), QStringLiteral("WxH"));
+    const QCommandLineOption crop(QStringLiteral("crop"),
+                                  QStringLiteral("Keep the rectangle of width W and height H whose top left corner "
+                                                 "is X pixels from the left and Y from the top; it must lie inside "
+                                                 "the image."),
+                                  QStringLiteral("X,Y,W,H"));
+    const QCommandLineOption resize(QStringLiteral("resize"),
+                                    QStringLiteral("Resample to WIDTHxHEIGHT; to W pixels wide or xH pixels high, "
+                                                   "the other side keeping the aspect; or to N% of the size."),
+                                    QStringLiteral("WxH|W|xH|N%"));
     const QCommandLineOption scale(QStringLiteral("scale"), QStringLiteral("Resample by the factor F (0.001 to 100)."),
                                    QStringLiteral("F"));
     const QCommandLineOption interpolation(QStringLiteral("interpolation"),
@@ -243,25 +254,44 @@ int transformCommand(const QStringList& arguments)
                                        QStringLiteral("Radial lens correction: a point r pixels from the centre moves "
                                                       "by the factor 1 + K1 r^2."),
                                        QStringLiteral("K1"));
-    parser.addOptions({output, resize, scale, interpolation, rotate, flip, undistort});
+    parser.addOptions({output, crop, resize, scale, interpolation, rotate, flip, undistort});
     if (!parseCommandLine(parser, QStringLiteral("transform"), arguments, Writes::ImageFiles))
         return ExitOk;
     const QString in = inputAndOutput(parser, output, 0, QString()).first();
     const QString out = parser.value(output);
-    if (!parser.isSet(resize) && !parser.isSet(scale) && !parser.isSet(rotate) && !parser.isSet(flip) &&
-        !parser.isSet(undistort))
-        usageError(QStringLiteral("nothing to do: give --resize, --scale, --rotate, --flip or --undistort"));
+    if (!parser.isSet(crop) && !parser.isSet(resize) && !parser.isSet(scale) && !parser.isSet(rotate) &&
+        !parser.isSet(flip) && !parser.isSet(undistort))
+        usageError(QStringLiteral("nothing to do: give --crop, --resize, --scale, --rotate, --flip or --undistort"));
     if (parser.isSet(resize) && parser.isSet(scale))
         usageError(QStringLiteral("--resize and --scale exclude each other"));
-    QSize newSize;
-    if (parser.isSet(resize)) {
-        static const QRegularExpression pattern(QStringLiteral("^(\\d{1,6})x(\\d{1,6})$"));
-        const QRegularExpressionMatch match = pattern.match(parser.value(resize));
-        newSize = match.hasMatch() ? QSize(match.captured(1).toInt(), match.captured(2).toInt()) : QSize();
-        if (newSize.isEmpty())
-            usageError(QStringLiteral("--resize takes WIDTHxHEIGHT, not '%1'").arg(parser.value(resize)));
+    QRect cropRect;
+    if (parser.isSet(crop)) {
+        static const QRegularExpression pattern(QStringLiteral("^(\\d{1,6}),(\\d{1,6}),(\\d{1,6}),(\\d{1,6})$"));
+        const QRegularExpressionMatch match = pattern.match(parser.value(crop));
+        if (match.hasMatch())
+            cropRect = QRect(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt(),
+                             match.captured(4).toInt());
+        if (cropRect.isEmpty())
+            usageError(QStringLiteral("--crop takes X,Y,WIDTH,HEIGHT of at least one pixel, not '%1'").arg(parser.value(crop)));
     }
-    const double factor = parser.isSet(scale) ? numberOption(parser, QStringLiteral("scale"), 0.001, 100) : 1;
+    // Width, height or both (0 where the aspect decides), or a percentage.
+    QSize asked;
+    double factor = parser.isSet(scale) ? numberOption(parser, QStringLiteral("scale"), 0.001, 100) : 0;
+    if (parser.isSet(resize)) {
+        static const QRegularExpression pattern(QStringLiteral("^(\\d{1,6})?(?:x(\\d{1,6}))?$|^(\\d{1,4}(?:\\.\\d*)?)%$"));
+        const QString text = parser.value(resize);
+        const QRegularExpressionMatch match = pattern.match(text);
+        if (match.hasMatch() && !match.captured(3).isEmpty())
+            factor = match.captured(3).toDouble() / 100;
+        else if (match.hasMatch())
+            asked = QSize(match.captured(1).toInt(), match.captured(2).toInt());
+        const bool sized = asked.width() > 0 || asked.height() > 0;
+        const bool noSideZero = (match.captured(1).isEmpty() || asked.width() > 0) &&
+                                (match.captured(2).isEmpty() || asked.height() > 0);
+        if (!(sized && noSideZero) && !(factor >= 0.001 && factor <= 100))
+            usageError(QStringLiteral("--resize takes WIDTHxHEIGHT, WIDTH, xHEIGHT or N% (0.1 to 10000), not '%1'")
+                           .arg(text));
+    }
     int method = -1;
     if (parser.isSet(interpolation)) {
         const QStringList methods{"nearest", "linear", "cubic", "area"};
@@ -287,7 +317,7 @@ int transformCommand(const QStringList& arguments)
     const QString failed = in + QStringLiteral(": %1 of a ") + pairName(image.format(), image.channelType()) +
                            QStringLiteral(" image failed");
     double at = 0.1;
-    const double part = 0.8 / 4;
+    const double part = 0.8 / 5;
     const auto apply = [&](const QString& stage, const std::function<VStatus(VImage*)>& operation, VImage result) {
         task.step(stage, at);
         task.run(failed.arg(stage), at, at + part, [&] { return result.status() ? operation(&result) : result.status(); });
@@ -296,8 +326,29 @@ int transformCommand(const QStringList& arguments)
     };
     if (parser.isSet(undistort))
         apply(QStringLiteral("undistortion"), [&](VImage* dst) { return VEXA::undistortImage(image, dst, k1); }, VImage());
-    if (parser.isSet(scale))
-        newSize = QSize(std::max(1, int(std::lround(image.width() * factor))), std::max(1, int(std::lround(image.height() * factor))));
+    if (parser.isSet(crop)) {
+        if (!QRect(0, 0, image.width(), image.height()).contains(cropRect))
+            runtimeError(QStringLiteral("%1: the crop %2,%3,%4,%5 reaches outside the %6x%7 image")
+                             .arg(in)
+                             .arg(cropRect.x())
+                             .arg(cropRect.y())
+                             .arg(cropRect.width())
+                             .arg(cropRect.height())
+                             .arg(image.width())
+                             .arg(image.height()));
+        image.setRoi(cropRect);
+        VImage cropped;
+        cropped.create(cropRect.width(), cropRect.height(), image.format(), image.channelType(), image.origin(),
+                       image.rowsAlignment());
+        apply(QStringLiteral("crop"), [&](VImage* dst) { return VEXA::copyImage(image, dst); }, cropped);
+    }
+    const auto side = [](qint64 length, double by) { return int(std::clamp<double>(std::lround(length * by), 1, 1e6)); };
+    QSize newSize;
+    if (factor > 0)
+        newSize = QSize(side(image.width(), factor), side(image.height(), factor));
+    else if (asked.isValid())
+        newSize = QSize(asked.width() > 0 ? asked.width() : side(image.width(), double(asked.height()) / image.height()),
+                        asked.height() > 0 ? asked.height() : side(image.height(), double(asked.width()) / image.width()));
     if (newSize.isValid()) {
         if (method < 0)
             method = newSize.width() * newSize.height() < image.width() * qint64(image.height()) ? VEXA::InterpolationArea
@@ -330,6 +381,32 @@ int transformCommand(const QStringList& arguments)
     writeImage(image, out, &task);
     endProgress();
     return ExitOk;
+}
+
+// vexa crop IN X,Y,W,H -o OUT: transform --crop, the rectangle given as the second argument.
+int cropCommand(const QStringList& arguments)
+{
+    QStringList rest = arguments;
+    int positional = 0;
+    for (int i = 0; i < rest.size(); ++i) {
+        const QString& a = rest.at(i);
+        if (a == QLatin1String("-o") || a == QLatin1String("--output") || a == QLatin1String("--quality") ||
+            a == QLatin1String("--compression")) {
+            ++i; // the option's value
+        } else if (!a.startsWith(QLatin1Char('-')) || a == QLatin1String("-")) {
+            if (++positional == 2) {
+                rest.replace(i, QStringLiteral("--crop=") + a);
+                return transformCommand(rest);
+            }
+        } else if (a == QLatin1String("-h") || a == QLatin1String("--help")) {
+            QTextStream(stdout) << "Usage: vexa crop [options] IN X,Y,W,H -o OUT\n\n"
+                                   "Keeps the rectangle of width W and height H whose top left corner is X pixels "
+                                   "from the left and Y from the top (it must lie inside the image), as "
+                                   "vexa transform --crop does; the options are transform's.\n";
+            return ExitOk;
+        }
+    }
+    usageError(positional == 0 ? QStringLiteral("no input file given") : QStringLiteral("no rectangle X,Y,W,H given"));
 }
 
 } // namespace vexatool

@@ -438,7 +438,7 @@ int focusStackCommand(const QStringList& arguments)
         QString dot = parser.value(suffix);
         if (!dot.startsWith(QLatin1Char('.')))
             dot.prepend(QLatin1Char('.'));
-        checkOutputName(QStringLiteral("merged") + dot);
+        checkOutputFormat(QStringLiteral("merged") + dot);
         const int jobCount = parser.isSet(jobs) ? intOption(parser, QStringLiteral("jobs"), 1, 256)
                                                 : int(std::max(1u, std::thread::hardware_concurrency()));
         const QString parent = parser.value(batch);

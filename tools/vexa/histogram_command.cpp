@@ -187,8 +187,8 @@ int histogramCommand(const QStringList& arguments)
         usageError(inputs.isEmpty() ? QStringLiteral("no input file given")
                                     : QStringLiteral("unexpected argument '%1'").arg(inputs.at(1)));
     const QString in = inputs.first();
-    if (parser.isSet(output) && !canWriteFormat(parser.value(output)))
-        usageError(QStringLiteral("%1: no image format to write for this suffix").arg(parser.value(output)));
+    if (parser.isSet(output))
+        checkOutputName(parser.value(output));
 
     Task task;
     task.step(QStringLiteral("reading ") + in, 0);

@@ -13,6 +13,7 @@
 #include <QImageReader>
 #include <QImageWriter>
 #include <QRandomGenerator>
+#include <QTemporaryFile>
 
 #include <opencv2/imgproc.hpp>
 
@@ -44,6 +45,14 @@ const QByteArray& byteArrayMagic()
 
 const std::array<const char*, 6> kFormatNames{"gray", "bgr", "argb", "xrgb", "argb-premultiplied", "yuv422"};
 const std::array<const char*, 6> kChannelNames{"8u", "8s", "16u", "16s", "32s", "32f"};
+
+// "-" writes PNG to standard output, "-.SUFFIX" that suffix's format.
+bool isStandardOutput(const QString& fileName)
+{
+    return fileName == QLatin1String("-") || fileName.startsWith(QLatin1String("-."));
+}
+
+QString writtenName(const QString& fileName) { return fileName == QLatin1String("-") ? QStringLiteral("-.png") : fileName; }
 
 } // namespace
 
@@ -101,7 +110,44 @@ bool isByteArrayFile(const QString& fileName)
     return file.open(QIODevice::ReadOnly) && file.read(byteArrayMagic().size()) == byteArrayMagic();
 }
 
-VImage readImage(const QString& fileName, FileFacts* facts)
+namespace {
+
+// Standard input, kept in a temporary file for the run: readers need to seek and to look twice (the
+// header, then the pixels), which a pipe does not allow.
+QString standardInputCopy()
+{
+    static QTemporaryFile copy(QDir(QDir::tempPath()).filePath(QStringLiteral("vexa-stdin-XXXXXX")));
+    static bool kept = false;
+    if (!kept) {
+        kept = true;
+        QFile in;
+        if (!copy.open() || !in.open(stdin, QIODevice::ReadOnly))
+            runtimeError(QStringLiteral("-: cannot keep standard input: %1").arg(copy.errorString()));
+        char buffer[1 << 16];
+        for (qint64 n; (n = in.read(buffer, sizeof buffer)) > 0;)
+            if (copy.write(buffer, n) != n)
+                runtimeError(QStringLiteral("-: cannot keep standard input: %1").arg(copy.errorString()));
+        copy.flush();
+    }
+    return copy.fileName();
+}
+
+// Runs a reader on the file, or on standard input's copy for "-", whose failures then name "-".
+template <class Read>
+auto onInput(const QString& fileName, Read&& read)
+{
+    if (fileName != QLatin1String("-"))
+        return read(fileName);
+    const QString copy = standardInputCopy();
+    try {
+        return read(copy);
+    } catch (Failure& failure) {
+        failure.message.replace(copy, QStringLiteral("-"));
+        throw;
+    }
+}
+
+VImage readImageAt(const QString& fileName, FileFacts* facts)
 {
     const QFileInfo info(fileName);
     if (!info.exists())
@@ -153,7 +199,7 @@ VImage readImage(const QString& fileName, FileFacts* facts)
     return image;
 }
 
-FileFacts readFacts(const QString& fileName, QSize* size)
+FileFacts readFactsAt(const QString& fileName, QSize* size)
 {
     const QFileInfo info(fileName);
     if (!info.isFile() || !info.isReadable())
@@ -171,8 +217,6 @@ FileFacts readFacts(const QString& fileName, QSize* size)
         facts.text.append({key, reader.text(key)});
     return facts;
 }
-
-namespace {
 
 // A byte array's header, as VImage::toByteArray writes it (VImage.h describes it).
 bool peekByteArray(const QString& fileName, ImageShape* shape)
@@ -223,9 +267,7 @@ std::pair<VEXA::Format, VEXA::Channel> layoutOf(QImage::Format qFormat)
     return {alpha ? VEXA::ARGB : VEXA::XRGB, VEXA::Channel8u};
 }
 
-} // namespace
-
-bool peekImage(const QString& fileName, ImageShape* shape)
+bool peekImageAt(const QString& fileName, ImageShape* shape)
 {
     if (isByteArrayFile(fileName))
         return peekByteArray(fileName, shape);
@@ -251,6 +293,23 @@ bool peekImage(const QString& fileName, ImageShape* shape)
     } catch (const Failure&) {
         return false;
     }
+}
+
+} // namespace
+
+VImage readImage(const QString& fileName, FileFacts* facts)
+{
+    return onInput(fileName, [&](const QString& name) { return readImageAt(name, facts); });
+}
+
+FileFacts readFacts(const QString& fileName, QSize* size)
+{
+    return onInput(fileName, [&](const QString& name) { return readFactsAt(name, size); });
+}
+
+bool peekImage(const QString& fileName, ImageShape* shape)
+{
+    return onInput(fileName, [&](const QString& name) { return peekImageAt(name, shape); });
 }
 
 VImage inPair(const VImage& image, VEXA::Format format, VEXA::Channel channel)
@@ -317,15 +376,31 @@ bool canWriteFormat(const QString& fileName)
     return !suffix.isEmpty() && QImageWriter::supportedImageFormats().contains(suffix);
 }
 
+void checkOutputFormat(const QString& fileName)
+{
+    if (!isVexaName(writtenName(fileName)) && !canWriteFormat(writtenName(fileName)))
+        usageError(QStringLiteral("%1: no image format to write for this suffix (or use .vexa)").arg(fileName));
+}
+
 void checkOutputName(const QString& fileName)
 {
-    if (!isVexaName(fileName) && !canWriteFormat(fileName))
-        usageError(QStringLiteral("%1: no image format to write for this suffix (or use .vexa)").arg(fileName));
+    checkOutputFormat(fileName);
+    if (isStandardOutput(fileName))
+        return;
+    const QFileInfo info(fileName);
+    if (info.isDir())
+        runtimeError(QStringLiteral("%1: cannot write: it is a folder").arg(fileName));
+    const QFileInfo folder(info.absolutePath());
+    if (!folder.isDir())
+        runtimeError(QStringLiteral("%1: cannot write: no folder %2").arg(fileName, QDir::toNativeSeparators(folder.filePath())));
+    if (!folder.isWritable())
+        runtimeError(QStringLiteral("%1: cannot write: the folder is not writable").arg(fileName));
 }
 
 OutputFile::OutputFile(const QString& fileName) : fileName_(fileName)
 {
-    const QFileInfo info(fileName);
+    // Standard output gets the file whole, once written: in a temporary folder, then copied.
+    const QFileInfo info(isStandardOutput(fileName) ? QDir(QDir::tempPath()).filePath(QStringLiteral("vexa-stdout") + writtenName(fileName).mid(1)) : fileName);
     if (info.isDir())
         runtimeError(QStringLiteral("%1: cannot write: it is a folder").arg(fileName));
     const QString suffix = info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix();
@@ -357,6 +432,18 @@ OutputFile::~OutputFile()
 
 void OutputFile::commit()
 {
+    if (isStandardOutput(fileName_)) {
+        QFile from(temporary_), out;
+        if (!from.open(QIODevice::ReadOnly) || !out.open(stdout, QIODevice::WriteOnly))
+            runtimeError(QStringLiteral("-: cannot write: %1").arg(from.errorString()));
+        char buffer[1 << 16];
+        for (qint64 n; (n = from.read(buffer, sizeof buffer)) > 0;)
+            if (out.write(buffer, n) != n)
+                runtimeError(QStringLiteral("-: cannot write to standard output"));
+        if (!out.flush())
+            runtimeError(QStringLiteral("-: cannot write to standard output"));
+        return; // the temporary goes with this object
+    }
     if (::rename(QFile::encodeName(temporary_).constData(), QFile::encodeName(fileName_).constData()) != 0)
         runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName_, systemError(errno)));
     committed_ = true;

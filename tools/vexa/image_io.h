@@ -76,6 +76,9 @@ VEXA::Format parseFormat(const QString& text);
 VEXA::Channel parseChannel(const QString& text);
 
 // An output's name must end in ".vexa" or a suffix Qt writes images of; otherwise a usage error.
+void checkOutputFormat(const QString& fileName);
+// That, and the output's folder exists and takes files (a runtime error otherwise): checked before any
+// work starts, so that no long run is lost to a mistyped path.
 void checkOutputName(const QString& fileName);
 bool canWriteFormat(const QString& fileName);
 

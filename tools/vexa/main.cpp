@@ -25,13 +25,14 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"info", infoCommand, "size, format, hash and file facts of images"},
+    {"info", infoCommand, "size, format and file facts of images, from their headers"},
     {"convert", convertCommand, "an image in another format or channel type, or another file type"},
     {"histogram", histogramCommand, "the histogram of an image, as a table, JSON or a plot"},
     {"filter", filterCommand, "smoothing, sharpening, morphology and derivatives"},
-    {"transform", transformCommand, "resizing, rotation, flips and lens undistortion"},
+    {"transform", transformCommand, "cropping, resizing, rotation, flips and lens undistortion"},
+    {"crop", cropCommand, "a rectangle of an image (transform --crop)"},
     {"compare", compareCommand, "PSNR, SSIM and the largest difference of two images"},
-    {"montage", montageCommand, "images side by side with labels, depth maps in false colour"},
+    {"montage", montageCommand, "images side by side or in rows, labelled, depth maps in false colour"},
     {"focus-stack", focusStackCommand, "shots focused at different depths merged into one sharp image"},
     {"stabilize", stabilizeCommand, "a shaking frame sequence steadied, frame by frame"},
     {"panorama", panoramaCommand, "overlapping photos or stage-scan tiles joined into one image"},

@@ -66,17 +66,26 @@ QString valueText(double value, bool integer)
     return integer ? QString::number(qint64(std::llround(value))) : QString::number(value, 'g', 4);
 }
 
-QImage compose(const std::vector<Panel>& panels)
+// Rows of `columns` panels (all in one row when 0), each row as wide as its panels.
+QImage compose(const std::vector<Panel>& panels, int columns = 0)
 {
     constexpr int margin = 16, gap = 16, labelHeight = 26, legendHeight = 34;
     const bool legends = std::any_of(panels.begin(), panels.end(), [](const Panel& p) { return p.falseColour; });
-    int width = 2 * margin - gap;
-    for (const Panel& p : panels)
-        width += p.picture.width() + gap;
+    const int perRow = columns > 0 ? columns : int(panels.size());
+    const int rows = (int(panels.size()) + perRow - 1) / perRow;
+    qint64 width = 0;
+    for (size_t first = 0; first < panels.size(); first += size_t(perRow)) {
+        qint64 rowWidth = 2 * margin - gap;
+        for (size_t i = first; i < std::min(panels.size(), first + size_t(perRow)); ++i)
+            rowWidth += panels[i].picture.width() + gap;
+        width = std::max(width, rowWidth);
+    }
     const int height = panels.front().picture.height();
-    QImage canvas(width, 2 * margin + height + labelHeight + (legends ? legendHeight : 0), QImage::Format_RGB32);
+    const int rowHeight = height + labelHeight + (legends ? legendHeight : 0);
+    const qint64 canvasHeight = 2 * margin + qint64(rows) * rowHeight + qint64(rows - 1) * gap;
+    QImage canvas = width < (1 << 20) && canvasHeight < (1 << 20) ? QImage(int(width), int(canvasHeight), QImage::Format_RGB32) : QImage();
     if (canvas.isNull())
-        runtimeError(QStringLiteral("a montage of %1x%2 pixels is too large").arg(width).arg(canvas.height()));
+        runtimeError(QStringLiteral("a montage of %1x%2 pixels is too large").arg(width).arg(canvasHeight));
     canvas.fill(QColor(32, 32, 36));
     QPainter p(&canvas);
     p.setRenderHint(QPainter::Antialiasing);
@@ -91,12 +100,17 @@ QImage compose(const std::vector<Panel>& panels)
     cv::applyColorMap(ramp, rampColours, cv::COLORMAP_TURBO);
     const QImage rampImage = toQImage(rampColours);
 
-    int x = margin;
-    for (const Panel& panel : panels) {
+    int x = margin, top = margin;
+    for (size_t i = 0; i < panels.size(); ++i) {
+        const Panel& panel = panels[i];
+        if (i > 0 && i % size_t(perRow) == 0) {
+            x = margin;
+            top += rowHeight + gap;
+        }
         const int w = panel.picture.width();
-        p.drawImage(x, margin, panel.picture);
+        p.drawImage(x, top, panel.picture);
         p.setPen(QColor(235, 235, 235));
-        const QRect labelBox(x, margin + height + 4, w, labelHeight - 4);
+        const QRect labelBox(x, top + height + 4, w, labelHeight - 4);
         p.drawText(labelBox, Qt::AlignHCenter | Qt::AlignTop,
                    p.fontMetrics().elidedText(panel.label, Qt::ElideMiddle, w));
         if (panel.falseColour) {
@@ -149,7 +163,11 @@ int montageCommand(const QStringList& arguments)
                                     QStringLiteral("The images' common height, 16 to 10000 (default: the smallest "
                                                    "input's)."),
                                     QStringLiteral("H"));
-    parser.addOptions({output, labels, height});
+    const QCommandLineOption columns(QStringLiteral("columns"),
+                                     QStringLiteral("Rows of N images, left to right and top to bottom (default: "
+                                                    "all in one row)."),
+                                     QStringLiteral("N"));
+    parser.addOptions({output, labels, height, columns});
     if (!parseCommandLine(parser, QStringLiteral("montage"), arguments, Writes::ImageFiles))
         return ExitOk;
     const QStringList inputs = parser.positionalArguments();
@@ -158,8 +176,8 @@ int montageCommand(const QStringList& arguments)
     if (!parser.isSet(output))
         usageError(QStringLiteral("no output file: give one with -o FILE"));
     const QString out = parser.value(output);
-    if (!canWriteFormat(out))
-        usageError(QStringLiteral("%1: no image format to write for this suffix").arg(out));
+    checkOutputName(out);
+    const int perRow = parser.isSet(columns) ? intOption(parser, QStringLiteral("columns"), 1, 1000) : 0;
     QStringList names;
     for (const QString& in : inputs)
         names << QFileInfo(in).fileName();
@@ -192,7 +210,7 @@ int montageCommand(const QStringList& arguments)
         images[i] = VImage(); // its panel is all that is needed from here on
     }
     task.step(QStringLiteral("drawing"), 0.8);
-    writeImage(compose(panels), out, &task);
+    writeImage(compose(panels, perRow), out, &task);
     endProgress();
     return ExitOk;
 }

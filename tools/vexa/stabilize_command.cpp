@@ -70,7 +70,7 @@ int stabilizeCommand(const QStringList& arguments)
             usageError(QStringLiteral("two frames are named %1: their outputs would overwrite each other").arg(name));
         names.insert(name);
         const QString out = dir.filePath(name);
-        checkOutputName(out);
+        checkOutputFormat(out); // the folder is made when the frames are read
         if (QFileInfo(out).absoluteFilePath() == QFileInfo(frame).absoluteFilePath())
             usageError(QStringLiteral("%1: the output would overwrite the frame itself").arg(frame));
         outputs << out;
