@@ -3,7 +3,7 @@
 set -euo pipefail
 
 VEXA_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-VEXA_PACKAGES=(cmake ninja-build g++ pkg-config zlib1g-dev libpng-dev
+VEXA_PACKAGES=(cmake ninja-build g++ pkg-config zlib1g-dev libpng-dev libraw-dev libexiv2-dev libtiff-dev
                qt6-base-dev qt6-l10n-tools qt6-image-formats-plugins xvfb xauth
                libopencv-dev opencv-data libgtest-dev libbenchmark-dev clang libclang-rt-14-dev)
 
@@ -14,16 +14,19 @@ as_root() {
     fi
 }
 
-install_missing_packages() {
+# install_packages PACKAGE...: installs those of the named Debian packages that are missing.
+install_packages() {
     local missing=()
-    for p in "${VEXA_PACKAGES[@]}"; do
+    for p in "$@"; do
         dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
     done
     [ ${#missing[@]} -eq 0 ] && return 0
-    echo "installing: ${missing[*]}"
+    echo "installing: ${missing[*]}" >&2
     as_root env DEBIAN_FRONTEND=noninteractive apt-get update -qq
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
+
+install_missing_packages() { install_packages "${VEXA_PACKAGES[@]}"; }
 
 # configure_and_build BUILD_DIR [cmake options...]
 configure_and_build() {

@@ -173,7 +173,13 @@ VImage readImageAt(const QString& fileName, FileFacts* facts)
     bool read = false;
     {
         const StderrSilenced quiet;
-        if (facts) {
+        if (VEXA::isRawFile(fileName)) {
+            // Developed by LibRaw; Qt's TIFF reader would take the small preview some of them carry.
+            image = VEXA::readImageFile(fileName);
+            read = image.status() && !image.isEmpty();
+            if (facts)
+                *facts = FileFacts{QStringLiteral("raw"), {}, QSize()};
+        } else if (facts) {
             // One decoding gives both the pixels, as VImage::load would take them, and the file's facts.
             QImageReader reader(fileName);
             reader.setDecideFormatFromContent(true);
@@ -271,7 +277,7 @@ bool peekImageAt(const QString& fileName, ImageShape* shape)
 {
     if (isByteArrayFile(fileName))
         return peekByteArray(fileName, shape);
-    {
+    if (!VEXA::isRawFile(fileName)) { // raw files tell their size once developed
         const StderrSilenced quiet;
         QImageReader reader(fileName);
         if (!reader.canRead())

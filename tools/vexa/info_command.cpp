@@ -8,6 +8,8 @@
 #include <QJsonObject>
 #include <QTextStream>
 
+#include <vexa/imp/raw_files.h>
+
 #include <opencv2/core.hpp>
 
 namespace vexatool {
@@ -19,7 +21,7 @@ QJsonObject describe(const QString& fileName, bool hash, bool stats)
     FileFacts facts;
     VImage image; // the pixels, read only when asked for
     ImageShape shape;
-    if (hash || stats) {
+    if (hash || stats || VEXA::isRawFile(fileName)) {
         image = readImage(fileName, &facts);
         shape = ImageShape{image.size(), image.format(), image.channelType()};
     } else {

@@ -123,6 +123,8 @@ bool holdsSixteenBits(const QString& fileName)
 
 VImage readImageFile(const QString& fileName, const FileReadOptions& options)
 {
+    if (options.keepDepth && isRawFile(fileName))
+        return readRawFile(fileName, options.raw);
     if (options.keepDepth) {
         // Asked as a plain integer: some plug-ins answer a damaged header with no value of QImage::Format.
         QImageReader probe(fileName);

@@ -1,0 +1,39 @@
+// Camera raw files, developed through LibRaw.
+//
+// A raw file holds the sensor's mosaic, not a picture: it has to be developed (black and white levels,
+// white balance, demosaicing, the camera's colour matrix into sRGB, a tone curve) before the library can
+// work on it. Qt's readers cannot do that, and the TIFF reader takes many raw files for the small preview
+// they carry, so raw files come in here instead:
+// - readRawFile: the developed picture at full size, upright as shot, as BGR 16u (blue first). Linear keeps
+//   the sensor's levels (gamma 1, no brightening: the raw white level becomes 65535); otherwise the picture
+//   is as LibRaw develops it by default (BT.709 curve, brightened so that 1% of the pixels clip). White
+//   balance is the camera's as-shot one, or its daylight one. A file is refused before its data are
+//   decoded when developing it would hold more than imageSizeLimit() bytes at its peak (16 bytes a pixel:
+//   the sensor's samples, LibRaw's four working components and the picture), and LibRaw's own allocation
+//   ceiling is kept under that limit too. Every failure (unreadable, not raw, damaged or cut-off data, too
+//   large) gives an empty image whose status carries the reason (issue 600); nothing is thrown.
+// - isRawFile: whether readRawFile is the reader for a file. LibRaw must open it (by its contents), and it
+//   must either carry a DNG version or have the suffix of a camera's raw format (arw, cr2, nef, orf...).
+//   The suffix is asked because LibRaw also opens plain TIFFs of 16-bit gray that name a camera maker,
+//   taking them for a mosaic, while they are ordinary images for Qt's reader; "dng" is not such a suffix,
+//   since a real DNG always says which version it is.
+// Each call uses a decoder of its own, and only the opening of files (a few header reads) takes turns, so
+// both may be called from any number of threads at once.
+#pragma once
+
+#include <vexa/imp/VImage.h>
+#include <vexa/vexa_export.h>
+
+#include <QString>
+
+namespace VEXA {
+
+struct RawReadOptions {
+    bool linear = false;            // true: the sensor's levels (gamma 1, no brightening); false: LibRaw's curve
+    bool cameraWhiteBalance = true; // true: as shot; false: the camera's daylight balance
+};
+
+VEXA_EXPORT VImage readRawFile(const QString& fileName, const RawReadOptions& options = RawReadOptions());
+VEXA_EXPORT bool isRawFile(const QString& fileName);
+
+} // namespace VEXA
