@@ -113,6 +113,22 @@ QImage deepQImage(const VImage& sixteen)
     return out;
 }
 
+// An 8u image for Qt's writers: a view of its rows where Qt has the same layout (no copy of a large
+// picture just to write it), else toQImage's copy.
+QImage eightBitQImage(const VImage& image)
+{
+    QImage::Format format = QImage::Format_Invalid;
+    switch (image.format()) {
+    case GrayScale: format = QImage::Format_Grayscale8; break;
+    case BGR: format = QImage::Format_BGR888; break;
+    case XRGB: format = QImage::Format_RGB32; break;
+    case ARGB: format = QImage::Format_ARGB32; break;
+    case ARGB_Premultiplied: format = QImage::Format_ARGB32_Premultiplied; break;
+    default: return toQImage(image);
+    }
+    return QImage(image.rawData(), image.width(), image.height(), int(image.bytesPerLine()), format);
+}
+
 } // namespace
 
 bool holdsSixteenBits(const QString& fileName)
@@ -166,7 +182,7 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
             writePng(storable, &file, options.compression);
             return VStatus::Ok;
         }
-        const QImage qImage = storable.channelType() == Channel16u ? deepQImage(storable) : toQImage(storable);
+        const QImage qImage = storable.channelType() == Channel16u ? deepQImage(storable) : eightBitQImage(storable);
         if (qImage.isNull())
             return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
         QImageWriter writer(&file, qtFormat);
