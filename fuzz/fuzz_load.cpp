@@ -1,5 +1,6 @@
-// VImage::load and readImageFile (16-bit colour kept, camera raw developed) of any file contents, through
-// every image reader Qt and LibRaw have here; what loads must convert, save back and be counted.
+// VImage::load and readImageFile (16-bit colour kept, camera raw developed, EXIF orientation read through
+// exiv2 and applied) of any file contents, through every image reader Qt and LibRaw have here; what loads
+// must convert, save back and be counted.
 #include "fuzz_common.h"
 
 #include <QDir>

@@ -257,7 +257,9 @@ TEST_F(Files, SixteenBitsGoThroughPngAndTiffBitForBit)
     EXPECT_TRUE(sameRoiBytes(readImageFile(path("float.png")), half.convertScaled(GrayScale, Channel16u)));
     ASSERT_TRUE(writeImageFile(makeImage(4, 2, XRGB, Channel16u), path("eight.jpg")));
     EXPECT_EQ(readImageFile(path("eight.jpg")).channelType(), Channel8u);
-    EXPECT_EQ(readImageFile(path("deep.png"), FileReadOptions{false, {}}).channelType(), Channel8u);
+    FileReadOptions eightBits;
+    eightBits.keepDepth = false;
+    EXPECT_EQ(readImageFile(path("deep.png"), eightBits).channelType(), Channel8u);
 }
 
 TEST_F(Files, OwnPngWriterReadsBackAsQtsAndWritesWholeFilesOnly)

@@ -22,6 +22,7 @@
 #include <vexa/imp/qimage_support.h>
 #include <vexa/imp/image_files.h>
 #include <vexa/imp/raw_files.h>
+#include <vexa/imp/file_metadata.h>
 #include <vexa/imp/raster.h>
 
 #include <vexa/gen/gen_analysis_image.h>

@@ -337,8 +337,12 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command, const 
                        "run-length deflate that compresses photographs about as well as level 6. TIFF: 0 "
                        "none (the default), 1 LZW."),
         QStringLiteral("N"));
+    const QCommandLineOption keepOrientation(
+        QStringLiteral("keep-orientation"),
+        QStringLiteral("Read images as stored, not turned upright by their EXIF orientation (which then "
+                       "goes into the output as it was)."));
     if (writes == Writes::ImageFiles)
-        parser.addOptions({quality, compression});
+        parser.addOptions({quality, compression, keepOrientation});
     if (!parser.parse(QStringList{QStringLiteral("vexa")} + arguments))
         usageError(parser.errorText());
     if (writes == Writes::ImageFiles) {
@@ -346,6 +350,7 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command, const 
             writeSettings().quality = intOption(parser, quality.names().first(), 0, 100);
         if (parser.isSet(compression))
             writeSettings().compression = intOption(parser, compression.names().first(), 0, 9);
+        readSettings().applyOrientation = !parser.isSet(keepOrientation);
     }
     if (!parser.isSet(help) && !parser.isSet(QStringLiteral("help-all")))
         return true;

@@ -261,7 +261,7 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
         writeImage(falseColourPicture(depth, QStringLiteral("depth: the shot each pixel came from (0 = first)")),
                    depthFiles.picture, &task);
     if (!depthFiles.raw.isEmpty())
-        writeImage(depth, depthFiles.raw, &task);
+        writeImage(depth, depthFiles.raw, &task, false);
     run.write = clock.nsecsElapsed();
     run.total = total.nsecsElapsed();
     return run;

@@ -3,6 +3,7 @@
 #include "cli.h"
 
 #include <vexa/gen/gen_image_converters.h>
+#include <vexa/imp/file_metadata.h>
 #include <vexa/imp/image_files.h>
 #include <vexa/imp/qimage_support.h>
 
@@ -21,6 +22,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <fcntl.h>
 #include <system_error>
 #include <unistd.h>
@@ -147,6 +149,28 @@ auto onInput(const QString& fileName, Read&& read)
     }
 }
 
+// The EXIF block and colour profile of the first image file the run reads, carried to what it writes.
+struct CarriedMetadata {
+    bool taken = false;
+    VEXA::FileMetadata metadata;
+};
+
+CarriedMetadata& carried()
+{
+    static CarriedMetadata first;
+    return first;
+}
+
+void keepMetadataOf(const QString& fileName)
+{
+    static std::mutex mutex; // shots are read on several threads at once
+    const std::lock_guard lock(mutex);
+    if (carried().taken)
+        return;
+    carried().taken = true;
+    carried().metadata = VEXA::readFileMetadata(fileName);
+}
+
 VImage readImageAt(const QString& fileName, FileFacts* facts)
 {
     const QFileInfo info(fileName);
@@ -175,7 +199,7 @@ VImage readImageAt(const QString& fileName, FileFacts* facts)
         const StderrSilenced quiet;
         if (VEXA::isRawFile(fileName)) {
             // Developed by LibRaw; Qt's TIFF reader would take the small preview some of them carry.
-            image = VEXA::readImageFile(fileName);
+            image = VEXA::readImageFile(fileName, readSettings());
             read = image.status() && !image.isEmpty();
             if (facts)
                 *facts = FileFacts{QStringLiteral("raw"), {}, QSize()};
@@ -193,9 +217,11 @@ VImage readImageAt(const QString& fileName, FileFacts* facts)
                 facts->text.append({key, qImage.text(key)});
             facts->dotsPerMetre = QSize(qImage.dotsPerMeterX(), qImage.dotsPerMeterY());
         } else {
-            image = VEXA::readImageFile(fileName); // 16-bit colour stays 16-bit
+            image = VEXA::readImageFile(fileName, readSettings()); // 16-bit colour stays 16-bit
             read = image.status() && !image.isEmpty();
         }
+        if (read)
+            keepMetadataOf(fileName);
     }
     if (!read)
         runtimeError(QStringLiteral("%1: cannot read the image: %2")
@@ -471,7 +497,13 @@ VEXA::FileWriteOptions& writeSettings()
     return settings;
 }
 
-void writeImage(const VImage& image, const QString& fileName, Task* task)
+VEXA::FileReadOptions& readSettings()
+{
+    static VEXA::FileReadOptions settings;
+    return settings;
+}
+
+void writeImage(const VImage& image, const QString& fileName, Task* task, bool carryMetadata)
 {
     checkWritable(image.format(), image.channelType(), fileName);
     const bool byteArray = isVexaName(fileName);
@@ -492,6 +524,12 @@ void writeImage(const VImage& image, const QString& fileName, Task* task)
     } else if (!VEXA::writeImageFile(image, output.temporaryName(), writeSettings())) {
         runtimeError(QStringLiteral("%1: cannot write the image file").arg(fileName));
     }
+    const VEXA::FileMetadata& metadata = carried().metadata;
+    if (carryMetadata && !byteArray && !metadata.isEmpty() && VEXA::holdsMetadata(output.temporaryName())) {
+        const VStatus kept = VEXA::writeFileMetadata(output.temporaryName(), metadata, readSettings().applyOrientation);
+        if (!kept)
+            printError(QStringLiteral("warning: %1: the input's metadata could not be kept: %2").arg(fileName, reasonOf(kept)));
+    }
     if (task)
         task->checkCancelled();
     output.commit();
@@ -502,7 +540,7 @@ void writeImage(const QImage& image, const QString& fileName, Task* task)
     VImage converted;
     if (!VEXA::fromQImage(image, &converted))
         runtimeError(QStringLiteral("%1: cannot convert the picture to write it").arg(fileName));
-    writeImage(converted, fileName, task);
+    writeImage(converted, fileName, task, false);
 }
 
 void saveImage(const cv::Mat& mat, const QString& fileName) { writeImage(toVImage(mat), fileName); }

@@ -105,12 +105,17 @@ private:
 // How image files are written for the rest of the run: JPEG and WebP quality, PNG and TIFF compression
 // (-1 for the defaults), as the command line set them.
 VEXA::FileWriteOptions& writeSettings();
+// How image files are read for the rest of the run (EXIF orientation applied unless --keep-orientation).
+VEXA::FileReadOptions& readSettings();
 
 // Writes the image: a ".vexa" name gets the byte array, holding any image exactly; other names an image
 // file (VEXA::writeImageFile), which holds 8-bit and 16-bit images, 16 bits in PNG and TIFF and the same
 // picture in 8 bits elsewhere (anything else is refused with a pointer to ".vexa").
 // With a task: shown as a step, and an interruption before the rename leaves nothing behind.
-void writeImage(const VImage& image, const QString& fileName, Task* task = nullptr);
+// The EXIF block and colour profile of the first image file the run read go into image files that hold
+// them (JPEG, PNG, TIFF, WebP), orientation 1 where the pixels were turned upright; carryMetadata false
+// for pictures of the tool's own (plots, depth maps).
+void writeImage(const VImage& image, const QString& fileName, Task* task = nullptr, bool carryMetadata = true);
 // The refusal writeImage would give, for checking before the work is done.
 void checkWritable(VEXA::Format format, VEXA::Channel channel, const QString& fileName);
 void writeImage(const QImage& image, const QString& fileName, Task* task = nullptr);

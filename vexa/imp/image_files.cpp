@@ -137,10 +137,10 @@ bool holdsSixteenBits(const QString& fileName)
     return suffix == QLatin1String("png") || suffix == QLatin1String("tif") || suffix == QLatin1String("tiff");
 }
 
-VImage readImageFile(const QString& fileName, const FileReadOptions& options)
+namespace {
+
+VImage readStored(const QString& fileName, const FileReadOptions& options)
 {
-    if (options.keepDepth && isRawFile(fileName))
-        return readRawFile(fileName, options.raw);
     if (options.keepDepth) {
         // Asked as a plain integer: some plug-ins answer a damaged header with no value of QImage::Format.
         QImageReader probe(fileName);
@@ -152,6 +152,23 @@ VImage readImageFile(const QString& fileName, const FileReadOptions& options)
     VImage image;
     image.load(fileName);
     return image;
+}
+
+} // namespace
+
+VImage readImageFile(const QString& fileName, const FileReadOptions& options)
+{
+    if (options.keepDepth && isRawFile(fileName))
+        return readRawFile(fileName, options.raw);
+    const VImage image = readStored(fileName, options);
+    if (!options.applyOrientation || !image.status() || image.isEmpty())
+        return image;
+    // Asked of the formats that carry an orientation, told by their contents.
+    static const QList<QByteArray> oriented{"jpeg", "png", "tiff", "webp"};
+    if (!oriented.contains(QImageReader::imageFormat(fileName)))
+        return image;
+    const int orientation = readFileMetadata(fileName).orientation;
+    return orientation == 1 ? image : orientedImage(image, orientation);
 }
 
 VStatus writeImageFile(const VImage& image, const QString& fileName, const FileWriteOptions& options)

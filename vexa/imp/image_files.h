@@ -5,7 +5,9 @@
 // - readImageFile: 16-bit colour PNG and TIFF become XRGB 16u (no alpha), ARGB 16u or ARGB_Premultiplied
 //   16u, 16-bit gray GrayScale 16u; camera raw files (isRawFile) developed by readRawFile as BGR 16u;
 //   everything else as VImage::load reads it. With keepDepth false, exactly VImage::load. Failures are
-//   VImage::load's (readRawFile's for raw files), in the returned image's status.
+//   VImage::load's (readRawFile's for raw files), in the returned image's status. A JPEG, PNG, TIFF or
+//   WebP whose EXIF orientation is not 1 comes in upright (orientedImage), as viewers show it, unless
+//   applyOrientation is false; raw files come upright from LibRaw.
 // - writeImageFile: into PNG and TIFF, images of 16u (and of 8s, 16s, 32s and 32f, brought to 16u as the
 //   same picture by convertImageScaled) are written with 16 bits a component: GrayScale as 16-bit gray,
 //   BGR and XRGB as 16-bit colour, ARGB and ARGB_Premultiplied with alpha. 8u images, and every image into
@@ -18,6 +20,7 @@
 #pragma once
 
 #include <vexa/imp/VImage.h>
+#include <vexa/imp/file_metadata.h>
 #include <vexa/imp/raw_files.h>
 #include <vexa/vexa_export.h>
 
@@ -26,8 +29,9 @@
 namespace VEXA {
 
 struct FileReadOptions {
-    bool keepDepth = true; // false: 16-bit colour comes in as 8 bits, as VImage::load reads it
-    RawReadOptions raw;    // how camera raw files are developed
+    bool keepDepth = true;        // false: 16-bit colour comes in as 8 bits, as VImage::load reads it
+    RawReadOptions raw;           // how camera raw files are developed
+    bool applyOrientation = true; // false: the pixels as stored, whatever the EXIF orientation says
 };
 
 VEXA_EXPORT VImage readImageFile(const QString& fileName, const FileReadOptions& options = FileReadOptions());

@@ -1,0 +1,67 @@
+// Metadata of image files: the EXIF block, the ICC colour profile and the EXIF orientation, read and
+// written through exiv2, and pixels turned upright for an orientation.
+//
+// - readFileMetadata: from any file exiv2 reads (JPEG, PNG, TIFF, WebP, camera raws...), the EXIF block
+//   re-encoded by exiv2 as a little-endian TIFF-structured block (byte-order mark first: what a JPEG's APP1
+//   segment holds after "Exif\0\0"), the ICC profile, and Exif.Image.Orientation (1 when absent, not an
+//   integer or outside 1..8). The profile is kept in iccProfile only (a TIFF's InterColorProfile tag moves
+//   there), and the IFD0 tags telling how a TIFF stores its pixels (size, samples, strips...) are left out.
+//   A file exiv2 can't open or parse, a format it doesn't know (PPM, XPM...), and metadata it reports
+//   damaged with no EXIF tag recovered give empty metadata and a failed status (issue 600) with exiv2's
+//   reason on one line; a block with some tags damaged keeps the tags exiv2 recovered.
+// - writeFileMetadata: into an existing file of a suffix holdsMetadata accepts, the EXIF block and the ICC
+//   profile; an empty one keeps the file's own. The written Exif.Image.Orientation is 1 when
+//   orientationApplied (the pixels are upright already), else metadata.orientation, except that with no
+//   block given an orientation of 1 leaves the file's own alone; the tag is added only for a value other
+//   than 1, and an XMP packet already in the file has its tiff:Orientation kept in step. The EXIF
+//   thumbnail is dropped (it shows the picture as it was before), so are the IFD0 tags telling how a TIFF
+//   stored its pixels, and Exif.Photo.PixelXDimension and PixelYDimension, where present, get the file's
+//   own size. Empty metadata, and files of other suffixes, are left alone (Ok). The file is replaced only
+//   once the whole write succeeded; a failure (issue 700) leaves it as it was.
+//   What each format keeps:
+//     JPEG  EXIF (APP1) and profile (APP2, in pieces when over 64 KB); Qt's reader finds both.
+//     PNG   EXIF as a "Raw profile type exif" text chunk (readFileMetadata reads it, Qt's reader doesn't)
+//           and the profile as iCCP, named "ICC profile" (exiv2 0.27 leaves the name empty, which libpng
+//           refuses, profile and all).
+//     TIFF  EXIF tags in IFD0 and its EXIF directory, the profile as InterColorProfile; the tags of the
+//           image's own layout stay the file's. Orientation is the TIFF's own tag, applied by Qt's reader.
+//     WebP  EXIF and ICCP chunks, flagged in VP8X (exiv2 0.27 labels the ICCP chunk as a second VP8X,
+//           which no reader accepts; it is put right here). Qt's reader applies no orientation from it.
+// - holdsMetadata: whether writeFileMetadata writes into a file of this name, by its suffix (jpg, jpeg,
+//   png, tif, tiff, webp).
+// - orientedImage: the image as a viewer shows it for an EXIF orientation: 2 mirrored left to right, 3
+//   turned a half turn, 4 mirrored top to bottom, 5 transposed (mirrored about the top-left to
+//   bottom-right diagonal), 6 turned a quarter clockwise, 7 transversed (mirrored about the other
+//   diagonal), 8 turned a quarter counter-clockwise: what Qt's reader gives with auto-transform on. 1, and
+//   values outside 1..8, return the image itself. Row 0 is the top as displayed whatever the origin, as the
+//   file readers and writers and toQImage take it; the result keeps the source's format, channel type,
+//   origin and rows alignment, with the whole image as roi. Every format and channel type, but YUV422 only
+//   for 1 (two pixels share their chroma, so columns can't be moved apart): else a failed status (issue
+//   3200). An invalid or empty image is returned as it is.
+//
+// exiv2 logs what it steps over instead of throwing. This library sets exiv2's log level and handler, once
+// and for the whole process: errors reach the status of the reading thread, nothing is printed.
+#pragma once
+
+#include <vexa/imp/VImage.h>
+#include <vexa/vexa_export.h>
+
+#include <QByteArray>
+#include <QString>
+
+namespace VEXA {
+
+struct FileMetadata {
+    QByteArray exif;       // TIFF-structured EXIF block, little-endian as read; empty when none
+    QByteArray iccProfile; // the ICC profile as stored; empty when none
+    int orientation = 1;   // EXIF orientation, 1..8
+
+    bool isEmpty() const { return exif.isEmpty() && iccProfile.isEmpty() && orientation == 1; }
+};
+
+VEXA_EXPORT FileMetadata readFileMetadata(const QString& fileName, VStatus* status = nullptr);
+VEXA_EXPORT VStatus writeFileMetadata(const QString& fileName, const FileMetadata& metadata, bool orientationApplied);
+VEXA_EXPORT bool holdsMetadata(const QString& fileName);
+VEXA_EXPORT VImage orientedImage(const VImage& image, int orientation);
+
+} // namespace VEXA
