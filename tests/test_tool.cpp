@@ -288,6 +288,8 @@ TEST_F(VexaTool, ByteArraysKeepWhatImageFilesCannotAndInfoDescribesBoth)
         ASSERT_TRUE(eight.load(path("gray8.png")));
         EXPECT_EQ(eight.pixel(1, 1).first().toInt(), value) << extra.join(' ').toStdString();
     }
+    const QJsonObject counted = jsonOf(vexa({"histogram", "--json", path("gray16.png")}));
+    EXPECT_EQ(counted["components"].toObject()["gray"].toArray()[149].toInt(), 16) << "counted as the 8-bit picture";
 
     const QJsonArray files = QJsonDocument::fromJson(vexa({"info", "--json", "--hash", shot(0), path("float.vexa")}).out).array();
     ASSERT_EQ(files.size(), 2);

@@ -173,7 +173,8 @@ int histogramCommand(const QStringList& arguments)
     parser.setApplicationDescription(
         QStringLiteral("Counts the values 0 to 255 of each component of an 8-bit image (gray: its values; "
                        "colour: blue, green, red and luminance) and prints them as a table of the values that "
-                       "occur, or as JSON; -o draws them as a plot instead of the table."));
+                       "occur, or as JSON; -o draws them as a plot instead of the table. Images of other depths are "
+                       "counted as the same picture in 8 bits (16-bit 65535 is 255, float 1.0 is 255)."));
     parser.addPositionalArgument(QStringLiteral("in"), QStringLiteral("The image file or .vexa file."), QStringLiteral("IN"));
     const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
                                     QStringLiteral("Draw the histogram to the image file PLOT (e.g. .png)."),
@@ -192,10 +193,14 @@ int histogramCommand(const QStringList& arguments)
 
     Task task;
     task.step(QStringLiteral("reading ") + in, 0);
-    const VImage image = readImage(in);
-    if (image.channelType() != VEXA::Channel8u || image.format() == VEXA::YUV422)
-        runtimeError(QStringLiteral("%1: histograms are of 8-bit gray and colour images, not %2; convert it first")
-                         .arg(in, pairName(image.format(), image.channelType())));
+    const VImage stored = readImage(in);
+    VImage image = stored;
+    if (stored.channelType() != VEXA::Channel8u || stored.format() == VEXA::YUV422) {
+        image = inPair(stored, stored.format() == VEXA::GrayScale ? VEXA::GrayScale : VEXA::XRGB, VEXA::Channel8u);
+        if (image.isEmpty())
+            runtimeError(QStringLiteral("%1: cannot bring %2 to 8 bits to count it")
+                             .arg(in, pairName(stored.format(), stored.channelType())));
+    }
     VHistogram histogram;
     task.step(QStringLiteral("counting"), 0.3);
     task.run(in + QStringLiteral(": cannot count the histogram"), 0.3, 0.7,
@@ -206,7 +211,7 @@ int histogramCommand(const QStringList& arguments)
                                   .arg(QFileInfo(in).fileName())
                                   .arg(image.width())
                                   .arg(image.height())
-                                  .arg(pairName(image.format(), image.channelType()));
+                                  .arg(pairName(stored.format(), stored.channelType()));
         task.step(QStringLiteral("drawing"), 0.8);
         writeImage(plot(components, title), parser.value(output), &task);
     }
