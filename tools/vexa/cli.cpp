@@ -148,7 +148,7 @@ public:
                 e.fraction = std::max(e.fraction, std::clamp(fraction, 0.0, 1.0)); // a bar never runs back
                 if (ownStep)
                     e.step = stage;
-                e.stage = ownStep || stage == e.step ? QString() : stage;
+                e.stage = ownStep || e.step.startsWith(stage) ? QString() : stage; // "writing X" says "writing"
             }
         draw();
     }
