@@ -1,5 +1,7 @@
 #include "MainWindow.h"
 
+#include <vexa/imp/image_files.h>
+
 #include "ImageViewer.h"
 #include "Tools.h"
 
@@ -436,8 +438,7 @@ VImage MainWindow::selectedShot(QString* name)
         *name = QFileInfo(shots_[index]).fileName();
     if (index != cachedShotIndex_) {
         cachedShotIndex_ = index;
-        cachedShot_ = VImage();
-        cachedShot_.load(shots_[index]); // a failure is already shown on its thumbnail
+        cachedShot_ = VEXA::readImageFile(shots_[index]); // a failure is already shown on its thumbnail
     }
     return cachedShot_;
 }
@@ -490,8 +491,9 @@ void MainWindow::saveImage(const VImage& image, const QString& title)
     if (QFileInfo(name).suffix().isEmpty())
         name += QStringLiteral(".png");
     const LibraryErrors errors;
-    if (!image.save(name)) {
-        const QString reason = image.status() ? errors.first() : image.status().message();
+    const VStatus saved = VEXA::writeImageFile(image, name); // 16-bit results stay 16-bit in PNG and TIFF
+    if (!saved) {
+        const QString reason = saved.message().isEmpty() ? errors.first() : saved.message();
         showError(tr("Cannot save %1").arg(QDir::toNativeSeparators(name)), reason);
         return;
     }

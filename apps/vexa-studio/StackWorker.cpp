@@ -1,5 +1,6 @@
 #include "StackWorker.h"
 
+#include <vexa/imp/image_files.h>
 #include <vexa/imp/qimage_support.h>
 
 #include <QFileInfo>
@@ -8,6 +9,36 @@
 #include <thread>
 
 namespace studio {
+
+namespace {
+
+// A shot as the merge takes it: upright, raw files developed; for the depth-map merge in the first shot's
+// layout and depth where the merge keeps them (gray, BGR, XRGB, ARGB of 8u, 16u, 32f), the other merges
+// and other layouts in 8-bit colour, always as the same picture.
+VImage readShot(const QString& file, VImageBlender::MultifocusMethod method, const VImageHeader* first)
+{
+    const VImage read = VEXA::readImageFile(file);
+    if (!read.status() || read.isEmpty())
+        return read;
+    VEXA::Format format = VEXA::XRGB;
+    VEXA::Channel channel = VEXA::Channel8u;
+    if (method == VImageBlender::MultifocusDepthMap) {
+        const VEXA::Format f = first ? first->format : read.format();
+        const VEXA::Channel c = first ? first->channelType : read.channelType();
+        if ((f == VEXA::GrayScale || f == VEXA::BGR || f == VEXA::XRGB || f == VEXA::ARGB) &&
+            (c == VEXA::Channel8u || c == VEXA::Channel16u || c == VEXA::Channel32f)) {
+            format = f;
+            channel = c;
+        }
+    }
+    if (read.format() == format && read.channelType() == channel)
+        return read;
+    // Straight alpha reaches other layouts by way of premultiplied colour.
+    const VImage source = read.format() == VEXA::ARGB ? read.convertScaled(VEXA::ARGB_Premultiplied) : read;
+    return source.convertScaled(format, channel);
+}
+
+} // namespace
 
 LibraryErrors::LibraryErrors() : texts_(std::make_shared<QStringList>())
 {
@@ -141,8 +172,8 @@ JobResult StackWorker::doReadShots(const QStringList& files, int thumbnailSize)
             break;
         }
         progress_.report(double(i) / files.size(), tr("reading %1").arg(QFileInfo(files[i]).fileName()));
-        VImage shot;
-        if (!shot.load(files[i])) {
+        const VImage shot = VEXA::readImageFile(files[i]);
+        if (!shot.status() || shot.isEmpty()) {
             emit thumbnailRead(i, QImage(), shot.status().message());
             continue;
         }
@@ -169,9 +200,10 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
         const VProgress::Section section(&progress_, shotsPart * i / count, shotsPart * (i + 1) / count);
         stagePrefix_ = tr("shot %1 of %2: ").arg(i + 1).arg(count);
         progress_.report(0, tr("reading %1").arg(name));
-        VImage shot;
-        if (!shot.load(files[i])) {
-            result.error = tr("%1: %2").arg(name, shot.status().message());
+        const VImage shot = readShot(files[i], method, i > 0 ? &first : nullptr);
+        if (!shot.status() || shot.isEmpty()) {
+            result.error = tr("%1: %2").arg(name, shot.status() ? tr("cannot bring it to the first shot's layout")
+                                                                 : shot.status().message());
             return result;
         }
         if (progress_.isCancelled() || !blender.addImage(shot)) {
