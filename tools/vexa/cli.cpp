@@ -341,8 +341,12 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command, const 
         QStringLiteral("keep-orientation"),
         QStringLiteral("Read images as stored, not turned upright by their EXIF orientation (which then "
                        "goes into the output as it was)."));
+    const QCommandLineOption rawLinear(
+        QStringLiteral("raw-linear"),
+        QStringLiteral("Develop camera raw files with the sensor's linear levels (gamma 1, no brightening) "
+                       "instead of the usual tone curve."));
     if (writes == Writes::ImageFiles)
-        parser.addOptions({quality, compression, keepOrientation});
+        parser.addOptions({quality, compression, keepOrientation, rawLinear});
     if (!parser.parse(QStringList{QStringLiteral("vexa")} + arguments))
         usageError(parser.errorText());
     if (writes == Writes::ImageFiles) {
@@ -351,6 +355,7 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command, const 
         if (parser.isSet(compression))
             writeSettings().compression = intOption(parser, compression.names().first(), 0, 9);
         readSettings().applyOrientation = !parser.isSet(keepOrientation);
+        readSettings().raw.linear = parser.isSet(rawLinear);
     }
     if (!parser.isSet(help) && !parser.isSet(QStringLiteral("help-all")))
         return true;
