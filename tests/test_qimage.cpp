@@ -260,6 +260,14 @@ TEST_F(Files, SixteenBitsGoThroughPngAndTiffBitForBit)
     FileReadOptions eightBits;
     eightBits.keepDepth = false;
     EXPECT_EQ(readImageFile(path("deep.png"), eightBits).channelType(), Channel8u);
+    // 8-bit colour, decoded straight into the image's rows, is what load gives.
+    for (const char* name : {"colour.png", "colour.jpg"})
+        for (const Format format : {XRGB, ARGB}) {
+            ASSERT_TRUE(makeImage(33, 7, format, Channel8u, 9).save(path(name)));
+            VImage loaded;
+            ASSERT_TRUE(loaded.load(path(name)));
+            EXPECT_TRUE(readImageFile(path(name)).isEqual(loaded)) << name << " " << format;
+        }
 }
 
 TEST_F(Files, OwnPngWriterReadsBackAsQtsAndWritesWholeFilesOnly)

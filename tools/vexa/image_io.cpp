@@ -510,23 +510,30 @@ void writeImage(const VImage& image, const QString& fileName, Task* task, bool c
     if (task)
         task->step(QStringLiteral("writing ") + fileName);
     OutputFile output(fileName);
+    const QString written = output.temporaryName();
+    const VEXA::FileMetadata& metadata = carried().metadata;
+    VEXA::FileWriteOptions options = writeSettings();
+    if (carryMetadata)
+        options.iccProfile = metadata.iccProfile; // in the stream where the writer can; else afterwards
     if (byteArray) {
         const QByteArray bytes = image.toByteArray();
         if (bytes.isEmpty())
             runtimeError(QStringLiteral("%1: cannot make the image's byte array").arg(fileName));
-        QFile file(output.temporaryName());
+        QFile file(written);
         if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
             runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, file.errorString()));
     } else if (task) {
         // The write reports its rows into the rest of the bar.
         task->run(fileName + QStringLiteral(": cannot write the image file"), task->progress()->fraction(), 1.0,
-                  [&] { return VEXA::writeImageFile(image, output.temporaryName(), writeSettings()); });
-    } else if (!VEXA::writeImageFile(image, output.temporaryName(), writeSettings())) {
+                  [&] { return VEXA::writeImageFile(image, written, options); });
+    } else if (!VEXA::writeImageFile(image, written, options)) {
         runtimeError(QStringLiteral("%1: cannot write the image file").arg(fileName));
     }
-    const VEXA::FileMetadata& metadata = carried().metadata;
-    if (carryMetadata && !byteArray && !metadata.isEmpty() && VEXA::holdsMetadata(output.temporaryName())) {
-        const VStatus kept = VEXA::writeFileMetadata(output.temporaryName(), metadata, readSettings().applyOrientation);
+    // Rewriting the file for the EXIF block costs a copy of it: only when there is one to carry.
+    const bool afterwards = !metadata.exif.isEmpty() ||
+                            (!metadata.iccProfile.isEmpty() && !VEXA::embedsProfile(written, metadata.iccProfile));
+    if (carryMetadata && !byteArray && afterwards && VEXA::holdsMetadata(written)) {
+        const VStatus kept = VEXA::writeFileMetadata(written, metadata, readSettings().applyOrientation);
         if (!kept)
             printError(QStringLiteral("warning: %1: the input's metadata could not be kept: %2").arg(fileName, reasonOf(kept)));
     }

@@ -10,6 +10,7 @@
 #include <QtEndian>
 
 #include <exiv2/exiv2.hpp>
+#include <tiffio.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -258,6 +259,34 @@ FileMetadata readFileMetadata(const QString& fileName, VStatus* status)
     return result;
 }
 
+namespace {
+
+// Swallows libtiff's complaints about one file (returning 1 keeps the process-wide handlers out of it).
+int quietTiff(TIFF*, void*, const char*, const char*, va_list) { return 1; }
+
+// A TIFF that only takes a colour profile gets it from libtiff in place: its directory is written anew
+// at the end of the file and the header pointed at it last, so the pixels are neither read nor copied
+// (exiv2 would rewrite the whole file) and a failure before that leaves the picture as it was.
+bool profileIntoTiff(const QString& fileName, const QByteArray& iccProfile)
+{
+    TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
+    if (!options)
+        return false;
+    TIFFOpenOptionsSetErrorHandlerExtR(options, quietTiff, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options, quietTiff, nullptr);
+    TIFF* tiff = TIFFOpenExt(QFile::encodeName(fileName).constData(), "r+", options);
+    TIFFOpenOptionsFree(options);
+    if (!tiff)
+        return false;
+    const bool done = TIFFNumberOfDirectories(tiff) == 1 &&
+                      TIFFSetField(tiff, TIFFTAG_ICCPROFILE, uint32_t(iccProfile.size()), iccProfile.constData()) &&
+                      TIFFRewriteDirectory(tiff);
+    TIFFClose(tiff);
+    return done;
+}
+
+} // namespace
+
 VStatus writeFileMetadata(const QString& fileName, const FileMetadata& metadata, bool orientationApplied)
 {
     const auto fail = [&fileName](const CallSite& site, const QString& reason) {
@@ -269,6 +298,10 @@ VStatus writeFileMetadata(const QString& fileName, const FileMetadata& metadata,
     // Without a block of the caller's and with the default orientation, the file's own orientation stays.
     const int given = metadata.orientation >= 1 && metadata.orientation <= 8 ? metadata.orientation : 1;
     const int orientation = orientationApplied ? 1 : metadata.exif.isEmpty() && given == 1 ? 0 : given;
+    const QString suffix = QFileInfo(fileName).suffix().toLower();
+    if (metadata.exif.isEmpty() && orientation <= 1 && !metadata.iccProfile.isEmpty() &&
+        (suffix == QLatin1String("tif") || suffix == QLatin1String("tiff")) && profileIntoTiff(fileName, metadata.iccProfile))
+        return VStatus::Ok;
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
         return fail(VEXA_CALL_SITE, file.errorString());

@@ -25,6 +25,8 @@
 //           refuses, profile and all).
 //     TIFF  EXIF tags in IFD0 and its EXIF directory, the profile as InterColorProfile; the tags of the
 //           image's own layout stay the file's. Orientation is the TIFF's own tag, applied by Qt's reader.
+//           A profile alone (no EXIF block, orientation 1) goes in through libtiff, the directory written
+//           anew at the end of the file, without a copy of the pixels.
 //     WebP  EXIF and ICCP chunks, flagged in VP8X (exiv2 0.27 labels the ICCP chunk as a second VP8X,
 //           which no reader accepts; it is put right here). Qt's reader applies no orientation from it.
 // - holdsMetadata: whether writeFileMetadata writes into a file of this name, by its suffix (jpg, jpeg,

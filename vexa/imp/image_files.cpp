@@ -6,6 +6,7 @@
 #include <vexa/imp/progress.h>
 #include <vexa/imp/qimage_support.h>
 
+#include <QColorSpace>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QImageWriter>
@@ -131,6 +132,15 @@ QImage eightBitQImage(const VImage& image)
 
 } // namespace
 
+bool embedsProfile(const QString& fileName, const QByteArray& iccProfile)
+{
+    const QString suffix = QFileInfo(fileName).suffix().toLower();
+    if (suffix == QLatin1String("png"))
+        return true;
+    static const QStringList qtWriters{"jpg", "jpeg", "tif", "tiff", "webp"};
+    return qtWriters.contains(suffix) && QColorSpace::fromIccProfile(iccProfile).isValid();
+}
+
 bool holdsSixteenBits(const QString& fileName)
 {
     const QString suffix = QFileInfo(fileName).suffix().toLower();
@@ -139,18 +149,38 @@ bool holdsSixteenBits(const QString& fileName)
 
 namespace {
 
+// 32-bit colour, as most JPEG and PNG files come in, decoded straight into the image's own rows: no second
+// picture of the file's size to allocate and copy. Empty where the decoder did not write in place (it
+// settled on another format or size), so that the caller reads the file as VImage::load does.
+VImage readInPlace(QImageReader& reader, int qFormat)
+{
+    const Format format = qFormat == QImage::Format_RGB32 ? XRGB : qFormat == QImage::Format_ARGB32 ? ARGB : Invalid;
+    const QSize size = reader.size();
+    if (format == Invalid || !size.isValid() || size.isEmpty() ||
+        dataSizeFor(size.width(), size.height(), format, Channel8u) > imageSizeLimit())
+        return VImage();
+    VImage image;
+    image.create(size.width(), size.height(), format, Channel8u, OriginBottomLeft, RowsAlignNone);
+    if (!image.status() || image.isEmpty())
+        return VImage();
+    QImage rows(image.rawData(), size.width(), size.height(), int(image.bytesPerLine()), QImage::Format(qFormat));
+    if (!reader.read(&rows) || rows.constBits() != image.rawData() || rows.size() != size)
+        return VImage();
+    image.resetHash();
+    return image;
+}
+
 VImage readStored(const QString& fileName, const FileReadOptions& options)
 {
-    if (options.keepDepth) {
-        // Asked as a plain integer: some plug-ins answer a damaged header with no value of QImage::Format.
-        QImageReader probe(fileName);
-        QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;
-        const Format deep = deepFormatOf((probe.*reinterpret_cast<int (QImageReader::*)() const>(query))());
-        if (deep != Invalid)
-            return readDeep(fileName, deep);
-    }
-    VImage image;
-    image.load(fileName);
+    // Asked as a plain integer: some plug-ins answer a damaged header with no value of QImage::Format.
+    QImageReader probe(fileName);
+    QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;
+    const int qFormat = (probe.*reinterpret_cast<int (QImageReader::*)() const>(query))();
+    if (options.keepDepth && deepFormatOf(qFormat) != Invalid)
+        return readDeep(fileName, deepFormatOf(qFormat));
+    VImage image = readInPlace(probe, qFormat);
+    if (image.isEmpty())
+        image.load(fileName);
     return image;
 }
 
@@ -196,10 +226,12 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
     const VStatus written = guarded(VEXA_CALL_SITE, [&]() -> VStatus {
         checkCancelled();
         if (png) {
-            writePng(storable, &file, options.compression);
+            writePng(storable, &file, options.compression, options.iccProfile);
             return VStatus::Ok;
         }
-        const QImage qImage = storable.channelType() == Channel16u ? deepQImage(storable) : eightBitQImage(storable);
+        QImage qImage = storable.channelType() == Channel16u ? deepQImage(storable) : eightBitQImage(storable);
+        if (!options.iccProfile.isEmpty())
+            qImage.setColorSpace(QColorSpace::fromIccProfile(options.iccProfile)); // an unknown one is dropped
         if (qImage.isNull())
             return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
         QImageWriter writer(&file, qtFormat);

@@ -36,13 +36,18 @@ struct FileReadOptions {
 
 VEXA_EXPORT VImage readImageFile(const QString& fileName, const FileReadOptions& options = FileReadOptions());
 struct FileWriteOptions {
-    int quality = -1;     // JPEG and WebP, 0 to 100; -1 the writer's default (75 for JPEG)
-    int compression = -1; // PNG: deflate level 0 (stored) to 9, -1 fast run-length deflate after Paeth
-                          // prediction; TIFF: 0 or -1 none, above 0 LZW
+    int quality = -1;      // JPEG and WebP, 0 to 100; -1 the writer's default (75 for JPEG)
+    int compression = -1;  // PNG: deflate level 0 (stored) to 9, -1 fast run-length deflate after Paeth
+                           // prediction; TIFF: 0 or -1 none, above 0 LZW
+    QByteArray iccProfile; // written into the file where embedsProfile says so
 };
 
 VEXA_EXPORT VStatus writeImageFile(const VImage& image, const QString& fileName,
                                    const FileWriteOptions& options = FileWriteOptions());
+// Whether writeImageFile puts this colour profile into a file of this name, as it writes the pixels: PNG
+// always, JPEG, TIFF and WebP when Qt's writers understand the profile. Others (and EXIF) need
+// writeFileMetadata afterwards, which rewrites the whole file.
+VEXA_EXPORT bool embedsProfile(const QString& fileName, const QByteArray& iccProfile);
 // Whether writeImageFile writes 16 bits a component into a file of this name (by its suffix).
 VEXA_EXPORT bool holdsSixteenBits(const QString& fileName);
 

@@ -63,7 +63,7 @@ struct Rows {
 
 // Every libpng call that may fail lives in this frame, which owns nothing with a destructor: a failure
 // comes back here through longjmp, with the reason in the sink.
-bool encode(png_structp png, png_infop info, Rows& rows, int compression)
+bool encode(png_structp png, png_infop info, Rows& rows, int compression, const QByteArray& iccProfile)
 {
     if (setjmp(png_jmpbuf(png)))
         return false;
@@ -82,6 +82,11 @@ bool encode(png_structp png, png_infop info, Rows& rows, int compression)
     } else {
         png_set_filter(png, PNG_FILTER_TYPE_BASE, compression == 0 ? PNG_FILTER_NONE : PNG_ALL_FILTERS);
         png_set_compression_level(png, compression);
+    }
+    if (!iccProfile.isEmpty()) {
+        png_set_benign_errors(png, 1); // a malformed profile is left out, not the picture
+        png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE,
+                     reinterpret_cast<png_const_bytep>(iccProfile.constData()), png_uint_32(iccProfile.size()));
     }
     png_write_info(png, info);
     if (format != GrayScale)
@@ -107,7 +112,7 @@ bool encode(png_structp png, png_infop info, Rows& rows, int compression)
 
 } // namespace
 
-void writePng(const VImage& image, QIODevice* device, int compression)
+void writePng(const VImage& image, QIODevice* device, int compression, const QByteArray& iccProfile)
 {
     Sink sink{device};
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &sink, failed, ignoreWarning);
@@ -118,7 +123,7 @@ void writePng(const VImage& image, QIODevice* device, int compression)
     }
     png_set_write_fn(png, &sink, writeBytes, flushNothing);
     Rows rows{&image, image.format() == ARGB_Premultiplied, {}};
-    const bool done = encode(png, info, rows, std::clamp(compression, -1, 9));
+    const bool done = encode(png, info, rows, std::clamp(compression, -1, 9), iccProfile);
     png_destroy_write_struct(&png, &info);
     if (sink.cancelled)
         throw dip_exception_cancelled();

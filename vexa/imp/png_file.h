@@ -9,6 +9,8 @@
 
 #include <vexa/imp/VImage.h>
 
+#include <QByteArray>
+
 class QIODevice;
 
 namespace VEXA {
@@ -17,6 +19,7 @@ namespace VEXA {
 // big-endian, as PNG keeps them; premultiplied colour is divided by alpha first, as Qt's writers do)
 // to the device. Throws a library exception naming what failed; checkpoints between bands, so a
 // cancellation throws too, with the device's contents then incomplete.
-void writePng(const VImage& image, QIODevice* device, int compression);
+// A colour profile given goes in as an iCCP chunk (a profile libpng finds malformed is left out).
+void writePng(const VImage& image, QIODevice* device, int compression, const QByteArray& iccProfile = QByteArray());
 
 } // namespace VEXA
