@@ -513,6 +513,7 @@ void writeImage(const VImage& image, const QString& fileName, Task* task, bool c
     const QString written = output.temporaryName();
     const VEXA::FileMetadata& metadata = carried().metadata;
     VEXA::FileWriteOptions options = writeSettings();
+    options.replaceWhenComplete = false; // the output file is a temporary that is renamed when complete
     if (carryMetadata)
         options.iccProfile = metadata.iccProfile; // in the stream where the writer can; else afterwards
     if (byteArray) {

@@ -219,8 +219,11 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
     if (storable.isEmpty())
         return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
     // Written beside the file and renamed over it when complete: a failed or cancelled write leaves
-    // whatever stood under the name before.
-    QSaveFile file(fileName);
+    // whatever stood under the name before. A caller writing to a temporary name of its own goes straight
+    // in, saving a second temporary and its flush to the disk.
+    QSaveFile beside(fileName);
+    QFile straight(fileName);
+    QFileDevice& file = options.replaceWhenComplete ? static_cast<QFileDevice&>(beside) : straight;
     if (!file.open(QIODevice::WriteOnly))
         return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + file.errorString());
     const VStatus written = guarded(VEXA_CALL_SITE, [&]() -> VStatus {
@@ -244,9 +247,15 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
         reportProgress(1.0, "writing");
         return VStatus::Ok;
     });
+    const bool closed = written && (options.replaceWhenComplete ? beside.commit() : straight.flush());
+    if (!options.replaceWhenComplete) {
+        straight.close();
+        if (!closed)
+            straight.remove();
+    }
     if (!written)
         return written;
-    if (!file.commit())
+    if (!closed)
         return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + file.errorString());
     return VStatus::Ok;
 }

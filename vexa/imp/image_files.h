@@ -14,7 +14,8 @@
 //   formats of 8 bits (JPEG, BMP, WebP...), are written as VImage::save writes them, other depths first
 //   brought to 8u as the same picture. PNG goes through libpng row by row (see png_file.h for the speed),
 //   the other formats through Qt's writers. The file is written under a temporary name beside it and
-//   renamed into place when complete, so a failed or cancelled write leaves what stood there before. The
+//   renamed into place when complete, so a failed or cancelled write leaves what stood there before
+//   (unless replaceWhenComplete is false). The
 //   returned status says why a write failed; progress is reported as "writing".
 // Both keep a component's value exactly where the file holds it (16u through PNG and TIFF, bit for bit).
 #pragma once
@@ -40,6 +41,8 @@ struct FileWriteOptions {
     int compression = -1;  // PNG: deflate level 0 (stored) to 9, -1 fast run-length deflate after Paeth
                            // prediction; TIFF: 0 or -1 none, above 0 LZW
     QByteArray iccProfile; // written into the file where embedsProfile says so
+    bool replaceWhenComplete = true; // false: straight into the file, removed on failure, for callers
+                                     // that write to a temporary name of their own
 };
 
 VEXA_EXPORT VStatus writeImageFile(const VImage& image, const QString& fileName,
