@@ -270,21 +270,24 @@ TEST_F(Files, SixteenBitsGoThroughPngAndTiffBitForBit)
         }
 }
 
-TEST_F(Files, OwnPngWriterReadsBackAsQtsAndWritesWholeFilesOnly)
+TEST_F(Files, OwnPngAndTiffWritersReadBackAsQtsAndWriteWholeFilesOnly)
 {
-    for (const Format format : {GrayScale, BGR, XRGB, ARGB, ARGB_Premultiplied})
-        for (const int compression : {-1, 0, 9}) {
-            SCOPED_TRACE(std::to_string(format) + " at " + std::to_string(compression));
-            VImage image = makeImage(37, 11, format, Channel8u, 5);
-            if (format == ARGB_Premultiplied) // colour never above its alpha
-                image = makeImage(37, 11, ARGB, Channel8u, 5).convertScaled(ARGB_Premultiplied);
-            ASSERT_TRUE(writeImageFile(image, path("ours.png"), FileWriteOptions{-1, compression}));
-            ASSERT_TRUE(image.save(path("qts.png")));
-            VImage ours, qts;
-            ASSERT_TRUE(ours.load(path("ours.png")));
-            ASSERT_TRUE(qts.load(path("qts.png")));
-            EXPECT_TRUE(ours.isEqual(qts));
-        }
+    for (const QString suffix : {".png", ".tif"})
+        for (const Format format : {GrayScale, BGR, XRGB, ARGB, ARGB_Premultiplied})
+            for (const int compression : {-1, 0, 9}) {
+                SCOPED_TRACE(suffix.toStdString() + " " + std::to_string(format) + " at " + std::to_string(compression));
+                VImage image = makeImage(37, 11, format, Channel8u, 5);
+                if (format == ARGB_Premultiplied) // colour never above its alpha
+                    image = makeImage(37, 11, ARGB, Channel8u, 5).convertScaled(ARGB_Premultiplied);
+                FileWriteOptions options;
+                options.compression = compression;
+                ASSERT_TRUE(writeImageFile(image, path("ours" + suffix), options));
+                ASSERT_TRUE(image.save(path("qts" + suffix)));
+                VImage ours, qts;
+                ASSERT_TRUE(ours.load(path("ours" + suffix)));
+                ASSERT_TRUE(qts.load(path("qts" + suffix)));
+                EXPECT_TRUE(ours.isEqual(qts));
+            }
     // A cancelled write, or one into a missing folder, leaves what was there and says why.
     const auto fileBytes = [](const QString& name) {
         QFile file(name);

@@ -4,6 +4,7 @@
 #include <vexa/imp/frame.h>
 #include <vexa/imp/png_file.h>
 #include <vexa/imp/progress.h>
+#include <vexa/imp/tiff_file.h>
 #include <vexa/imp/qimage_support.h>
 
 #include <QColorSpace>
@@ -114,6 +115,8 @@ QImage deepQImage(const VImage& sixteen)
     return out;
 }
 
+bool isTiff(const QString& suffix) { return suffix == QLatin1String("tif") || suffix == QLatin1String("tiff"); }
+
 // An 8u image for Qt's writers: a view of its rows where Qt has the same layout (no copy of a large
 // picture just to write it), else toQImage's copy.
 QImage eightBitQImage(const VImage& image)
@@ -135,9 +138,9 @@ QImage eightBitQImage(const VImage& image)
 bool embedsProfile(const QString& fileName, const QByteArray& iccProfile)
 {
     const QString suffix = QFileInfo(fileName).suffix().toLower();
-    if (suffix == QLatin1String("png"))
+    if (suffix == QLatin1String("png") || isTiff(suffix))
         return true;
-    static const QStringList qtWriters{"jpg", "jpeg", "tif", "tiff", "webp"};
+    static const QStringList qtWriters{"jpg", "jpeg", "webp"};
     return qtWriters.contains(suffix) && QColorSpace::fromIccProfile(iccProfile).isValid();
 }
 
@@ -230,6 +233,10 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
         checkCancelled();
         if (png) {
             writePng(storable, &file, options.compression, options.iccProfile);
+            return VStatus::Ok;
+        }
+        if (isTiff(suffix) && writesTiff(storable.format(), storable.channelType())) {
+            writeTiff(storable, &file, options.compression, options.iccProfile);
             return VStatus::Ok;
         }
         QImage qImage = storable.channelType() == Channel16u ? deepQImage(storable) : eightBitQImage(storable);

@@ -12,8 +12,8 @@
 //   same picture by convertImageScaled) are written with 16 bits a component: GrayScale as 16-bit gray,
 //   BGR and XRGB as 16-bit colour, ARGB and ARGB_Premultiplied with alpha. 8u images, and every image into
 //   formats of 8 bits (JPEG, BMP, WebP...), are written as VImage::save writes them, other depths first
-//   brought to 8u as the same picture. PNG goes through libpng row by row (see png_file.h for the speed),
-//   the other formats through Qt's writers. The file is written under a temporary name beside it and
+//   brought to 8u as the same picture. PNG and TIFF go through libpng and libtiff row by row (png_file.h
+//   and tiff_file.h say why), the other formats (and premultiplied colour into TIFF) through Qt's writers. The file is written under a temporary name beside it and
 //   renamed into place when complete, so a failed or cancelled write leaves what stood there before
 //   (unless replaceWhenComplete is false). The
 //   returned status says why a write failed; progress is reported as "writing".
@@ -48,7 +48,8 @@ struct FileWriteOptions {
 VEXA_EXPORT VStatus writeImageFile(const VImage& image, const QString& fileName,
                                    const FileWriteOptions& options = FileWriteOptions());
 // Whether writeImageFile puts this colour profile into a file of this name, as it writes the pixels: PNG
-// always, JPEG, TIFF and WebP when Qt's writers understand the profile. Others (and EXIF) need
+// and TIFF always (premultiplied colour into TIFF only where Qt understands the profile), JPEG and WebP
+// when Qt's writers understand it. Others (and EXIF) need
 // writeFileMetadata afterwards, which rewrites the whole file.
 VEXA_EXPORT bool embedsProfile(const QString& fileName, const QByteArray& iccProfile);
 // Whether writeImageFile writes 16 bits a component into a file of this name (by its suffix).
