@@ -114,6 +114,16 @@ bool isByteArrayFile(const QString& fileName)
 
 namespace {
 
+// Everything left in `from` into `to`, in blocks; false when a write falls short.
+bool copyAll(QIODevice& from, QIODevice& to)
+{
+    char buffer[1 << 16];
+    for (qint64 n; (n = from.read(buffer, sizeof buffer)) > 0;)
+        if (to.write(buffer, n) != n)
+            return false;
+    return true;
+}
+
 // Standard input, kept in a temporary file for the run: readers need to seek and to look twice (the
 // header, then the pixels), which a pipe does not allow.
 QString standardInputCopy()
@@ -123,13 +133,8 @@ QString standardInputCopy()
     if (!kept) {
         kept = true;
         QFile in;
-        if (!copy.open() || !in.open(stdin, QIODevice::ReadOnly))
+        if (!copy.open() || !in.open(stdin, QIODevice::ReadOnly) || !copyAll(in, copy) || !copy.flush())
             runtimeError(QStringLiteral("-: cannot keep standard input: %1").arg(copy.errorString()));
-        char buffer[1 << 16];
-        for (qint64 n; (n = in.read(buffer, sizeof buffer)) > 0;)
-            if (copy.write(buffer, n) != n)
-                runtimeError(QStringLiteral("-: cannot keep standard input: %1").arg(copy.errorString()));
-        copy.flush();
     }
     return copy.fileName();
 }
@@ -197,12 +202,11 @@ VImage readImageAt(const QString& fileName, FileFacts* facts)
     bool read = false;
     {
         const StderrSilenced quiet;
-        if (VEXA::isRawFile(fileName)) {
-            // Developed by LibRaw; Qt's TIFF reader would take the small preview some of them carry.
+        if (facts && VEXA::isRawFile(fileName)) {
+            // Developed by readImageFile; Qt's TIFF reader would take the small preview some carry.
             image = VEXA::readImageFile(fileName, readSettings());
             read = image.status() && !image.isEmpty();
-            if (facts)
-                *facts = FileFacts{QStringLiteral("raw"), {}, QSize()};
+            *facts = FileFacts{QStringLiteral("raw"), {}, QSize()};
         } else if (facts) {
             // One decoding gives both the pixels, as VImage::load would take them, and the file's facts.
             QImageReader reader(fileName);
@@ -217,7 +221,7 @@ VImage readImageAt(const QString& fileName, FileFacts* facts)
                 facts->text.append({key, qImage.text(key)});
             facts->dotsPerMetre = QSize(qImage.dotsPerMeterX(), qImage.dotsPerMeterY());
         } else {
-            image = VEXA::readImageFile(fileName, readSettings()); // 16-bit colour stays 16-bit
+            image = VEXA::readImageFile(fileName, readSettings()); // 16-bit colour and raw files as they are
             read = image.status() && !image.isEmpty();
         }
         if (read)
@@ -468,11 +472,7 @@ void OutputFile::commit()
         QFile from(temporary_), out;
         if (!from.open(QIODevice::ReadOnly) || !out.open(stdout, QIODevice::WriteOnly))
             runtimeError(QStringLiteral("-: cannot write: %1").arg(from.errorString()));
-        char buffer[1 << 16];
-        for (qint64 n; (n = from.read(buffer, sizeof buffer)) > 0;)
-            if (out.write(buffer, n) != n)
-                runtimeError(QStringLiteral("-: cannot write to standard output"));
-        if (!out.flush())
+        if (!copyAll(from, out) || !out.flush())
             runtimeError(QStringLiteral("-: cannot write to standard output"));
         return; // the temporary goes with this object
     }

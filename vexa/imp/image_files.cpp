@@ -84,8 +84,7 @@ VImage readDeep(const QString& fileName, Format format)
 }
 
 // The same picture in a form the writers take: 8u stays 8u, 16u stays 16u where the file holds 16 bits,
-// other depths become 16u there and 8u elsewhere; YUV becomes colour, and BGR 16u XRGB 16u for Qt's
-// 64-bit formats (PNG takes BGR rows as they are).
+// other depths become 16u there and 8u elsewhere; YUV becomes colour.
 VImage storableForm(const VImage& image, bool sixteenBits)
 {
     const Channel channel = sixteenBits && image.channelType() != Channel8u ? Channel16u : Channel8u;
@@ -97,21 +96,17 @@ VImage storableForm(const VImage& image, bool sixteenBits)
     return image.convertScaled(format, channel);
 }
 
-// A 16u image as 16-bit gray or 64-bit colour for Qt's writer.
+// A 16u image of four components for Qt's 64-bit writer. Only premultiplied colour into TIFF comes this
+// way (libpng and libtiff take the rest); anything else gives a null picture, a refused write.
 QImage deepQImage(const VImage& sixteen)
 {
     const Format format = sixteen.format();
-    const bool gray = format == GrayScale;
-    if (format == BGR)
-        return deepQImage(sixteen.convertScaled(XRGB, Channel16u));
-    QImage out(sixteen.width(), sixteen.height(), gray ? QImage::Format_Grayscale16 : qFormatOf(format));
-    for (int y = 0; y < out.height() && !out.isNull(); ++y) {
-        const uchar* row = sixteen.rawData() + qint64(y) * sixteen.bytesPerLine();
-        if (gray)
-            std::memcpy(out.scanLine(y), row, size_t(out.width()) * 2);
-        else
-            swapRedAndBlue(reinterpret_cast<const quint16*>(row), reinterpret_cast<quint16*>(out.scanLine(y)), out.width());
-    }
+    if (format != XRGB && format != ARGB && format != ARGB_Premultiplied)
+        return QImage();
+    QImage out(sixteen.width(), sixteen.height(), qFormatOf(format));
+    for (int y = 0; y < out.height() && !out.isNull(); ++y)
+        swapRedAndBlue(reinterpret_cast<const quint16*>(sixteen.rawData() + qint64(y) * sixteen.bytesPerLine()),
+                       reinterpret_cast<quint16*>(out.scanLine(y)), out.width());
     return out;
 }
 
@@ -147,7 +142,7 @@ bool embedsProfile(const QString& fileName, const QByteArray& iccProfile)
 bool holdsSixteenBits(const QString& fileName)
 {
     const QString suffix = QFileInfo(fileName).suffix().toLower();
-    return suffix == QLatin1String("png") || suffix == QLatin1String("tif") || suffix == QLatin1String("tiff");
+    return suffix == QLatin1String("png") || isTiff(suffix);
 }
 
 namespace {

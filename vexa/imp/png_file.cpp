@@ -98,12 +98,9 @@ bool encode(png_structp png, png_infop info, Rows& rows, int compression, const 
     const int height = image.height();
     for (int y = 0; y < height; ++y) {
         png_write_row(png, rows.row(y));
-        if ((y & 63) == 63) {
-            if (isCancelled()) {
-                static_cast<Sink*>(png_get_io_ptr(png))->cancelled = true;
-                return false;
-            }
-            reportProgress(double(y + 1) / height, "writing");
+        if (!rowWritten(y, height, "writing")) {
+            static_cast<Sink*>(png_get_io_ptr(png))->cancelled = true;
+            return false;
         }
     }
     png_write_end(png, info);

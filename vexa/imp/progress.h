@@ -22,6 +22,18 @@ inline bool progressIsCurrent() { return VProgressScope::current() != nullptr; }
 // Whether the current progress, if any, has been cancelled (no throw).
 VEXA_EXPORT bool isCancelled();
 
+// For writers that go a row at a time inside a C library's error frame, where nothing may throw: after
+// every 64th row, the rows done are reported; false once the caller has cancelled.
+inline bool rowWritten(int y, int height, const char* stage)
+{
+    if ((y & 63) != 63)
+        return true;
+    if (isCancelled())
+        return false;
+    reportProgress(double(y + 1) / height, stage);
+    return true;
+}
+
 // How many rows the next band takes: bands last about as long as a cancellation may wait for a few
 // times over (a few milliseconds), measured as the work goes, whatever the operation costs per row.
 class VEXA_EXPORT BandClock {

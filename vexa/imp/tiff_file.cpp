@@ -125,11 +125,8 @@ void writeTiff(const VImage& image, QIODevice* device, int compression, const QB
         else
             redFirst(line, reinterpret_cast<uchar*>(row.data()), width, format);
         good = TIFFWriteScanline(tiff, row.data(), uint32_t(y), 0) == 1;
-        if ((y & 63) == 63) {
-            cancelled = isCancelled();
-            good = good && !cancelled;
-            reportProgress(double(y + 1) / height, "writing");
-        }
+        cancelled = !rowWritten(y, height, "writing");
+        good = good && !cancelled;
     }
     good = good && TIFFWriteDirectory(tiff);
     TIFFClose(tiff);
