@@ -53,16 +53,39 @@ float medianOf(const cv::Mat& plane)
     return sample[sample.size() / 2];
 }
 
-// The plane blurred with sigma pixels at a size `scale` times smaller and brought back: a wide blur at a
-// fraction of the cost.
-cv::Mat blurredAt(const cv::Mat& plane, int scale, double sigma)
+// The plane at a size `scale` times smaller (area averages), blurred with sigma pixels there: a wide blur
+// at a fraction of the cost, brought back by addExpanded.
+cv::Mat blurredSmall(const cv::Mat& plane, int scale, double sigma)
 {
-    cv::Mat small, out;
+    cv::Mat small;
     cv::resize(plane, small, cv::Size(std::max(1, plane.cols / scale), std::max(1, plane.rows / scale)), 0, 0,
                cv::INTER_AREA);
     cv::GaussianBlur(small, small, cv::Size(), sigma);
-    cv::resize(small, out, plane.size(), 0, 0, cv::INTER_LINEAR);
-    return out;
+    return small;
+}
+
+// plane += weight * small brought to the plane's size bilinearly, a row at a time (as OpenCV's linear
+// resize places the samples): no full-size copy of it is made.
+void addExpanded(const cv::Mat& small, float weight, cv::Mat& plane)
+{
+    cv::Mat wide; // the small rows, widened to the plane's width
+    cv::resize(small, wide, cv::Size(plane.cols, small.rows), 0, 0, cv::INTER_LINEAR);
+    const double scale = double(small.rows) / plane.rows;
+    for (int y = 0; y < plane.rows; ++y) {
+        const double at = (y + 0.5) * scale - 0.5;
+        int y0 = int(std::floor(at));
+        float f = float(at - y0);
+        if (y0 < 0)
+            y0 = 0, f = 0.f;
+        if (y0 >= small.rows - 1)
+            y0 = small.rows - 1, f = 0.f;
+        const float* a = wide.ptr<float>(y0);
+        const float* b = wide.ptr<float>(std::min(y0 + 1, small.rows - 1));
+        float* p = plane.ptr<float>(y);
+        const float wa = weight * (1.f - f), wb = weight * f;
+        for (int x = 0; x < plane.cols; ++x)
+            p[x] += wa * a[x] + wb * b[x];
+    }
 }
 
 struct Scores {
@@ -71,22 +94,26 @@ struct Scores {
     float floor = 0;  // the noise floor of the energy (its median), in the scores' units
 };
 
-// The scores of a shot's luminance, in `scale` times its units squared. The noise floor is the energy's
-// median, or `floor` if lower: noise is the camera's, the same in every shot, but a shot with detail
-// nearly everywhere has a median above it.
-Scores scoreOf(const cv::Mat& gray, double scale, float floor)
+// The scores of a shot's luminance (taken over: it is freed as soon as it is read), in `scale` times its
+// units squared. The noise floor is the energy's median, or `floor` if lower: noise is the camera's, the
+// same in every shot, but a shot with detail nearly everywhere has a median above it. Two full-size planes
+// at most are alive at once: the sum of the scales is made in the energy's place.
+Scores scoreOf(cv::Mat gray, double scale, float floor)
 {
     cv::Mat energy;
     cv::Laplacian(gray, energy, CV_32F, 3);
+    gray.release();
     cv::multiply(energy, energy, energy, scale);
     Scores scores;
     scores.floor = std::min(floor, medianOf(energy));
     cv::subtract(energy, cv::Scalar(2.0 * scores.floor), energy);
     cv::max(energy, 0.0, energy);
+    const cv::Mat mid = blurredSmall(energy, 4, 2.0), coarse = blurredSmall(energy, 16, 2.0);
     cv::GaussianBlur(energy, scores.fine, cv::Size(), 2.0);
-    scores.combined = scores.fine.clone();
-    cv::scaleAdd(blurredAt(energy, 4, 2.0), midWeight, scores.combined, scores.combined);
-    cv::scaleAdd(blurredAt(energy, 16, 2.0), coarseWeight, scores.combined, scores.combined);
+    scores.fine.copyTo(energy);
+    addExpanded(mid, midWeight, energy);
+    addExpanded(coarse, coarseWeight, energy);
+    scores.combined = energy;
     return scores;
 }
 
@@ -160,6 +187,23 @@ int levelCount(cv::Size size)
     return levels;
 }
 
+// g -= pyrUp(down), in place, a band of rows at a time: the expanded level is never made whole. A band
+// reads two rows of `down` beyond each of its ends, so that its rows come out as from the whole image.
+void subtractExpanded(cv::Mat& g, const cv::Mat& down)
+{
+    constexpr int band = 64; // even, so that a band starts on a row of `down`
+    cv::Mat up;
+    for (int y0 = 0; y0 < g.rows; y0 += band) {
+        const int y1 = std::min(g.rows, y0 + band);
+        const int d0 = std::max(0, y0 / 2 - 2), d1 = std::min(down.rows, (y1 + 1) / 2 + 2);
+        // The expanded rows 2 * d0 onwards; at the bottom, as many as g has.
+        const int rows = std::min(2 * (d1 - d0), g.rows - 2 * d0);
+        cv::pyrUp(down.rowRange(d0, d1), up, cv::Size(g.cols, rows));
+        cv::Mat target = g.rowRange(y0, y1);
+        cv::subtract(target, up.rowRange(y0 - 2 * d0, y1 - 2 * d0), target);
+    }
+}
+
 // result += weight * (shot - result), pixel by pixel, rounded for integers; weight has one channel.
 template <class T>
 void blendLevel(cv::Mat& result, const cv::Mat& shot, const cv::Mat& weight)
@@ -221,20 +265,15 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     cv::Mat gray;
     grayOf(aligned).convertTo(
         gray, CV_32F, aligned.channels() == 1 ? gains[0] : 0.114 * gains[0] + 0.587 * gains[1] + 0.299 * gains[2]);
-    cv::Mat work;
-    cv::multiply(aligned, cv::Scalar(gains[0] * unit_, gains[1] * unit_, gains[2] * unit_), work, 1.0,
-                 unit_ == 1.0 ? CV_32F : CV_16S);
-    aligned.release();
     added.gains = fit.gains;
     added.global = fit.global;
     added.localShift = fit.localShift;
     added.resampled = resampled;
     checkpoint(0.5, "measuring");
 
-    Scores scores = scoreOf(gray, scoreScale_, first ? FLT_MAX : floor_);
-    gray.release();
+    Scores scores = scoreOf(std::move(gray), scoreScale_, first ? FLT_MAX : floor_);
     checkpoint(0.8, "measuring");
-    const cv::Size size = work.size();
+    const cv::Size size = aligned.size();
     const float detail = detailFloor * scores.floor;
     const float soft = softFloor * scores.floor;
     // The decision, aside: where the new shot beats the best so far, without isolated flips.
@@ -264,7 +303,8 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     } else {
         aligner_.commit(fit);
     }
-    cv::Mat weight(size, CV_32F);
+    // The shot's share of each pixel, written over the combined scores as each is read.
+    cv::Mat weight = scores.combined;
     floor_ = scores.floor;
     const ShotRow row{soft, std::uint16_t(std::min(index, 65535)), first};
     for (int y = 0; y < size.height; ++y) {
@@ -282,14 +322,14 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     }
     scores = Scores();
     take.release();
-    cv::Mat g = work;
-    work.release();
+    cv::Mat g;
+    cv::multiply(aligned, cv::Scalar(gains[0] * unit_, gains[1] * unit_, gains[2] * unit_), g, 1.0,
+                 unit_ == 1.0 ? CV_32F : CV_16S);
+    aligned.release();
     for (int l = 0; l + 1 < levels; ++l) {
-        cv::Mat down, up;
+        cv::Mat down;
         cv::pyrDown(g, down);
-        cv::pyrUp(down, up, g.size());
-        cv::subtract(g, up, g); // the level's detail, in place of the level itself
-        up.release();
+        subtractExpanded(g, down); // the level's detail, in place of the level itself
         if (first)
             levels_[size_t(l)] = g;
         else
