@@ -204,6 +204,25 @@ std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv:
     return gains;
 }
 
+// DIS's flow between two planes, in tiles that overlap by more than the longest motion taken: DIS keeps
+// some fifty bytes a pixel while it works, so that tiles bound its memory whatever the shots' size. Each
+// tile's own centre is kept; the smoothing that follows hides what little differs at the tiles' edges.
+cv::Mat tiledFlow(const cv::Mat& target, const cv::Mat& moving)
+{
+    constexpr int tile = 512, overlap = 64;
+    const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
+    cv::Mat flow(target.size(), CV_32FC2), part;
+    const cv::Rect whole(cv::Point(), target.size());
+    for (int y = 0; y < target.rows; y += tile)
+        for (int x = 0; x < target.cols; x += tile) {
+            const cv::Rect inner = cv::Rect(x, y, tile, tile) & whole;
+            const cv::Rect outer = cv::Rect(x - overlap, y - overlap, tile + 2 * overlap, tile + 2 * overlap) & whole;
+            dis->calc(target(outer).clone(), moving(outer).clone(), part); // DIS takes continuous planes only
+            part(inner - outer.tl()).copyTo(flow(inner));
+        }
+    return flow;
+}
+
 // The flow that brings `moving` onto `target` (target(x) ~ moving(x + flow(x))), as a smooth field: DIS's
 // vectors averaged over about `radius` pixels, each weighted by the detail both images have there, so that
 // flat and blurred areas (where flow is noise) take the motion of the detail around them, and areas far
@@ -211,9 +230,7 @@ std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv:
 cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius, double longest)
 {
     const cv::Mat target = equalised(target8), moving = equalised(moving8);
-    cv::Mat flow;
-    const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
-    dis->calc(target, moving, flow);
+    const cv::Mat flow = tiledFlow(target, moving);
     // Detail that pins motion down in both directions: the structure tensor's smaller eigenvalue. Along
     // stripes (a barcode, a ruled line) flow is known across them only, and taking it there bends them.
     const auto detail = [](const cv::Mat& image) {

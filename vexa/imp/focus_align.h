@@ -10,8 +10,9 @@
 //    by a gain per channel: the median ratio of the two, compared after a heavy blur at an eighth of the
 //    size, where the focus difference no longer shows, over the areas flat in both (defocus spreads
 //    light, which brightens detailed areas once encoded, so that they drift with focus, not exposure);
-// 3. a smooth local correction for parallax: DIS optical flow at half resolution between the globally
-//    fitted shot and its neighbour, averaged over about 24 pixels with the detail both have as weights,
+// 3. a smooth local correction for parallax: DIS optical flow at half resolution (in overlapping tiles,
+//    which bound its memory) between the globally fitted shot and its neighbour, averaged over about 24
+//    pixels with the detail both have as weights,
 //    so that flat and blurred areas (where flow is noise) follow the detail around them; vectors longer
 //    than 1% of the diagonal are matches gone astray and are left out.
 // Both neighbours are blurred alike before they are compared. Flow that focus differences alone make at
