@@ -117,6 +117,10 @@ double numberOption(const QCommandLineParser& parser, const QString& name, doubl
 // Names compared with their runs of digits as numbers: shot_2 before shot_10.
 bool naturalLess(const QString& a, const QString& b);
 
+// Runs the command line after "vexa": every failure is printed as its one line and becomes the exit code.
+// The process's own set-up (the Qt application, signal handlers) is the caller's.
+int runTool(const QStringList& arguments);
+
 int sampleCommand(const QStringList& arguments);
 int focusStackCommand(const QStringList& arguments);
 int infoCommand(const QStringList& arguments);
