@@ -3,6 +3,7 @@
 #include "support/images.h"
 
 #include <QFile>
+#include <QImageReader>
 #include <QImageWriter>
 #include <QPainter>
 #include <QTemporaryDir>
@@ -304,6 +305,63 @@ TEST_F(Files, OwnPngAndTiffWritersReadBackAsQtsAndWriteWholeFilesOnly)
     const VStatus missing = writeImageFile(makeImage(4, 4, XRGB, Channel8u), path("no/such/folder/x.png"));
     EXPECT_FALSE(missing);
     EXPECT_FALSE(missing.message().isEmpty());
+}
+
+// Files whose headers promise a picture of width x height and carry no pixel data: a PNG (with the
+// checksums its reader verifies, and an empty data stream) and a gray TIFF in one strip.
+QByteArray pngClaiming(quint32 width, quint32 height)
+{
+    const auto be32 = [](quint32 v) {
+        const char bytes[] = {char(v >> 24), char(v >> 16), char(v >> 8), char(v)};
+        return QByteArray(bytes, 4);
+    };
+    const auto chunk = [&](const QByteArray& type, const QByteArray& data) {
+        quint32 crc = 0xffffffffu;
+        for (const char c : type + data) {
+            crc ^= quint8(c);
+            for (int k = 0; k < 8; ++k)
+                crc = crc & 1 ? (crc >> 1) ^ 0xedb88320u : crc >> 1;
+        }
+        return be32(quint32(data.size())) + type + data + be32(~crc);
+    };
+    return QByteArray("\x89PNG\r\n\x1a\n", 8) +
+           chunk("IHDR", be32(width) + be32(height) + QByteArray("\x08\x02\0\0\0", 5)) +
+           chunk("IDAT", QByteArray("\x78\x9c\x03\0\0\0\0\x01", 8)) + chunk("IEND", {});
+}
+
+QByteArray tiffClaiming(quint32 width, quint32 height)
+{
+    const auto le = [](quint32 v, int bytes) { return QByteArray(reinterpret_cast<const char*>(&v), bytes); };
+    const quint32 entries[][3] = {{256, 4, width}, {257, 4, height}, {258, 3, 8}, {259, 3, 1}, {262, 3, 1},
+                                  {273, 4, 8},     {277, 3, 1},      {278, 4, height}, {279, 4, 0}};
+    QByteArray tiff = QByteArray("II*\0", 4) + le(8, 4) + le(9, 2);
+    for (const auto& e : entries)
+        tiff += le(e[0], 2) + le(e[1], 2) + le(1, 4) + le(e[2], 4);
+    return tiff + le(0, 4);
+}
+
+TEST_F(Files, HeadersPromisingMoreThanTheLimitAreRefusedUnreadNamingIt)
+{
+    // Qt's readers are held to the same limit, in whole MiB.
+    EXPECT_EQ(QImageReader::allocationLimit(), int(imageSizeLimit() >> 20));
+    const qint64 limit = imageSizeLimit();
+    setImageSizeLimit(limit / 2 + 1);
+    EXPECT_EQ(QImageReader::allocationLimit(), int(limit >> 21) + 1);
+    setImageSizeLimit(limit);
+    for (const auto& [name, bytes] : {std::pair{"huge.png", pngClaiming(100000, 100000)},
+                                      std::pair{"huge.tif", tiffClaiming(100000, 100000)}}) {
+        QFile file(path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        file.close();
+        LogCapture log;
+        VImage loaded;
+        EXPECT_FALSE(loaded.load(path(name))) << name;
+        const VImage read = readImageFile(path(name));
+        for (const VStatus& status : {loaded.status(), read.status()})
+            EXPECT_TRUE(status.message().contains("the image is 100000x100000")
+                        && status.message().contains("over the size limit of 4.0 GiB (setImageSizeLimit raises it)"))
+                << name << ": " << status.message().toStdString();
+    }
 }
 
 TEST_F(Files, FailuresLeaveAnEmptyImageWithTheReason)

@@ -176,6 +176,17 @@ TEST_F(VexaTool, RefusesBadCommandLinesAndInputsInOneLine)
         EXPECT_TRUE(run.err.contains(c.says)) << context << ": " << run.err.toStdString();
         EXPECT_FALSE(QFile::exists(out)) << context;
     }
+    // The image size limit from VEXA_SIZE_LIMIT: a file over it is refused naming it and how to raise it.
+    qputenv("VEXA_SIZE_LIMIT", "1K");
+    const ToolRun over = vexa({"convert", shot(0), "-o", out});
+    qputenv("VEXA_SIZE_LIMIT", "lots");
+    const ToolRun malformed = vexa({"info", shot(0)});
+    qunsetenv("VEXA_SIZE_LIMIT");
+    EXPECT_EQ(over.code, 1);
+    EXPECT_TRUE(over.err.contains("over the size limit of 1.0 KiB (VEXA_SIZE_LIMIT raises it, e.g. VEXA_SIZE_LIMIT=1G)"))
+        << over.err.toStdString();
+    EXPECT_EQ(malformed.code, 2);
+    EXPECT_TRUE(malformed.err.contains("VEXA_SIZE_LIMIT='lots' is not a size")) << malformed.err.toStdString();
     EXPECT_EQ(filesIn(dir_->path()), before);
 }
 

@@ -176,6 +176,8 @@ void keepMetadataOf(const QString& fileName)
     carried().metadata = VEXA::readFileMetadata(fileName);
 }
 
+QString unreadableReason(const QString& fileName);
+
 VImage readImageAt(const QString& fileName, FileFacts* facts)
 {
     const QFileInfo info(fileName);
@@ -211,7 +213,6 @@ VImage readImageAt(const QString& fileName, FileFacts* facts)
             // One decoding gives both the pixels, as VImage::load would take them, and the file's facts.
             QImageReader reader(fileName);
             reader.setDecideFormatFromContent(true);
-            reader.setAllocationLimit(0); // the library's own size limit holds, checked as the pixels come in
             facts->fileFormat = QString::fromLatin1(reader.format());
             QImage qImage;
             read = reader.read(&qImage) && VEXA::fromQImage(qImage, &image);
@@ -228,10 +229,7 @@ VImage readImageAt(const QString& fileName, FileFacts* facts)
             keepMetadataOf(fileName);
     }
     if (!read)
-        runtimeError(QStringLiteral("%1: cannot read the image: %2")
-                         .arg(fileName, QImageReader(fileName).canRead()
-                                            ? QStringLiteral("damaged, or larger than the image size limit")
-                                            : QStringLiteral("not an image file Qt can read")));
+        runtimeError(QStringLiteral("%1: cannot read the image: %2").arg(fileName, unreadableReason(fileName)));
     return image;
 }
 
@@ -303,25 +301,55 @@ std::pair<VEXA::Format, VEXA::Channel> layoutOf(QImage::Format qFormat)
     return {alpha ? VEXA::ARGB : VEXA::XRGB, VEXA::Channel8u};
 }
 
+// The size and layout that an image file's header promises, without decoding it; false for files Qt
+// cannot read and raw files, which tell their size once developed.
+bool headerShape(const QString& fileName, ImageShape* shape)
+{
+    if (VEXA::isRawFile(fileName))
+        return false;
+    const StderrSilenced quiet;
+    QImageReader reader(fileName);
+    if (!reader.canRead())
+        return false;
+    // Asked as a plain integer: some plug-ins answer a damaged header with no value of QImage::Format.
+    QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;
+    const int raw = (reader.*reinterpret_cast<int (QImageReader::*)() const>(query))();
+    const auto [format, channel] = layoutOf(
+        raw > QImage::Format_Invalid && raw < QImage::NImageFormats ? QImage::Format(raw) : QImage::Format_Invalid);
+    *shape = ImageShape{reader.size(), format, channel};
+    return shape->size.isValid() && !shape->size.isEmpty() && format != VEXA::Invalid;
+}
+
+// Why a file that exists gave no image: what its header promises against the image size limit (which
+// VEXA_SIZE_LIMIT raises), or damage.
+QString unreadableReason(const QString& fileName)
+{
+    // The limit to suggest: whole GiB, a power of two, enough for this image.
+    const auto raise = [](qint64 bytes) {
+        qint64 gibibytes = 1;
+        while (gibibytes << 30 < bytes && gibibytes < (qint64(1) << 30))
+            gibibytes *= 2;
+        return QStringLiteral("VEXA_SIZE_LIMIT raises it, e.g. VEXA_SIZE_LIMIT=%1G").arg(gibibytes);
+    };
+    if (VEXA::isRawFile(fileName))
+        return QStringLiteral("damaged, or over the image size limit of %1 MiB once developed (%2)")
+            .arg(VEXA::imageSizeLimit() >> 20)
+            .arg(raise(2 * VEXA::imageSizeLimit()));
+    ImageShape shape;
+    if (!headerShape(fileName, &shape))
+        return QImageReader(fileName).canRead() ? QStringLiteral("damaged") : QStringLiteral("not an image file Qt can read");
+    const qint64 bytes = VEXA::dataSizeFor(shape.size.width(), shape.size.height(), shape.format, shape.channel);
+    if (bytes > VEXA::imageSizeLimit())
+        return VEXA::overSizeLimit(shape.size.width(), shape.size.height(), bytes, raise(bytes));
+    return QStringLiteral("damaged");
+}
+
 bool peekImageAt(const QString& fileName, ImageShape* shape)
 {
     if (isByteArrayFile(fileName))
         return peekByteArray(fileName, shape);
-    if (!VEXA::isRawFile(fileName)) { // raw files tell their size once developed
-        const StderrSilenced quiet;
-        QImageReader reader(fileName);
-        if (!reader.canRead())
-            return false;
-        // Asked as a plain integer: some plug-ins answer a damaged header with no value of QImage::Format.
-        QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;
-        const int raw = (reader.*reinterpret_cast<int (QImageReader::*)() const>(query))();
-        const auto [format, channel] =
-            layoutOf(raw > QImage::Format_Invalid && raw < QImage::NImageFormats ? QImage::Format(raw)
-                                                                                : QImage::Format_Invalid);
-        *shape = ImageShape{reader.size(), format, channel};
-        if (shape->size.isValid() && !shape->size.isEmpty() && format != VEXA::Invalid)
-            return true;
-    }
+    if (headerShape(fileName, shape))
+        return true;
     try {
         const VImage image = readImage(fileName);
         *shape = ImageShape{image.size(), image.format(), image.channelType()};

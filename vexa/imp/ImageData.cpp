@@ -2,8 +2,10 @@
 
 #include <vexa/imp/frame.h>
 
+#include <QImageReader>
 #include <QObject>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <limits>
@@ -12,11 +14,49 @@
 namespace VEXA {
 
 namespace {
+
 std::atomic<qint64> sizeLimit{qint64(1) << 32};
+
+// Qt's readers allocate their own pictures (16-bit colour, formats decoded aside) under a limit of their
+// own, 128 MiB by default: the library's limit is made theirs, so that one figure decides which files
+// can be read whatever the path. Set when the library is loaded and whenever the limit changes.
+void limitQtReaders(qint64 bytes)
+{
+    const qint64 mebibytes = (std::max<qint64>(bytes, 0) + (1 << 20) - 1) >> 20;
+    QImageReader::setAllocationLimit(int(std::min<qint64>(mebibytes, std::numeric_limits<int>::max())));
 }
 
+const bool qtReadersLimited = (limitQtReaders(qint64(1) << 32), true);
+
+QString inBytes(qint64 bytes)
+{
+    const char* const units[] = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    double value = double(bytes);
+    int unit = 0;
+    while (value >= 1024 && unit < 6)
+        value /= 1024, ++unit;
+    return unit == 0 ? QStringLiteral("%1 bytes").arg(bytes)
+                     : QStringLiteral("%1 %2").arg(value, 0, 'f', value < 10 ? 1 : 0).arg(QLatin1String(units[unit]));
+}
+
+} // namespace
+
 qint64 imageSizeLimit() { return sizeLimit.load(std::memory_order_relaxed); }
-void setImageSizeLimit(qint64 bytes) { sizeLimit.store(bytes, std::memory_order_relaxed); }
+void setImageSizeLimit(qint64 bytes)
+{
+    (void)qtReadersLimited;
+    sizeLimit.store(bytes, std::memory_order_relaxed);
+    limitQtReaders(bytes);
+}
+
+QString overSizeLimit(qint64 width, qint64 height, qint64 bytes, const QString& howToRaise)
+{
+    return QStringLiteral("the image is %1x%2, %3, over the size limit of %4 (%5)")
+        .arg(width)
+        .arg(height)
+        .arg(inBytes(bytes), inBytes(imageSizeLimit()),
+             howToRaise.isEmpty() ? QStringLiteral("setImageSizeLimit raises it") : howToRaise);
+}
 
 qint64 bytesPerLineFor(qint64 width, Format format, Channel channel)
 {

@@ -55,7 +55,14 @@ constexpr Rect clipRect(const Rect& r, qint32 width, qint32 height)
 // The largest pixel buffer, in bytes, that one image may take (default 4 GiB). Hosts that handle larger
 // images raise it; hosts that take files from untrusted sources may lower it.
 VEXA_EXPORT qint64 imageSizeLimit();
+// Setting it sets Qt's image reader allocation limit (QImageReader::setAllocationLimit, a process-wide
+// setting) to the same figure, rounded up to whole MiB, and so does loading the library: one limit decides
+// which files can be read, whichever reader decodes them. A host that wants another figure for Qt's own
+// readers sets it afterwards.
 VEXA_EXPORT void setImageSizeLimit(qint64 bytes);
+// Why an image of that size and buffer is refused, naming the limit and how to raise it (a host's own
+// way, or setImageSizeLimit).
+VEXA_EXPORT QString overSizeLimit(qint64 width, qint64 height, qint64 bytes, const QString& howToRaise = QString());
 
 // Row stride and buffer size of an image, 0 for negative dimensions or unknown formats and types; a size
 // beyond 64 bits comes back as the largest 64-bit value.

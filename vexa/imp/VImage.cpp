@@ -649,8 +649,10 @@ bool VImage::load(const QString& fileName)
     };
     QImageReader reader(fileName);
     const QSize announced = reader.size();
-    if (announced.isValid() && dataSizeFor(announced.width(), announced.height(), ARGB, Channel8u) > imageSizeLimit())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: the image is larger than the size limit"));
+    const qint64 bytes = announced.isValid() ? dataSizeFor(announced.width(), announced.height(), ARGB, Channel8u) : 0;
+    if (bytes > imageSizeLimit())
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") +
+                                        overSizeLimit(announced.width(), announced.height(), bytes));
     // Asked before reading (after, it is gone), and as a plain integer: the JPEG plugin answers a damaged
     // header with uninitialised memory, which is no value of QImage::Format.
     QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;
@@ -664,8 +666,6 @@ bool VImage::load(const QString& fileName)
         qImage = QImage(block.rawData(), block.width(), block.height(), block.bytesPerLine(), announcedFormat);
     if (!reader.read(&qImage)) {
         QString reason = QStringLiteral("Failed to read.Out of memory: ") + reader.errorString();
-        if (reader.error() == QImageReader::InvalidDataError)
-            reason += QStringLiteral(" (images over QImageReader::allocationLimit() are refused)");
         return fail(VEXA_CALL_SITE, reason);
     }
     // The decoder wrote into the block unless it chose another size or format, which a QImage of its own

@@ -62,8 +62,10 @@ VImage readDeep(const QString& fileName, Format format)
     };
     QImageReader reader(fileName);
     const QSize size = reader.size();
-    if (size.isValid() && dataSizeFor(size.width(), size.height(), format, Channel16u) > imageSizeLimit())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: the image is larger than the size limit"));
+    const qint64 bytes = size.isValid() ? dataSizeFor(size.width(), size.height(), format, Channel16u) : 0;
+    if (bytes > imageSizeLimit())
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") +
+                                        overSizeLimit(size.width(), size.height(), bytes));
     QImage decoded;
     if (!reader.read(&decoded))
         return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + reader.errorString());

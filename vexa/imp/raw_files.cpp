@@ -54,14 +54,12 @@ int codeOf(LibRaw_exceptions e)
 // in four 16-bit components a pixel, and the picture handed back. A few kilobytes of hostile header can
 // claim a sensor of 65535 x 65535, and compressed data that break off early leave LibRaw a black picture
 // rather than an error, so the whole of it must fit under the host's limit before any data are decoded.
-bool fitsSizeLimit(const libraw_image_sizes_t& s)
+qint64 developingPeak(const libraw_image_sizes_t& s)
 {
     const qint64 sensorWidth = std::max<qint64>(s.raw_width, s.width);
     const qint64 sensorHeight = std::max<qint64>(s.raw_height, s.height);
-    const qint64 peak = dataSizeFor(sensorWidth, sensorHeight, GrayScale, Channel16u) +
-                        dataSizeFor(sensorWidth, sensorHeight, XRGB, Channel16u) +
-                        dataSizeFor(s.width, s.height, BGR, Channel16u);
-    return peak <= imageSizeLimit();
+    return dataSizeFor(sensorWidth, sensorHeight, GrayScale, Channel16u) +
+           dataSizeFor(sensorWidth, sensorHeight, XRGB, Channel16u) + dataSizeFor(s.width, s.height, BGR, Channel16u);
 }
 
 // LibRaw's ceiling on its sensor buffer, in MiB: its own default, or less when the host's limit is lower.
@@ -111,8 +109,10 @@ VImage readRawFile(const QString& fileName, const RawReadOptions& options)
         int code = openDecoder(*decoder, fileName);
         if (code != LIBRAW_SUCCESS)
             return failCode(VEXA_CALL_SITE, code);
-        if (!fitsSizeLimit(decoder->imgdata.sizes))
-            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: the image is larger than the size limit."));
+        const libraw_image_sizes_t& sizes = decoder->imgdata.sizes;
+        if (const qint64 peak = developingPeak(sizes); peak > imageSizeLimit())
+            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: developing it needs more than its picture: ") +
+                                            overSizeLimit(sizes.width, sizes.height, peak) + QLatin1Char('.'));
         if ((code = decoder->unpack()) != LIBRAW_SUCCESS)
             return failCode(VEXA_CALL_SITE, code);
         // LibRaw counts stretches of damaged data and decodes on past them: a picture with holes in it.
