@@ -33,6 +33,19 @@ TEST_F(Pool, SameByteSizeGetsTheSameMemoryWithItsOldContents)
     EXPECT_EQ(c.rawData()[5], 0) << "fresh buffers are zeroed";
 }
 
+TEST_F(Pool, ARecycledBufferKeepsItsPixelsButNotItsRowPadding)
+{
+    QByteArray before;
+    {
+        const VImage a = makeImage(3, 2, BGR, Channel8u); // rows of 9 pixel bytes and 3 of padding
+        before = QByteArray(reinterpret_cast<const char*>(a.rawData()), 24);
+    }
+    VImage b;
+    b.create(3, 2, BGR, Channel8u, OriginBottomLeft, RowsAlignNone);
+    for (int i = 0; i < 24; ++i)
+        EXPECT_EQ(b.rawData()[i], i % 12 < 9 ? quint8(before[i]) : 0) << "byte " << i;
+}
+
 TEST_F(Pool, BuffersOverTheLimitOrHeldElsewhereAreNotKept)
 {
     BufferPool& pool = BufferPool::instance();

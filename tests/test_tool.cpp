@@ -12,7 +12,6 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QThread>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
@@ -20,6 +19,11 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
 
 namespace {
 
@@ -29,25 +33,68 @@ struct ToolRun {
     QString err;
 };
 
-// Runs the tool on the given standard input; with interruptAfter (ms), sends it SIGINT that long after it
-// started.
-ToolRun vexa(const QStringList& arguments, int interruptAfter = -1, const QByteArray& input = QByteArray())
+// The exit code and output of a finished run; a crash gives code -1.
+ToolRun resultOf(QProcess& process, const QByteArray& err)
+{
+    ToolRun run;
+    if (process.state() != QProcess::NotRunning || process.exitStatus() != QProcess::NormalExit)
+        return run;
+    run.code = process.exitCode();
+    run.out = process.readAllStandardOutput();
+    run.err = QString::fromLocal8Bit(err);
+    return run;
+}
+
+// Runs the tool on the given standard input.
+ToolRun vexa(const QStringList& arguments, const QByteArray& input = QByteArray())
 {
     QProcess process;
     process.start(QStringLiteral(VEXA_TOOL_PATH), arguments);
     process.write(input);
     process.closeWriteChannel();
-    if (interruptAfter >= 0 && process.waitForStarted()) {
-        QThread::msleep(interruptAfter);
-        ::kill(pid_t(process.processId()), SIGINT);
+    process.waitForFinished(60000);
+    return resultOf(process, process.readAllStandardError());
+}
+
+// Runs the tool with its stderr on a terminal of its own, where it draws its progress bar, and sends it
+// SIGINT once the bar shows `stage`: the tool has its handler by then and the work has begun, however slowly
+// the machine runs it. err is all the terminal received, the bar included.
+ToolRun vexaInterruptedAt(const QStringList& arguments, const QByteArray& stage)
+{
+    const int master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0)
+        return ToolRun();
+    // Held open to the end, so that reading the terminal never fails for want of a writer; raw, so that the
+    // bytes arrive as written ("\n" stays "\n").
+    const int terminal = ::open(ptsname(master), O_RDWR | O_NOCTTY);
+    termios raw{};
+    tcgetattr(terminal, &raw);
+    cfmakeraw(&raw);
+    tcsetattr(terminal, TCSANOW, &raw);
+    QProcess process;
+    process.setChildProcessModifier([terminal] { ::dup2(terminal, STDERR_FILENO); });
+    process.start(QStringLiteral(VEXA_TOOL_PATH), arguments);
+    process.closeWriteChannel();
+    QByteArray shown;
+    const auto readTerminal = [&] {
+        char buffer[4096];
+        for (ssize_t n; (n = ::read(master, buffer, sizeof buffer)) > 0;)
+            shown.append(buffer, n);
+    };
+    bool interrupted = false;
+    QElapsedTimer running;
+    running.start();
+    while (process.state() != QProcess::NotRunning && !process.waitForFinished(20)) {
+        readTerminal();
+        if (!interrupted && shown.contains(stage))
+            interrupted = ::kill(pid_t(process.processId()), SIGINT) == 0;
+        if (running.elapsed() > 60000) // a tool that never gets there fails the test instead of hanging it
+            process.kill();
     }
-    ToolRun run;
-    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit)
-        return run;
-    run.code = process.exitCode();
-    run.out = process.readAllStandardOutput();
-    run.err = QString::fromLocal8Bit(process.readAllStandardError());
-    return run;
+    readTerminal();
+    ::close(terminal);
+    ::close(master);
+    return resultOf(process, shown);
 }
 
 QByteArray fileBytes(const QString& path)
@@ -393,7 +440,7 @@ TEST_F(VexaTool, FiltersAndWarpsGiveImagesOfTheRightSize)
     }
     // The crop is the rectangle's pixels; "-" reads standard input and writes standard output; a crop
     // outside the image, or an output into a missing folder, is refused before any work.
-    const ToolRun piped = vexa({"crop", "-", "10,5,40,20", "-o", "-"}, -1, fileBytes(shot(0)));
+    const ToolRun piped = vexa({"crop", "-", "10,5,40,20", "-o", "-"}, fileBytes(shot(0)));
     ASSERT_EQ(piped.code, 0) << piped.err.toStdString();
     QFile pipedFile(path("piped.png"));
     ASSERT_TRUE(pipedFile.open(QIODevice::WriteOnly) && pipedFile.write(piped.out) == piped.out.size());
@@ -477,9 +524,11 @@ TEST_F(VexaTool, CtrlCStopsTheWorkAndLeavesNoOutput)
     cv::randu(pixels, 0, 255);
     big.resetHash();
     ASSERT_TRUE(writeFile(dir.filePath("big.vexa"), big.toByteArray(VEXA::CompressionNone)));
-    const ToolRun run = vexa({"filter", dir.filePath("big.vexa"), "median", "--size", "31", "-o", dir.filePath("out.png")}, 300);
+    const ToolRun run = vexaInterruptedAt(
+        {"filter", dir.filePath("big.vexa"), "median", "--size", "31", "-o", dir.filePath("out.png")}, "% median");
     EXPECT_EQ(run.code, 1);
-    EXPECT_EQ(run.err, "vexa: cancelled\n");
+    // The bar is erased before the message, which then stands alone.
+    EXPECT_EQ(run.err.mid(run.err.lastIndexOf("\033[K") + 3), "vexa: cancelled\n") << run.err.toStdString();
     // Neither the result nor a temporary: the run stopped before writing, or removed what it wrote.
     EXPECT_EQ(filesIn(dir.path()), QStringList{"big.vexa"});
 }

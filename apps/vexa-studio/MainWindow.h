@@ -39,6 +39,8 @@ public:
     const VImage& result() const { return result_; }
     const VImage& depthMap() const { return depth_; }
     bool isBusy() const { return worker_.isBusy(); }
+    // The histogram follows the view a moment after it changes, once the view has settled: true until then.
+    bool isHistogramPending() const { return histogramTimer_.isActive(); }
 
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;

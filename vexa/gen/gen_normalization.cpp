@@ -184,7 +184,11 @@ VStatus brightnessAlignment(const VImage& src, VImage* dst, int kernel)
     resizeImage(gray, &small, InterpolationNearest);
     VImage smoothedSmall;
     smoothGaussian(small, &smoothedSmall, truncatedSize(kernel * scale));
-    VImage background = gray.status() && !gray.isEmpty() ? gray.createCompatible() : VImage();
+    VImage background;
+    if (gray.status() && !gray.isEmpty()) {
+        background = gray.createCompatible();
+        background.setRoi(gray.roi()); // the source's region: the division below needs the two of one size
+    }
     resizeImage(smoothedSmall, &background, InterpolationNearest);
     double max = 0.0;
     getMax(background, &max);

@@ -25,8 +25,10 @@ BufferPool& BufferPool::instance()
     return *pool;
 }
 
-SharedBuffer BufferPool::acquire(size_t size)
+SharedBuffer BufferPool::acquire(size_t size, bool* recycled)
 {
+    if (recycled)
+        *recycled = false;
     if (size == 0)
         return nullptr;
     {
@@ -36,6 +38,8 @@ SharedBuffer BufferPool::acquire(size_t size)
                 SharedBuffer buffer = std::move(*it);
                 idle_.erase(it);
                 idleBytes_ -= size;
+                if (recycled)
+                    *recycled = true;
                 return buffer;
             }
         }

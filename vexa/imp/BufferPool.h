@@ -40,8 +40,8 @@ public:
     static BufferPool& instance();
 
     // The first idle buffer of exactly `size` bytes, contents kept; otherwise a new zero-filled one. A size
-    // of 0 gives no buffer at all (null).
-    SharedBuffer acquire(size_t size);
+    // of 0 gives no buffer at all (null). *recycled, when asked for, tells which of the two it was.
+    SharedBuffer acquire(size_t size, bool* recycled = nullptr);
     // Keeps the buffer for reuse unless it is empty, larger than the limit, or still held elsewhere: a
     // buffer somebody else holds stays theirs and is never handed to a second image.
     void release(SharedBuffer buffer);

@@ -76,6 +76,25 @@ qint64 dataSizeFor(qint64 width, qint64 height, Format format, Channel channel)
     return stride * height;
 }
 
+void clearOutside(unsigned char* data, qint32 width, qint32 height, Format format, Channel channel, const Rect& keep)
+{
+    const qint64 stride = bytesPerLineFor(width, format, channel);
+    if (!data || stride == 0 || height <= 0)
+        return;
+    const qint64 pixel = qint64(channelsOf(format)) * bitsOf(channel) / 8;
+    const Rect r = clipRect(keep, width, height); // all zero when nothing of keep is inside
+    const qint64 left = r.x * pixel, right = (qint64(r.x) + r.width) * pixel;
+    std::memset(data, 0, size_t(r.y * stride));
+    if (left > 0 || right < stride)
+        for (qint64 y = r.y; y < qint64(r.y) + r.height; ++y) {
+            unsigned char* row = data + y * stride;
+            std::memset(row, 0, size_t(left));
+            std::memset(row + right, 0, size_t(stride - right));
+        }
+    const qint64 below = qint64(r.y) + r.height;
+    std::memset(data + below * stride, 0, size_t((height - below) * stride));
+}
+
 ImageData::ImageData(const ImageData& other)
     : width_(other.width_), height_(other.height_), roi_(other.roi_), format_(other.format_),
       channelType_(other.channelType_), origin_(other.origin_), rowsAlignment_(other.rowsAlignment_),
@@ -170,14 +189,19 @@ void ImageData::fail(const CallSite& site, long requestedBytes)
 void ImageData::allocateData()
 {
     const long size = dataSize();
-    if (bufferSize() != size_t(size)) {
+    bool reused = size > 0 && bufferSize() == size_t(size); // kept: it holds this object's earlier pixels
+    if (!reused) {
         BufferPool& pool = BufferPool::instance();
         pool.release(std::move(buffer_));
         buffer_ = nullptr;
-        buffer_ = pool.acquire(size_t(size));
+        buffer_ = pool.acquire(size_t(size), &reused);
     }
-    if (bufferSize() != size_t(size))
+    if (bufferSize() != size_t(size)) {
         errorAt(VEXA_CALL_SITE, Issue::LibraryError) << "Failed to resize image data with " << size << " bytes";
+        return;
+    }
+    if (reused) // its padding may hold pixels of another layout; a new buffer is zero already
+        clearOutside(buffer_->data(), width_, height_, format_, channelType_, Rect{0, 0, width_, height_});
 }
 
 void ImageData::setData(const unsigned char* data)

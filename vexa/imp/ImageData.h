@@ -69,6 +69,12 @@ VEXA_EXPORT QString overSizeLimit(qint64 width, qint64 height, qint64 bytes, con
 VEXA_EXPORT qint64 bytesPerLineFor(qint64 width, Format format, Channel channel);
 VEXA_EXPORT qint64 dataSizeFor(qint64 width, qint64 height, Format format, Channel channel);
 
+// Zeroes every byte of a width x height buffer that no pixel of `keep` (clipped to the image) covers: the
+// rows above and below it, the pixels left and right of it, and the padding at the end of every row. The
+// pixels of `keep` are left as they are; a null buffer or an unknown format is left alone.
+VEXA_EXPORT void clearOutside(unsigned char* data, qint32 width, qint32 height, Format format, Channel channel,
+                              const Rect& keep);
+
 class VEXA_EXPORT ImageData {
 public:
     ImageData() = default;
@@ -76,6 +82,9 @@ public:
     ImageData& operator=(const ImageData& other);
     ~ImageData();
 
+    // A new buffer is all zeros. A recycled one keeps the earlier pixels (unspecified content, which the
+    // caller overwrites) but has its row padding zeroed: no pixel ever writes padding, so without this an
+    // earlier image's bytes would travel on in byte arrays, data streams and hashes.
     void create(long width, long height, Format format, Channel channel, Origin origin, RowsAlign align);
     // As above, then copies dataSize() bytes from data, which must use the same 4-byte-padded stride.
     void create(const unsigned char* data, long width, long height, Format format, Channel channel,

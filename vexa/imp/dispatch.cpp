@@ -63,6 +63,10 @@ VImage& prepareDestination(const VImage& model, VImage* image, Format format, Ch
     if (dst.status() && dst.isEmpty()) {
         dst.create(model.width(), model.height(), format, channel, model.origin(), model.rowsAlignment());
         dst.setRoi(model.roi());
+        // The operation writes the roi only. Elsewhere a recycled buffer still holds another image's
+        // pixels, which would leave with the result, its byte array or its file: the margins are cleared
+        // here, once for every operation, and the roi is not (it is about to be overwritten).
+        clearOutside(dst.rawData(), dst.width(), dst.height(), dst.format(), dst.channelType(), dst.roiRect());
     }
     checkSource(dst);
     return dst;

@@ -115,8 +115,9 @@ VEXA_EXPORT QList<VImage> checkSources(const VImageList& list);
 VEXA_EXPORT VImage& checkDestination(VImage* image);
 // A destination that must already exist: as above, then the two source tests.
 VEXA_EXPORT VImage& checkExistingDestination(VImage* image);
-// A destination that the operation makes like `model` when it is empty (same header, same roi); an
-// existing one must pass the source tests and is written in place.
+// A destination that the operation makes like `model` when it is empty (same header, same roi, zeros
+// outside the roi and in the row padding); an existing one must pass the source tests and is written in
+// place.
 VEXA_EXPORT VImage& prepareDestination(const VImage& model, VImage* image);
 // As prepareDestination, with another format and channel type for a new destination.
 VEXA_EXPORT VImage& prepareDestination(const VImage& model, VImage* image, Format format, Channel channel);

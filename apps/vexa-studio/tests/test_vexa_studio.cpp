@@ -81,9 +81,10 @@ QString messageAfter(const std::function<void()>& action)
     return QTest::qWaitFor([&] { return !text.isEmpty(); }, kWait) ? text : QString();
 }
 
-void screenshot(QWidget* window, const char* name)
+void screenshot(MainWindow* window, const char* name)
 {
-    QTest::qWait(300); // lets the histogram, which follows the view a moment later, catch up
+    QCoreApplication::processEvents(); // changes of the view still queued start the histogram's wait
+    QTRY_VERIFY_WITH_TIMEOUT(!window->isHistogramPending(), kWait);
     QDir().mkpath(QStringLiteral(VEXA_STUDIO_SCREENSHOTS));
     QVERIFY(window->grab().save(QDir(QStringLiteral(VEXA_STUDIO_SCREENSHOTS)).filePath(QLatin1String(name))));
 }
