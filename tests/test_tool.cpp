@@ -137,6 +137,16 @@ bool save(const cv::Mat& m, const QString& path)
 }
 
 // Temporaries included.
+// The byte array of an XRGB 8u image of uniform noise: incompressible, slow to filter and to deflate.
+QByteArray noiseBytes(int width, int height)
+{
+    VImage noise(width, height);
+    cv::Mat pixels(height, width, CV_8UC4, noise.rawData(), size_t(noise.bytesPerLine()));
+    cv::randu(pixels, 0, 255);
+    noise.resetHash();
+    return noise.toByteArray(VEXA::CompressionNone);
+}
+
 QStringList filesIn(const QString& dir) { return QDir(dir).entryList(QDir::Files | QDir::Hidden); }
 
 const QStringList kShots{"shot_000.png", "shot_001.png", "shot_002.png"};
@@ -519,18 +529,43 @@ TEST_F(VexaTool, CtrlCStopsTheWorkAndLeavesNoOutput)
 {
     // A median the size of a photo: seconds of work, which the interruption cuts short.
     QTemporaryDir dir;
-    VImage big(3200, 2400);
-    cv::Mat pixels(2400, 3200, CV_8UC4, big.rawData(), size_t(big.bytesPerLine()));
-    cv::randu(pixels, 0, 255);
-    big.resetHash();
-    ASSERT_TRUE(writeFile(dir.filePath("big.vexa"), big.toByteArray(VEXA::CompressionNone)));
-    const ToolRun run = vexaInterruptedAt(
-        {"filter", dir.filePath("big.vexa"), "median", "--size", "31", "-o", dir.filePath("out.png")}, "% median");
-    EXPECT_EQ(run.code, 1);
-    // The bar is erased before the message, which then stands alone.
-    EXPECT_EQ(run.err.mid(run.err.lastIndexOf("\033[K") + 3), "vexa: cancelled\n") << run.err.toStdString();
-    // Neither the result nor a temporary: the run stopped before writing, or removed what it wrote.
-    EXPECT_EQ(filesIn(dir.path()), QStringList{"big.vexa"});
+    ASSERT_TRUE(writeFile(dir.filePath("big.vexa"), noiseBytes(3200, 2400)));
+    // Interrupted in the work, and in the middle of writing its file (noise deflated as hard as it goes).
+    const struct {
+        QStringList arguments;
+        const char* shown;
+    } cases[] = {{{"filter", dir.filePath("big.vexa"), "median", "--size", "31", "-o", dir.filePath("out.png")}, "% median"},
+                 {{"convert", dir.filePath("big.vexa"), "-o", dir.filePath("out.png"), "--compression", "9"}, "% writing"}};
+    for (const auto& c : cases) {
+        const ToolRun run = vexaInterruptedAt(c.arguments, c.shown);
+        EXPECT_EQ(run.code, 1) << c.shown;
+        // The bar is erased before the message, which then stands alone.
+        EXPECT_EQ(run.err.mid(run.err.lastIndexOf("\033[K") + 3), "vexa: cancelled\n") << run.err.toStdString();
+        // Neither the result nor a temporary: the run stopped before writing, or removed what it wrote.
+        EXPECT_EQ(filesIn(dir.path()), QStringList{"big.vexa"}) << c.shown;
+    }
+}
+
+TEST_F(VexaTool, AFailedWriteSaysWhyAndLeavesNothing)
+{
+    // Over the process's file size limit (as on a full disk, the write fails part way), on a path that
+    // cannot hold files: one line, exit code 1, no output and no temporary left.
+    QTemporaryDir dir;
+    ASSERT_TRUE(writeFile(path("noise.vexa"), noiseBytes(256, 256)));
+    for (const QString name : {"out.png", "out.tif", "out.jpg", "out.vexa"}) {
+        QProcess shell;
+        shell.start("/bin/sh", {"-c", "ulimit -f 8 && exec \"$0\" \"$@\"", VEXA_TOOL_PATH, "convert", path("noise.vexa"), "-o",
+                                dir.filePath(name), "--quality", "100"});
+        ASSERT_TRUE(shell.waitForFinished(60000));
+        const QString err = QString::fromLocal8Bit(shell.readAllStandardError());
+        EXPECT_EQ(shell.exitCode(), 1) << name.toStdString() << ": " << err.toStdString();
+        EXPECT_TRUE(err.contains("file size limit of ") && err.contains(" bytes (ulimit -f)") && err.count('\n') == 1)
+            << name.toStdString() << ": " << err.toStdString();
+        EXPECT_TRUE(filesIn(dir.path()).isEmpty()) << name.toStdString();
+    }
+    const ToolRun unwritable = vexa({"convert", shot(0), "-o", "/proc/vexa-out.png"});
+    EXPECT_EQ(unwritable.code, 1);
+    EXPECT_TRUE(unwritable.err.startsWith("vexa: /proc/vexa-out.png: cannot write")) << unwritable.err.toStdString();
 }
 
 } // namespace

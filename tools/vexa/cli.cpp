@@ -275,6 +275,9 @@ void installInterruptHandlers()
     action.sa_flags = SA_RESETHAND | SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    // A file over the process's size limit (ulimit -f) would end the tool mid-write, its temporary file
+    // left behind; ignored, the write fails like one on a full disk, and is reported and cleaned up.
+    signal(SIGXFSZ, SIG_IGN);
 }
 
 bool interrupted() { return interruptedFlag.load(); }

@@ -23,8 +23,11 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <fcntl.h>
 #include <system_error>
+#include <sys/resource.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace vexatool {
@@ -32,6 +35,26 @@ namespace vexatool {
 namespace {
 
 QString systemError(int code) { return QString::fromStdString(std::generic_category().message(code)); }
+
+// Why a write into `written` (the temporary of `fileName`) stopped, when the system said (errno, cleared
+// before the write): the file reached the process's size limit, or the device is full. Otherwise the
+// writer's reason, which names the file by its final name.
+QString writeFailure(const QString& fileName, const QString& written, QString reason)
+{
+    rlimit limit{};
+    if (errno == EFBIG && getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY)
+        return QStringLiteral("the file reached this process's file size limit of %1 bytes (ulimit -f)").arg(limit.rlim_cur);
+    if (errno == ENOSPC || errno == EDQUOT) {
+        struct statvfs device {};
+        const bool known = statvfs(QFile::encodeName(QFileInfo(written).absolutePath()).constData(), &device) == 0;
+        return QStringLiteral("no space left on the device%1")
+            .arg(known ? QStringLiteral(" (%1 KiB free without the unfinished file)").arg(qint64(device.f_bavail) * qint64(device.f_frsize) >> 10)
+                       : QString());
+    }
+    if (errno == EFBIG)
+        return systemError(EFBIG);
+    return reason.replace(written, fileName);
+}
 
 bool isVexaName(const QString& fileName)
 {
@@ -549,14 +572,24 @@ void writeImage(const VImage& image, const QString& fileName, Task* task, bool c
         if (bytes.isEmpty())
             runtimeError(QStringLiteral("%1: cannot make the image's byte array").arg(fileName));
         QFile file(written);
+        errno = 0;
         if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
-            runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, file.errorString()));
-    } else if (task) {
-        // The write reports its rows into the rest of the bar.
-        task->run(fileName + QStringLiteral(": cannot write the image file"), task->progress()->fraction(), 1.0,
-                  [&] { return VEXA::writeImageFile(image, written, options); });
-    } else if (!VEXA::writeImageFile(image, written, options)) {
-        runtimeError(QStringLiteral("%1: cannot write the image file").arg(fileName));
+            runtimeError(QStringLiteral("%1: cannot write: %2").arg(fileName, writeFailure(fileName, written, file.errorString())));
+    } else {
+        VStatus status;
+        {
+            // The write reports its rows into the rest of the bar.
+            const std::optional<VProgress::Section> section =
+                task ? std::make_optional<VProgress::Section>(task->progress(), task->progress()->fraction(), 1.0)
+                     : std::nullopt;
+            errno = 0;
+            status = VEXA::writeImageFile(image, written, options);
+        }
+        if (!status) {
+            const QString message = QStringLiteral("%1: cannot write the image file: %2")
+                                        .arg(fileName, writeFailure(fileName, written, reasonOf(status)));
+            task ? task->fail(message) : runtimeError(message);
+        }
     }
     // Rewriting the file for the EXIF block costs a copy of it: only when there is one to carry.
     const bool afterwards = !metadata.exif.isEmpty() ||
