@@ -1,6 +1,7 @@
 // Images created, shared, hashed, detached and destroyed on several threads at once, buffers cycling
 // through the pool. Run under ThreadSanitizer as well (scripts/test --tsan).
 #include "support/images.h"
+#include "support/operation_cases.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +9,9 @@
 #include <QMutexLocker>
 
 #include <atomic>
+#include <chrono>
 #include <deque>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -25,6 +28,66 @@ bool uniform(const VImage& image, unsigned char value)
                 return false;
     }
     return true;
+}
+
+QByteArray bytesOf(const VImage& image)
+{
+    return QByteArray(reinterpret_cast<const char*>(image.rawData()), int(image.dataSize()));
+}
+
+// Four threads call operations picked at random over one set of sources shared by handle copies, while
+// they also change their own copies of those sources (which detach first, never touching the shared
+// pixels): every result must be what the same call gives alone, the pool stays within its bound, and
+// no block outlives the images once the pool is emptied. VEXA_STRESS_SECONDS sets how long (default 2;
+// CI runs it for 30 under ThreadSanitizer).
+TEST(Concurrency, RandomOperationsOnSharedImagesMatchTheirLoneResults)
+{
+    using namespace operation_cases;
+    const double seconds = qEnvironmentVariableIsSet("VEXA_STRESS_SECONDS")
+                               ? qEnvironmentVariable("VEXA_STRESS_SECONDS").toDouble()
+                               : 2.0;
+    const size_t liveBefore = ByteBuffer::liveCount() - BufferPool::instance().idleCount();
+    std::vector<Case> cases(std::begin(kOperations), std::end(kOperations));
+    cases.insert(cases.end(), std::begin(kMembers), std::end(kMembers));
+    std::atomic<long> calls{0}, wrong{0}, overPool{0};
+    {
+        const Sources shared = makeSources();
+        const QByteArray grayBefore = bytesOf(shared.gray);
+        std::vector<QByteArray> alone;
+        for (const Case& c : cases) {
+            VImage result;
+            EXPECT_TRUE(c.run(shared, &result)) << c.name;
+            alone.push_back(bytesOf(result));
+        }
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        std::vector<std::thread> workers;
+        for (int t = 0; t < 4; ++t)
+            workers.emplace_back([&, t] {
+                std::mt19937 random(unsigned(t + 1));
+                while (std::chrono::steady_clock::now() < deadline) {
+                    const size_t pick = random() % cases.size();
+                    Sources mine = shared; // handles to the same pixels
+                    VImage result;
+                    if (!cases[pick].run(mine, &result) || bytesOf(result) != alone[pick])
+                        ++wrong;
+                    // A member that changes the image detaches it first; the fill then writes the copy.
+                    mine.gray.setRoi(QRect(0, 0, 8, 8));
+                    double value = double(random() % 256);
+                    fillImage(&mine.gray, &value, 1);
+                    if (BufferPool::instance().idleBytes() > BufferPool::limit + size_t(result.dataSize()))
+                        ++overPool;
+                    ++calls;
+                }
+            });
+        for (std::thread& worker : workers)
+            worker.join();
+        EXPECT_EQ(bytesOf(shared.gray), grayBefore);
+    }
+    EXPECT_EQ(wrong.load(), 0) << "of " << calls.load() << " calls";
+    EXPECT_EQ(overPool.load(), 0);
+    EXPECT_GT(calls.load(), 4);
+    BufferPool::instance().clear();
+    EXPECT_EQ(ByteBuffer::liveCount(), liveBefore);
 }
 
 TEST(Concurrency, ImagesCrossThreadsThroughThePoolIntact)

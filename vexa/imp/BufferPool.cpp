@@ -2,10 +2,15 @@
 
 #include <QMutexLocker>
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
 namespace VEXA {
+
+namespace {
+std::atomic<size_t> liveBuffers{0};
+}
 
 ByteBuffer::ByteBuffer(size_t size) : size_(size)
 {
@@ -15,9 +20,17 @@ ByteBuffer::ByteBuffer(size_t size) : size_(size)
     data_ = static_cast<unsigned char*>(std::calloc(size, 1));
     if (!data_)
         throw std::bad_alloc();
+    liveBuffers.fetch_add(1, std::memory_order_relaxed);
 }
 
-ByteBuffer::~ByteBuffer() { std::free(data_); }
+ByteBuffer::~ByteBuffer()
+{
+    if (data_)
+        liveBuffers.fetch_sub(1, std::memory_order_relaxed);
+    std::free(data_);
+}
+
+size_t ByteBuffer::liveCount() { return liveBuffers.load(std::memory_order_relaxed); }
 
 BufferPool& BufferPool::instance()
 {

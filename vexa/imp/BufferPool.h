@@ -25,6 +25,8 @@ public:
 
     unsigned char* data() const { return data_; }
     size_t size() const { return size_; }
+    // Blocks alive in the process, held by images or idle in the pool: what a leak check counts.
+    static size_t liveCount();
 
 private:
     unsigned char* data_ = nullptr;
