@@ -95,13 +95,26 @@ TEST(VLog, RecordsGoThroughTheModulesLoggingCategoryAndObeyItsRules)
     QLoggingCategory::setFilterRules("vexa=true");
     errorHere() << "Reason: x";
     VLog::warningStream("Vexa", "void g()", "imp/VImage", 7, Issue::ID(3400)) << "careful";
-    QLoggingCategory::setFilterRules("vexa.critical=false");
-    LogCapture log;
-    errorHere() << "silenced on the Qt side only";
+    VLog::setConsole(VLog::Console::Off);
+    errorHere() << "switched off";
+    VLog::setConsole(VLog::Console::Auto);
+    size_t sinks = 0;
+    {
+        LogCapture log;
+        errorHere() << "a host that has a sink handles its failures itself";
+        VLog::setConsole(VLog::Console::On);
+        errorHere() << "unless asked for both";
+        VLog::setConsole(VLog::Console::Auto);
+        QLoggingCategory::setFilterRules("vexa.critical=false");
+        VLog::setConsole(VLog::Console::On);
+        errorHere() << "silenced on the Qt side only";
+        VLog::setConsole(VLog::Console::Auto);
+        sinks = log.count();
+    }
     QLoggingCategory::setFilterRules("vexa=false");
     qInstallMessageHandler(previous);
 
-    ASSERT_EQ(qtMessages.size(), 2u);
+    ASSERT_EQ(qtMessages.size(), 3u);
     EXPECT_EQ(qtMessages[0].type, QtCriticalMsg);
     EXPECT_EQ(qtMessages[0].category, "vexa");
     EXPECT_EQ(qtMessages[0].file, "gen/gen_test");
@@ -110,7 +123,8 @@ TEST(VLog, RecordsGoThroughTheModulesLoggingCategoryAndObeyItsRules)
     EXPECT_EQ(qtMessages[0].text, "[3200] Reason: x");
     EXPECT_EQ(qtMessages[1].type, QtWarningMsg);
     EXPECT_EQ(qtMessages[1].text, "[3400] careful");
-    EXPECT_EQ(log.count(), 1u) << "sinks see records that the category's rules silence";
+    EXPECT_EQ(qtMessages[2].text, "[3200] unless asked for both");
+    EXPECT_EQ(sinks, 3u) << "sinks see records that the category's rules silence";
 }
 
 TEST(VLog, RecordsFromManyThreadsAllArrive)

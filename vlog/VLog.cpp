@@ -28,6 +28,7 @@ struct Registry {
     QHash<QString, Category> categories;
     std::map<int, VLog::Sink> sinks;
     int nextHandle = 1;
+    VLog::Console console = VLog::Console::Auto;
 };
 
 Registry& registry()
@@ -50,9 +51,19 @@ QLoggingCategory& categoryFor(const QString& module)
 
 void emitRecord(const VLog::Record& record)
 {
+    std::vector<VLog::Sink> sinks;
+    bool console = false;
+    {
+        Registry& r = registry();
+        QMutexLocker lock(&r.mutex);
+        sinks.reserve(r.sinks.size());
+        for (const auto& entry : r.sinks)
+            sinks.push_back(entry.second);
+        console = r.console == VLog::Console::On || (r.console == VLog::Console::Auto && sinks.empty());
+    }
     const QLoggingCategory& category = categoryFor(record.module);
     const bool error = record.level == VLog::Record::Error;
-    if (error ? category.isCriticalEnabled() : category.isWarningEnabled()) {
+    if (console && (error ? category.isCriticalEnabled() : category.isWarningEnabled())) {
         const QByteArray file = record.file.toUtf8();
         const QByteArray function = record.function.toUtf8();
         const QByteArray text = QStringLiteral("[%1] %2").arg(int(record.issue)).arg(record.text).toUtf8();
@@ -63,14 +74,6 @@ void emitRecord(const VLog::Record& record)
             logger.warning("%s", text.constData());
     }
 
-    std::vector<VLog::Sink> sinks;
-    {
-        Registry& r = registry();
-        QMutexLocker lock(&r.mutex);
-        sinks.reserve(r.sinks.size());
-        for (const auto& entry : r.sinks)
-            sinks.push_back(entry.second);
-    }
     for (const VLog::Sink& sink : sinks)
         sink(record);
 }
@@ -161,6 +164,13 @@ void removeSink(int handle)
     Registry& r = registry();
     QMutexLocker lock(&r.mutex);
     r.sinks.erase(handle);
+}
+
+void setConsole(Console console)
+{
+    Registry& r = registry();
+    QMutexLocker lock(&r.mutex);
+    r.console = console;
 }
 
 } // namespace VLog

@@ -3,7 +3,8 @@
 // A record is written once, when the last copy of the VMessageStream that built it goes away. It goes
 // through a QLoggingCategory named after the module in lower case ("Vexa" -> "vexa"; errors at critical
 // level, warnings at warning level, so hosts steer it with QT_LOGGING_RULES or their own message handler)
-// and to every sink installed with VLog::addSink, whatever the category's rules say. Records may come
+// and to every sink installed with VLog::addSink, whatever the category's rules say (the category is left
+// out while a sink is installed, unless VLog::setConsole says otherwise). Records may come
 // from several threads at once; sinks are called outside any lock, so a sink may itself log.
 #pragma once
 
@@ -54,6 +55,12 @@ VLOG_EXPORT VMessageStream warningStream(QString module, QString function, QStri
 // Returns a handle for removeSink. Every record reaches every sink installed when it is emitted.
 VLOG_EXPORT int addSink(Sink sink);
 VLOG_EXPORT void removeSink(int handle);
+
+// Whether records also go through the logging category, which prints them on standard error unless the
+// category's rules or the host's message handler say otherwise. Auto (the default): only while no sink is
+// installed, since a host that installs one handles failures itself; On and Off: always and never.
+enum class Console { Auto, On, Off };
+VLOG_EXPORT void setConsole(Console console);
 
 } // namespace VLog
 
