@@ -164,7 +164,7 @@ TEST(Convert, FastPathsNeedImagesOfOneSize)
     VImage smaller = makeImage(3, 4, BGR, Channel8u);
     LogCapture log;
     const VStatus status = convertImage(xrgb, &smaller);
-    EXPECT_EQ(status.message(), "Source and destination differ in size");
+    EXPECT_EQ(status.message(), "Source and destination differ in size: the destination's region is 3x4, the source's 4x4");
     ASSERT_EQ(log.count(), 1u);
     EXPECT_EQ(log.records()[0].file, "imp/image_converters");
 

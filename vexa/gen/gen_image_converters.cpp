@@ -6,9 +6,15 @@
 
 namespace VEXA {
 
-VStatus kernel::failDifferentSizes(const CallSite& site)
+VStatus kernel::failDifferentSizes(const CallSite& site, QSize source, QSize destination)
 {
-    return VStatus(errorAt(site, Issue::LibraryError) << "Source and destination differ in size");
+    return VStatus(errorAt(site, Issue::LibraryError)
+                   << QStringLiteral("Source and destination differ in size: the destination's region is %1x%2, the "
+                                     "source's %3x%4")
+                          .arg(destination.width())
+                          .arg(destination.height())
+                          .arg(source.width())
+                          .arg(source.height()));
 }
 
 namespace {

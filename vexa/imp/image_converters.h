@@ -244,7 +244,7 @@ VStatus convertImage(const RasterT<S>& src, const RasterT<D>& dst)
 }
 
 // The 8-bit fast paths: whole rows, images of one size.
-VStatus failDifferentSizes(const CallSite& site);
+VStatus failDifferentSizes(const CallSite& site, QSize source, QSize destination);
 
 // Row by row through the vectorised kernels of imp/simd, with the walk of the generic kernel (the whole
 // source into the destination's roi) or, for the three fast paths, whole rows of images of one size.
@@ -261,7 +261,7 @@ template <class S, class D, class Row>
 VStatus convertRowsOfOneSize(const RasterT<S>& src, const RasterT<D>& dst, const CallSite& site, Row row)
 {
     if (src.width != dst.width || src.height != dst.height)
-        return failDifferentSizes(site);
+        return failDifferentSizes(site, QSize(src.width, src.height), QSize(dst.width, dst.height));
     for (qint32 y = 0; y < src.height; ++y)
         row(reinterpret_cast<const std::uint8_t*>(src.row(y)), reinterpret_cast<std::uint8_t*>(dst.row(y)), src.width);
     return VStatus::Ok;
