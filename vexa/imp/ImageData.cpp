@@ -223,7 +223,9 @@ void ImageData::setData(const unsigned char* data)
 
 void ImageData::assertValid() const
 {
-    if (status_)
+    // Stored only when that changes it: readers of one shared image come through here (rawData) at the
+    // same moment, and storing the good status it already holds would be a write they race on.
+    if (status_ && (!status_.message().isEmpty() || status_.issue() != Issue::None))
         status_ = VStatus::Ok;
 }
 
