@@ -362,9 +362,8 @@ QString unreadableReason(const QString& fileName)
     if (!headerShape(fileName, &shape))
         return QImageReader(fileName).canRead() ? QStringLiteral("damaged") : QStringLiteral("not an image file Qt can read");
     const qint64 bytes = VEXA::dataSizeFor(shape.size.width(), shape.size.height(), shape.format, shape.channel);
-    if (bytes > VEXA::imageSizeLimit())
-        return VEXA::overSizeLimit(shape.size.width(), shape.size.height(), bytes, raise(bytes));
-    return QStringLiteral("damaged");
+    const QString over = VEXA::sizeLimitRefusal(shape.size, shape.format, shape.channel, raise(bytes));
+    return over.isEmpty() ? QStringLiteral("damaged") : over;
 }
 
 bool peekImageAt(const QString& fileName, ImageShape* shape)

@@ -58,6 +58,12 @@ QString overSizeLimit(qint64 width, qint64 height, qint64 bytes, const QString& 
              howToRaise.isEmpty() ? QStringLiteral("setImageSizeLimit raises it") : howToRaise);
 }
 
+QString sizeLimitRefusal(QSize size, Format format, Channel channel, const QString& howToRaise)
+{
+    const qint64 bytes = size.isValid() ? dataSizeFor(size.width(), size.height(), format, channel) : 0;
+    return bytes > imageSizeLimit() ? overSizeLimit(size.width(), size.height(), bytes, howToRaise) : QString();
+}
+
 qint64 bytesPerLineFor(qint64 width, Format format, Channel channel)
 {
     const qint64 bitsPerPixel = qint64(channelsOf(format)) * bitsOf(channel);

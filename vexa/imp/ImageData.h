@@ -8,6 +8,7 @@
 // "Failed to resize image data with N bytes" (issue 3200). So does an allocation the system refuses.
 #pragma once
 
+#include <QSize>
 #include <QtGlobal>
 
 #include <memory>
@@ -63,6 +64,9 @@ VEXA_EXPORT void setImageSizeLimit(qint64 bytes);
 // Why an image of that size and buffer is refused, naming the limit and how to raise it (a host's own
 // way, or setImageSizeLimit).
 VEXA_EXPORT QString overSizeLimit(qint64 width, qint64 height, qint64 bytes, const QString& howToRaise = QString());
+// Empty when an image of that size and layout fits under the limit (or the size is unknown); otherwise
+// why it does not, as overSizeLimit says it.
+VEXA_EXPORT QString sizeLimitRefusal(QSize size, Format format, Channel channel, const QString& howToRaise = QString());
 
 // Row stride and buffer size of an image, 0 for negative dimensions or unknown formats and types; a size
 // beyond 64 bits comes back as the largest 64-bit value.

@@ -649,10 +649,8 @@ bool VImage::load(const QString& fileName)
     };
     QImageReader reader(fileName);
     const QSize announced = reader.size();
-    const qint64 bytes = announced.isValid() ? dataSizeFor(announced.width(), announced.height(), ARGB, Channel8u) : 0;
-    if (bytes > imageSizeLimit())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") +
-                                        overSizeLimit(announced.width(), announced.height(), bytes));
+    if (const QString over = sizeLimitRefusal(announced, ARGB, Channel8u); !over.isEmpty())
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + over);
     // Asked before reading (after, it is gone), and as a plain integer: the JPEG plugin answers a damaged
     // header with uninitialised memory, which is no value of QImage::Format.
     QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;

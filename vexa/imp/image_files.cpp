@@ -62,10 +62,8 @@ VImage readDeep(const QString& fileName, Format format)
     };
     QImageReader reader(fileName);
     const QSize size = reader.size();
-    const qint64 bytes = size.isValid() ? dataSizeFor(size.width(), size.height(), format, Channel16u) : 0;
-    if (bytes > imageSizeLimit())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") +
-                                        overSizeLimit(size.width(), size.height(), bytes));
+    if (const QString over = sizeLimitRefusal(size, format, Channel16u); !over.isEmpty())
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + over);
     QImage decoded;
     if (!reader.read(&decoded))
         return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + reader.errorString());
