@@ -1,7 +1,7 @@
 #include <vexa/gen/gen_image_converters.h>
 
+#include <vexa/imp/convert_pair.h>
 #include <vexa/imp/image_converters.h>
-#include <vexa/imp/scaled_converters.h>
 #include <vexa/imp/progress.h>
 
 namespace VEXA {
@@ -17,35 +17,11 @@ VStatus kernel::failDifferentSizes(const CallSite& site, QSize source, QSize des
                           .arg(source.height()));
 }
 
-namespace {
-
-// The checks of both conversions, in their order, then one pass of the kernel over the pair.
-template <template <class> class Targets, class Kernel>
-VStatus convertPair(const VImage& source, VImage* destination, Kernel kernel)
-{
-    VImage& dst = checkDestination(destination);
-    checkStatus(source);
-    checkStatus(dst);
-    checkNotEmpty(source);
-    checkNotEmpty(dst);
-    return runWhole("converting", [&] { return dispatchPairs<Targets>(ConvertSources{}, source, dst, kernel); });
-}
-
-} // namespace
-
 VStatus convertImage(const VImage& source, VImage* destination)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         return convertPair<ConvertTargetsT>(source, destination,
                                             [](const auto& s, const auto& d) { return kernel::convertImage(s, d); });
-    });
-}
-
-VStatus convertImageScaled(const VImage& source, VImage* destination)
-{
-    return guarded(VEXA_CALL_SITE, [&] {
-        return convertPair<ScaledTargetsT>(source, destination,
-                                           [](const auto& s, const auto& d) { return kernel::convertScaled(s, d); });
     });
 }
 

@@ -68,7 +68,6 @@ private:
     cv::Size size_;
     int workScale_ = 1; // full size / working size
     double grayScale_ = 1;
-    std::array<double, 3> gains_{1.0, 1.0, 1.0}; // the previous shot's gains, the chain's product
     cv::Mat previousGray_;                       // working size, CV_32F, in the reference's geometry and exposure
     cv::Mat previousSmall_;                      // an eighth of the size, blurred, CV_32FC(n)
     cv::Mat previousDetail_;                     // the same, of its luminance
