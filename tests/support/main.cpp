@@ -7,14 +7,6 @@
 
 #include <opencv2/core.hpp>
 
-#if defined(__SANITIZE_THREAD__)
-#define VEXA_UNDER_TSAN 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define VEXA_UNDER_TSAN 1
-#endif
-#endif
-
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);

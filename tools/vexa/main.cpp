@@ -6,6 +6,7 @@
 
 #include <QGuiApplication>
 
+#include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
 using namespace vexatool;
@@ -26,6 +27,11 @@ int main(int argc, char** argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     qInstallMessageHandler(dropMessage);
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+#ifdef VEXA_UNDER_TSAN
+    // TBB, which runs OpenCV's parallel loops, is not instrumented: ThreadSanitizer cannot see it hand work
+    // over and back and reports every pixel a worker touches. Sequential, the tool's reports are its own.
+    cv::setNumThreads(0);
+#endif
     QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vexa"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VEXA_VERSION));
