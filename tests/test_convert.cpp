@@ -64,6 +64,11 @@ TEST(Convert, EveryPairOfTheTableConvertsAndEveryGapFails)
                     EXPECT_EQ(status.isOk(), expected) << sf << "/" << sc << " -> " << df << "/" << dc;
                     if (!expected) {
                         EXPECT_EQ(status.message(), "Reason: Can not find template with actual parameters!");
+                        // The reason names the pair: the source's type, then the destination's.
+                        EXPECT_TRUE(status.reason().startsWith(QStringLiteral("the operation does not take %1 %2 images")
+                                                                   .arg(QString::fromStdString(formatInfo(sf).name),
+                                                                        QString::fromStdString(channelInfo(sc).name))))
+                            << status.reason().toStdString();
                     }
                     supported += expected;
                 }

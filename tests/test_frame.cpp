@@ -1,5 +1,6 @@
 // The operation frame: each kind of exception becomes one record and a status with the fixed text.
 #include <vexa/Vexa.h>
+#include <vexa/imp/dispatch.h>
 #include <vexa/imp/frame.h>
 
 #include "support/LogCapture.h"
@@ -32,25 +33,38 @@ struct Case {
     std::function<void()> thrower;
     const char* text;
     Issue::ID issue;
+    const char* reason; // the words a person reads: the text without its framing
 };
 
 TEST(Frame, EveryCatchClauseGivesItsTextAndOneRecord)
 {
+    const char* const unsupported = "the operation does not take the image's pixel format and component type";
     const Case cases[] = {
-        {"ocv", [] { throw dip_ocv_exception("layer"); }, "Reason: layer", Issue::LibraryError},
-        {"unsupported", [] { throw dip_exception_unsupported_parameters(); },
-         "Reason: Can not find template with actual parameters!", Issue::LibraryError},
-        {"bad status", [] { throw dip_exception_bad_status(); }, "Reason: Bad status of image!", Issue::LibraryError},
-        {"empty", [] { throw dip_exception_empty_source_image(); }, "Reason: Empty source image!", Issue::LibraryError},
+        {"ocv", [] { throw dip_ocv_exception("layer"); }, "Reason: layer", Issue::LibraryError, "layer"},
+        {"unsupported", [] { throwUnsupported(); }, "Reason: Can not find template with actual parameters!",
+         Issue::LibraryError, unsupported},
+        {"unsupported type", [] { throwUnsupported(BGR, Channel16s); },
+         "Reason: Can not find template with actual parameters!", Issue::LibraryError,
+         "the operation does not take BGR 16s images"},
+        {"unsupported pair", [] { throwUnsupported(GrayScale, Channel8u, YUV422, Channel32f); },
+         "Reason: Can not find template with actual parameters!", Issue::LibraryError,
+         "the operation does not take GrayScale 8u images into YUV422 32f ones"},
+        {"bad status", [] { throw dip_exception_bad_status(); }, "Reason: Bad status of image!", Issue::LibraryError,
+         "Bad status of image!"},
+        {"empty", [] { throw dip_exception_empty_source_image(); }, "Reason: Empty source image!", Issue::LibraryError,
+         "Empty source image!"},
         {"dip", [] { throw dip_exception("Pixel(). Bad RasterT."); }, "Reason: Pixel(). Bad RasterT.",
-         Issue::LibraryError},
+         Issue::LibraryError, "Pixel(). Bad RasterT."},
         {"opencv", [] { throw cv::Exception(-5, "x", "f", "g", 7); },
-         "Reason: x Error code: -5 Function: f File: g Line: 7", Issue::OpenCvError},
-        {"cancelled", [] { throw dip_exception_cancelled(); }, "Operation cancelled", Issue::Cancelled},
-        {"bad_alloc", [] { throw std::bad_alloc(); }, "Unexpected error.", Issue::LibraryError},
-        {"int", [] { throw 42; }, "Unexpected error.", Issue::LibraryError},
-        {"std", [] { throw std::runtime_error("not ours"); }, "Unexpected error.", Issue::LibraryError},
-        {"base class", [] { throw VEXA::exception("base"); }, "Unexpected error.", Issue::LibraryError},
+         "Reason: x Error code: -5 Function: f File: g Line: 7", Issue::OpenCvError, "OpenCV failed in f: x"},
+        {"cancelled", [] { throw dip_exception_cancelled(); }, "Operation cancelled", Issue::Cancelled,
+         "Operation cancelled"},
+        {"bad_alloc", [] { throw std::bad_alloc(); }, "Unexpected error.", Issue::LibraryError, "out of memory"},
+        {"int", [] { throw 42; }, "Unexpected error.", Issue::LibraryError, "Unexpected error."},
+        {"std", [] { throw std::runtime_error("not ours"); }, "Unexpected error.", Issue::LibraryError,
+         "Unexpected error."},
+        {"base class", [] { throw VEXA::exception("base"); }, "Unexpected error.", Issue::LibraryError,
+         "Unexpected error."},
     };
     for (const Case& c : cases) {
         LogCapture log;
@@ -58,6 +72,7 @@ TEST(Frame, EveryCatchClauseGivesItsTextAndOneRecord)
         EXPECT_FALSE(status) << c.name;
         EXPECT_EQ(status.message(), c.text) << c.name;
         EXPECT_EQ(status.issue(), c.issue) << c.name;
+        EXPECT_EQ(status.reason(), c.reason) << c.name;
         const auto records = log.records();
         ASSERT_EQ(records.size(), 1u) << c.name;
         const VLog::Record& r = records[0];

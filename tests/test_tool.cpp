@@ -212,7 +212,7 @@ TEST_F(VexaTool, RefusesBadCommandLinesAndInputsInOneLine)
         {{"histogram", shot(0), "--bins", "16"}, 2, "bins"},
         {{"filter", shot(0), "swirl", "-o", out}, 2, "unknown operation 'swirl'"},
         {{"filter", shot(0), "sobel", "--iterations", "2", "-o", out}, 2, "--iterations"},
-        {{"filter", gray, "sharpen", "-o", out}, 1, "unsupported format and channel type"},
+        {{"filter", gray, "sharpen", "-o", out}, 1, "does not take GrayScale 8u images"},
         {{"transform", shot(0), "-o", out}, 2, "nothing to do"},
         {{"compare", shot(0), path("narrow.png")}, 1, "40x64"},
         {{"montage", shot(0), shot(1), "-o", out, "--labels", "one"}, 2, "--labels"},

@@ -14,6 +14,14 @@ const VStatus VStatus::Ok;
 
 VStatus::VStatus(const VMessageStream& stream) : ok_(false), issue_(stream.issue()), message_(stream.text()) {}
 
+VStatus VStatus::withReason(const QString& reason) const
+{
+    VStatus status = *this;
+    if (!ok_)
+        status.reason_ = reason;
+    return status;
+}
+
 namespace {
 
 struct Registry {

@@ -103,6 +103,12 @@ public:
     bool isOk() const { return ok_; }
     QString message() const { return message_; }
     Issue::ID issue() const { return issue_; }
+    // What went wrong in words a person acts on: the message without the framing it carries for the log
+    // (a "Reason: " prefix, OpenCV's error code, function, file and line), or a plainer account where the
+    // message is a fixed code-like text. The message itself when it was given no reason.
+    QString reason() const { return reason_.isEmpty() ? message_ : reason_; }
+    // The same failure with its reason given apart; an Ok status stays Ok and has no reason.
+    VStatus withReason(const QString& reason) const;
 
     static const VStatus Ok;
 
@@ -110,4 +116,5 @@ private:
     bool ok_ = true;
     Issue::ID issue_ = Issue::None;
     QString message_;
+    QString reason_;
 };

@@ -493,7 +493,7 @@ void MainWindow::saveImage(const VImage& image, const QString& title)
     const LibraryErrors errors;
     const VStatus saved = VEXA::writeImageFile(image, name); // 16-bit results stay 16-bit in PNG and TIFF
     if (!saved) {
-        const QString reason = saved.message().isEmpty() ? errors.first() : saved.message();
+        const QString reason = saved.reason().isEmpty() ? errors.first() : saved.reason();
         showError(tr("Cannot save %1").arg(QDir::toNativeSeparators(name)), reason);
         return;
     }

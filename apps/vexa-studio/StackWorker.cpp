@@ -4,7 +4,6 @@
 #include <vexa/imp/qimage_support.h>
 
 #include <QFileInfo>
-#include <QRegularExpression>
 
 #include <thread>
 
@@ -155,7 +154,7 @@ bool StackWorker::runTool(const QString& title, const VImage& source, const Tool
         const VStatus status = tool(source, &result.image);
         if (!status) {
             result.cancelled = progress_.isCancelled();
-            result.error = status.message();
+            result.error = status.reason();
             result.image = VImage();
         }
         return result;
@@ -174,7 +173,7 @@ JobResult StackWorker::doReadShots(const QStringList& files, int thumbnailSize)
         progress_.report(double(i) / files.size(), tr("reading %1").arg(QFileInfo(files[i]).fileName()));
         const VImage shot = VEXA::readImageFile(files[i]);
         if (!shot.status() || shot.isEmpty()) {
-            emit thumbnailRead(i, QImage(), shot.status().message());
+            emit thumbnailRead(i, QImage(), shot.status().reason());
             continue;
         }
         const QImage shown = displayImage(shot);
@@ -203,7 +202,7 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
         const VImage shot = readShot(files[i], method, i > 0 ? &first : nullptr);
         if (!shot.status() || shot.isEmpty()) {
             result.error = tr("%1: %2").arg(name, shot.status() ? tr("cannot bring it to the first shot's layout")
-                                                                 : shot.status().message());
+                                                                 : shot.status().reason());
             return result;
         }
         if (progress_.isCancelled() || !blender.addImage(shot)) {
@@ -211,7 +210,7 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
             if (!result.cancelled) {
                 // Say how a shot unlike the first differs in the application's words; other refusals
                 // (one that cannot be aligned) in the blender's.
-                QString reason = blender.lastStatus().message().remove(QRegularExpression(QStringLiteral("^Reason: ")));
+                QString reason = blender.lastStatus().reason();
                 if (i > 0 && !(shot.header() == first))
                     reason = tr("it is %1, but the first shot is %2; all shots must be alike")
                                  .arg(describeImage(shot), describeImage(first));

@@ -26,19 +26,6 @@ void runtimeError(const QString& message) { throw Failure{ExitRuntimeError, mess
 
 void cancelledError() { throw Failure{ExitRuntimeError, QStringLiteral("cancelled")}; }
 
-QString reasonOf(const VStatus& status)
-{
-    QString text = status.message().simplified();
-    if (text.startsWith(QLatin1String("Reason: ")))
-        text.remove(0, 8);
-    const int location = int(text.indexOf(QLatin1String(" Error code: ")));
-    if (location >= 0)
-        text.truncate(location);
-    if (text.startsWith(QLatin1String("Can not find template")))
-        return QStringLiteral("unsupported format and channel type");
-    return text;
-}
-
 namespace {
 
 // Interruption. The handler may run on any thread, at any moment, so it touches nothing but lock-free

@@ -28,10 +28,6 @@ struct Failure {
 // The run was interrupted (Ctrl-C): "vexa: cancelled", exit code 1.
 [[noreturn]] void cancelledError();
 
-// The reason a library call gives, in the tool's words: OpenCV's error text without its location, and
-// "unsupported format and channel type" for a pair the operation has no kernel for.
-QString reasonOf(const VStatus& status);
-
 // One line "vexa: <message>" on stderr, the progress bar cleared first; for failures that do not end the
 // run (one stack of a batch, one file of several).
 void printError(const QString& message);
@@ -81,7 +77,7 @@ public:
             status = call();
         }
         if (!status)
-            fail(what + QStringLiteral(": ") + reasonOf(status));
+            fail(what + QStringLiteral(": ") + status.reason().simplified());
     }
 
 private:

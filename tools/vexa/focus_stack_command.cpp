@@ -11,7 +11,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegularExpression>
 #include <QTextStream>
 
 #include <opencv2/core.hpp>
@@ -233,8 +232,7 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
             }
             run.merge += clock.nsecsElapsed();
             if (!added) {
-                QString reason = blender.lastStatus().message();
-                reason.remove(QRegularExpression(QStringLiteral("^Reason: ")));
+                const QString reason = blender.lastStatus().reason();
                 task.fail(QStringLiteral("%1: the merge could not take this shot: %2").arg(name, reason));
             }
         }

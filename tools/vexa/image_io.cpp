@@ -586,7 +586,7 @@ void writeImage(const VImage& image, const QString& fileName, Task* task, bool c
         }
         if (!status) {
             const QString message = QStringLiteral("%1: cannot write the image file: %2")
-                                        .arg(fileName, writeFailure(fileName, written, reasonOf(status)));
+                                        .arg(fileName, writeFailure(fileName, written, status.reason()));
             task ? task->fail(message) : runtimeError(message);
         }
     }
@@ -596,7 +596,7 @@ void writeImage(const VImage& image, const QString& fileName, Task* task, bool c
     if (carryMetadata && !byteArray && afterwards && VEXA::holdsMetadata(written)) {
         const VStatus kept = VEXA::writeFileMetadata(written, metadata, readSettings().applyOrientation);
         if (!kept)
-            printError(QStringLiteral("warning: %1: the input's metadata could not be kept: %2").arg(fileName, reasonOf(kept)));
+            printError(QStringLiteral("warning: %1: the input's metadata could not be kept: %2").arg(fileName, kept.reason()));
     }
     if (task)
         task->checkCancelled();

@@ -641,16 +641,17 @@ QImage gray16ToQImage(const VImage& image)
 
 bool VImage::load(const QString& fileName)
 {
-    const auto fail = [this, &fileName](const CallSite& site, const QString& reason) {
-        VMessageStream s = errorAt(site, Issue::Loading) << "Failed to load image from file " << fileName << " " << reason;
+    // The record's text is the loader's own; reason is the part of it a person acts on.
+    const auto fail = [this, &fileName](const CallSite& site, const QString& text, const QString& reason) {
+        VMessageStream s = errorAt(site, Issue::Loading) << "Failed to load image from file " << fileName << " " << text;
         *this = VImage();
-        setStatus(VStatus(s));
+        setStatus(VStatus(s).withReason(reason));
         return false;
     };
     QImageReader reader(fileName);
     const QSize announced = reader.size();
     if (const QString over = sizeLimitRefusal(announced, ARGB, Channel8u); !over.isEmpty())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + over);
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + over, over);
     // Asked before reading (after, it is gone), and as a plain integer: the JPEG plugin answers a damaged
     // header with uninitialised memory, which is no value of QImage::Format.
     QImage::Format (QImageReader::*const query)() const = &QImageReader::imageFormat;
@@ -663,8 +664,8 @@ bool VImage::load(const QString& fileName)
     if (!block.isEmpty())
         qImage = QImage(block.rawData(), block.width(), block.height(), block.bytesPerLine(), announcedFormat);
     if (!reader.read(&qImage)) {
-        QString reason = QStringLiteral("Failed to read.Out of memory: ") + reader.errorString();
-        return fail(VEXA_CALL_SITE, reason);
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + reader.errorString(),
+                    reader.errorString());
     }
     // The decoder wrote into the block unless it chose another size or format, which a QImage of its own
     // then carries.
@@ -676,7 +677,8 @@ bool VImage::load(const QString& fileName)
     }
     const VImage loaded = fromQImage(qImage);
     if (!loaded.status() || loaded.isEmpty())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed VEXA::fromQImage( qImage )."));
+        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed VEXA::fromQImage( qImage )."),
+                    QStringLiteral("the decoded picture could not be taken in"));
     *this = loaded;
     return true;
 }

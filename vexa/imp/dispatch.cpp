@@ -2,7 +2,36 @@
 
 namespace VEXA {
 
-void throwUnsupported() { throw dip_exception_unsupported_parameters(); }
+void throwUnsupported()
+{
+    dip_exception_unsupported_parameters e;
+    e.setReason("the operation does not take the image's pixel format and component type");
+    throw e;
+}
+
+namespace {
+
+std::string pixelName(Format format, Channel channel)
+{
+    return std::string(formatInfo(format).name) + " " + channelInfo(channel).name;
+}
+
+} // namespace
+
+void throwUnsupported(Format format, Channel channel)
+{
+    dip_exception_unsupported_parameters e;
+    e.setReason("the operation does not take " + pixelName(format, channel) + " images");
+    throw e;
+}
+
+void throwUnsupported(Format sourceFormat, Channel sourceChannel, Format format, Channel channel)
+{
+    dip_exception_unsupported_parameters e;
+    e.setReason("the operation does not take " + pixelName(sourceFormat, sourceChannel) + " images into " +
+                pixelName(format, channel) + " ones");
+    throw e;
+}
 
 void throwNullArgument() { throw dip_exception("Null pointer argument!"); }
 

@@ -49,13 +49,17 @@ constexpr bool supports(PixelList<Pixels...>, Format format, Channel channel)
 
 // The one place that raises "Can not find template with actual parameters!".
 [[noreturn]] VEXA_EXPORT void throwUnsupported();
+// The same, naming the pixel type (and, for a pair, the destination's) in the failed status's reason.
+[[noreturn]] VEXA_EXPORT void throwUnsupported(Format format, Channel channel);
+[[noreturn]] VEXA_EXPORT void throwUnsupported(Format sourceFormat, Channel sourceChannel, Format format,
+                                               Channel channel);
 
 // An image whose (format, channel type) the list does not hold is unsupported.
 template <class List>
 void requireListed(List list, const VImage& image)
 {
     if (!supports(list, image.format(), image.channelType()))
-        throwUnsupported();
+        throwUnsupported(image.format(), image.channelType());
 }
 
 // Calls visit(PixelTag<P>{}) for the listed P of (format, channel).
@@ -65,7 +69,7 @@ VStatus visitPixel(PixelList<Pixels...>, Format format, Channel channel, Visit&&
     VStatus result;
     const bool found = ((isPixelOf<Pixels>(format, channel) && (result = visit(PixelTag<Pixels>{}), true)) || ...);
     if (!found)
-        throwUnsupported();
+        throwUnsupported(format, channel);
     return result;
 }
 
@@ -83,7 +87,7 @@ template <class List, class Kernel>
 VStatus dispatchSame(List list, const VImage& src, const VImage& dst, Kernel&& kernel)
 {
     if (dst.format() != src.format() || dst.channelType() != src.channelType())
-        throwUnsupported();
+        throwUnsupported(src.format(), src.channelType(), dst.format(), dst.channelType());
     return visitPixel(list, src.format(), src.channelType(), [&](auto tag) {
         using Pixel = typename decltype(tag)::type;
         return kernel(RasterT<Pixel>(src), RasterT<Pixel>(dst));
@@ -97,6 +101,8 @@ VStatus dispatchPairs(SourceList sources, const VImage& src, const VImage& dst, 
 {
     return visitPixel(sources, src.format(), src.channelType(), [&](auto s) {
         using S = typename decltype(s)::type;
+        if (!supports(TargetsOf<S>{}, dst.format(), dst.channelType()))
+            throwUnsupported(src.format(), src.channelType(), dst.format(), dst.channelType());
         return visitPixel(TargetsOf<S>{}, dst.format(), dst.channelType(), [&](auto d) {
             using D = typename decltype(d)::type;
             return kernel(RasterT<S>(src), RasterT<D>(dst));

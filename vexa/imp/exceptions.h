@@ -16,9 +16,14 @@ public:
     exception(const exception& other);
     ~exception() override;
     const char* what() const noexcept override;
+    // What went wrong in plainer words than what(), when there are any (empty otherwise): the failed
+    // status's reason().
+    const char* reason() const noexcept;
+    void setReason(const std::string& reason);
 
 private:
     std::string message_;
+    std::string reason_;
 };
 
 // Raster access and the frame's argument checks.

@@ -219,7 +219,8 @@ FileMetadata readFileMetadata(const QString& fileName, VStatus* status)
     VStatus outcome;
     const auto fail = [&](const CallSite& site, const QString& reason) {
         outcome = VStatus(errorAt(site, Issue::Loading)
-                          << "Failed to read metadata from file " << fileName << " Reason: " << reason);
+                          << "Failed to read metadata from file " << fileName << " Reason: " << reason)
+                      .withReason(reason);
         result = FileMetadata();
     };
     Exiv2Errors errors;
@@ -291,7 +292,8 @@ VStatus writeFileMetadata(const QString& fileName, const FileMetadata& metadata,
 {
     const auto fail = [&fileName](const CallSite& site, const QString& reason) {
         return VStatus(errorAt(site, Issue::Saving)
-                       << "Failed to write metadata to file " << fileName << " Reason: " << reason);
+                       << "Failed to write metadata to file " << fileName << " Reason: " << reason)
+            .withReason(reason);
     };
     if (!holdsMetadata(fileName) || metadata.isEmpty())
         return VStatus::Ok;

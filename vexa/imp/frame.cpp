@@ -4,6 +4,8 @@
 
 #include <opencv2/core.hpp>
 
+#include <new>
+
 #include <QObject>
 
 namespace VEXA {
@@ -12,11 +14,12 @@ namespace {
 
 const QString moduleName = QStringLiteral("Vexa");
 
-VStatus failure(const CallSite& site, Issue::ID id, const char* reason)
+VStatus failure(const CallSite& site, Issue::ID id, const exception& e)
 {
-    VMessageStream stream = errorAt(site, id) << "Reason: " << reason;
+    VMessageStream stream = errorAt(site, id) << "Reason: " << e.what();
     VMessageStream copy = stream;
-    return VStatus(copy); // the record is written when the last copy goes, once
+    // The record is written when the last copy goes, once.
+    return VStatus(copy).withReason(QString::fromUtf8(*e.reason() ? e.reason() : e.what()));
 }
 
 } // namespace
@@ -47,21 +50,26 @@ VStatus statusFromCurrentException(const CallSite& site) noexcept
             VMessageStream copy = stream;
             return VStatus(copy);
         } catch (const dip_ocv_exception& e) {
-            return failure(site, Issue::LibraryError, e.what());
+            return failure(site, Issue::LibraryError, e);
         } catch (const dip_exception_unsupported_parameters& e) {
-            return failure(site, Issue::LibraryError, e.what());
+            return failure(site, Issue::LibraryError, e);
         } catch (const dip_exception_bad_status& e) {
-            return failure(site, Issue::LibraryError, e.what());
+            return failure(site, Issue::LibraryError, e);
         } catch (const dip_exception_empty_source_image& e) {
-            return failure(site, Issue::LibraryError, e.what());
+            return failure(site, Issue::LibraryError, e);
         } catch (const dip_exception& e) {
-            return failure(site, Issue::LibraryError, e.what());
+            return failure(site, Issue::LibraryError, e);
         } catch (const cv::Exception& e) {
             VMessageStream stream = errorAt(site, Issue::OpenCvError)
                                     << "Reason: " << e.err << " Error code: " << e.code << " Function: " << e.func
                                     << " File: " << e.file << " Line: " << e.line;
             VMessageStream copy = stream;
-            return VStatus(copy);
+            return VStatus(copy).withReason(QStringLiteral("OpenCV failed in %1: %2")
+                                                .arg(QString::fromStdString(e.func), QString::fromStdString(e.err)));
+        } catch (const std::bad_alloc&) {
+            VMessageStream stream = errorAt(site, Issue::LibraryError) << "Unexpected error.";
+            VMessageStream copy = stream;
+            return VStatus(copy).withReason(QStringLiteral("out of memory"));
         } catch (...) {
             VMessageStream stream = errorAt(site, Issue::LibraryError) << "Unexpected error.";
             VMessageStream copy = stream;

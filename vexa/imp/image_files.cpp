@@ -54,28 +54,31 @@ void swapRedAndBlue(const quint16* from, quint16* to, int width)
 VImage readDeep(const QString& fileName, Format format)
 {
     VImage image;
-    const auto fail = [&](const CallSite& site, const QString& reason) {
-        VMessageStream s = errorAt(site, Issue::Loading) << "Failed to load image from file " << fileName << " " << reason;
+    // The record's text follows the loader's; reason is the part of it a person acts on.
+    const auto fail = [&](const CallSite& site, const QString& text, const QString& reason) {
+        VMessageStream s = errorAt(site, Issue::Loading) << "Failed to load image from file " << fileName << " " << text;
         image = VImage();
-        image.setStatus(VStatus(s));
+        image.setStatus(VStatus(s).withReason(reason));
         return image;
     };
     QImageReader reader(fileName);
     const QSize size = reader.size();
     if (const QString over = sizeLimitRefusal(size, format, Channel16u); !over.isEmpty())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + over);
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + over, over);
     QImage decoded;
     if (!reader.read(&decoded))
-        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + reader.errorString());
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory: ") + reader.errorString(),
+                    reader.errorString());
     // The decoder may settle on another format than it announced; only the three 64-bit ones are ours.
     const Format got = deepFormatOf(decoded.format());
     if (got == Invalid) {
         image = fromQImage(decoded);
-        return image.status() && !image.isEmpty() ? image : fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed VEXA::fromQImage( qImage )."));
+        return image.status() && !image.isEmpty() ? image : fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed VEXA::fromQImage( qImage )."),
+                                                                     QStringLiteral("the decoded picture could not be taken in"));
     }
     image.create(decoded.width(), decoded.height(), got, Channel16u, OriginBottomLeft, RowsAlignNone);
     if (!image.status() || image.isEmpty())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory:"));
+        return fail(VEXA_CALL_SITE, QStringLiteral("Failed to read.Out of memory:"), QStringLiteral("out of memory"));
     for (int y = 0; y < decoded.height(); ++y)
         swapRedAndBlue(reinterpret_cast<const quint16*>(decoded.constScanLine(y)),
                        reinterpret_cast<quint16*>(image.rawData() + qint64(y) * image.bytesPerLine()), decoded.width());
@@ -202,20 +205,21 @@ VImage readImageFile(const QString& fileName, const FileReadOptions& options)
 VStatus writeImageFile(const VImage& image, const QString& fileName, const FileWriteOptions& options)
 {
     const auto fail = [&fileName](const CallSite& site, const QString& reason) {
-        return VStatus(errorAt(site, Issue::Saving) << "Failed to save image to file " << fileName << " " << reason);
+        return VStatus(errorAt(site, Issue::Saving) << "Failed to save image to file " << fileName << " Reason: " << reason)
+            .withReason(reason);
     };
     if (!image.status())
         return image.status();
     if (image.isEmpty())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
+        return fail(VEXA_CALL_SITE, QStringLiteral("conversion to nearest storable format failed."));
     const QString suffix = QFileInfo(fileName).suffix().toLower();
     const bool png = suffix == QLatin1String("png");
     const QByteArray qtFormat = suffix.toLatin1();
     if (!png && !QImageWriter::supportedImageFormats().contains(qtFormat))
-        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. Unsupported image format"));
+        return fail(VEXA_CALL_SITE, QStringLiteral("failed to write to file. Unsupported image format"));
     const VImage storable = storableForm(image, holdsSixteenBits(fileName));
     if (storable.isEmpty())
-        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
+        return fail(VEXA_CALL_SITE, QStringLiteral("conversion to nearest storable format failed."));
     // Written beside the file and renamed over it when complete: a failed or cancelled write leaves
     // whatever stood under the name before. A caller writing to a temporary name of its own goes straight
     // in, saving a second temporary and its flush to the disk.
@@ -223,7 +227,7 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
     QFile straight(fileName);
     QFileDevice& file = options.replaceWhenComplete ? static_cast<QFileDevice&>(beside) : straight;
     if (!file.open(QIODevice::WriteOnly))
-        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + file.errorString());
+        return fail(VEXA_CALL_SITE, QStringLiteral("failed to write to file. ") + file.errorString());
     const VStatus written = guarded(VEXA_CALL_SITE, [&]() -> VStatus {
         checkCancelled();
         if (png) {
@@ -238,14 +242,14 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
         if (!options.iccProfile.isEmpty())
             qImage.setColorSpace(QColorSpace::fromIccProfile(options.iccProfile)); // an unknown one is dropped
         if (qImage.isNull())
-            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: conversion to nearest storable format failed."));
+            return fail(VEXA_CALL_SITE, QStringLiteral("conversion to nearest storable format failed."));
         QImageWriter writer(&file, qtFormat);
         if (options.quality >= 0)
             writer.setQuality(std::min(options.quality, 100));
         if (options.compression >= 0)
             writer.setCompression(options.compression > 0 ? 1 : 0); // TIFF: LZW, Qt's one compression
         if (!writer.write(qImage))
-            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + writer.errorString());
+            return fail(VEXA_CALL_SITE, QStringLiteral("failed to write to file. ") + writer.errorString());
         reportProgress(1.0, "writing");
         return VStatus::Ok;
     });
@@ -258,7 +262,7 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
     if (!written)
         return written;
     if (!closed)
-        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: failed to write to file. ") + file.errorString());
+        return fail(VEXA_CALL_SITE, QStringLiteral("failed to write to file. ") + file.errorString());
     return VStatus::Ok;
 }
 

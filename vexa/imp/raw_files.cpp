@@ -87,13 +87,13 @@ VImage readRawFile(const QString& fileName, const RawReadOptions& options)
     VImage image;
     const auto fail = [&](const CallSite& site, const QString& reason) {
         VMessageStream s = errorAt(site, Issue::Loading)
-                           << "Failed to load image from file " << fileName << " " << reason;
+                           << "Failed to load image from file " << fileName << " Reason: " << reason;
         image = VImage();
-        image.setStatus(VStatus(s));
+        image.setStatus(VStatus(s).withReason(reason));
         return image;
     };
     const auto failCode = [&](const CallSite& site, int code) {
-        return fail(site, QStringLiteral("Reason: ") + QString::fromUtf8(libraw_strerror(code)) + QLatin1Char('.'));
+        return fail(site, QString::fromUtf8(libraw_strerror(code)) + QLatin1Char('.'));
     };
     try {
         const std::unique_ptr<LibRaw> decoder = makeDecoder();
@@ -111,7 +111,7 @@ VImage readRawFile(const QString& fileName, const RawReadOptions& options)
             return failCode(VEXA_CALL_SITE, code);
         const libraw_image_sizes_t& sizes = decoder->imgdata.sizes;
         if (const qint64 peak = developingPeak(sizes); peak > imageSizeLimit())
-            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: developing it needs more than its picture: ") +
+            return fail(VEXA_CALL_SITE, QStringLiteral("developing it needs more than its picture: ") +
                                             overSizeLimit(sizes.width, sizes.height, peak) + QLatin1Char('.'));
         if ((code = decoder->unpack()) != LIBRAW_SUCCESS)
             return failCode(VEXA_CALL_SITE, code);
@@ -125,10 +125,10 @@ VImage readRawFile(const QString& fileName, const RawReadOptions& options)
         decoder->get_mem_image_format(&width, &height, &colors, &bits);
         if (bits != 16 || (colors != 3 && colors != 1))
             return fail(VEXA_CALL_SITE,
-                        QStringLiteral("Reason: LibRaw developed %1 components of %2 bits.").arg(colors).arg(bits));
+                        QStringLiteral("LibRaw developed %1 components of %2 bits.").arg(colors).arg(bits));
         image.create(width, height, BGR, Channel16u, OriginBottomLeft, RowsAlignNone);
         if (!image.status() || image.isEmpty())
-            return fail(VEXA_CALL_SITE, QStringLiteral("Reason: no memory for the developed picture."));
+            return fail(VEXA_CALL_SITE, QStringLiteral("no memory for the developed picture."));
         // Straight into the image, rows top first as the library's other readers lay them out. One
         // component a pixel lands at the head of each row and is spread from the row's end backwards, so
         // that no sample is overwritten before it is read.
@@ -147,9 +147,9 @@ VImage readRawFile(const QString& fileName, const RawReadOptions& options)
     } catch (LibRaw_exceptions e) {
         return failCode(VEXA_CALL_SITE, codeOf(e));
     } catch (const std::exception& e) {
-        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: ") + QString::fromLocal8Bit(e.what()));
+        return fail(VEXA_CALL_SITE, QString::fromLocal8Bit(e.what()));
     } catch (...) {
-        return fail(VEXA_CALL_SITE, QStringLiteral("Reason: unexpected error."));
+        return fail(VEXA_CALL_SITE, QStringLiteral("unexpected error."));
     }
 }
 
