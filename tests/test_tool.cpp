@@ -563,6 +563,17 @@ TEST_F(VexaTool, AFailedWriteSaysWhyAndLeavesNothing)
             << name.toStdString() << ": " << err.toStdString();
         EXPECT_TRUE(filesIn(dir.path()).isEmpty()) << name.toStdString();
     }
+    // Commands that write a folder of files take back the files and the folders they made.
+    const QStringList folderCommands[] = {
+        {"sample", "focus-stack", dir.filePath("new/series"), "--size", "480x320", "--shots", "2"},
+        {"stabilize", shot(0), shot(1), shot(2), "-o", dir.filePath("new/frames")}};
+    for (const QStringList& command : folderCommands) {
+        QProcess shell;
+        shell.start("/bin/sh", QStringList{"-c", "ulimit -f 2 && exec \"$0\" \"$@\"", VEXA_TOOL_PATH} + command);
+        ASSERT_TRUE(shell.waitForFinished(60000));
+        EXPECT_EQ(shell.exitCode(), 1) << command.first().toStdString();
+        EXPECT_FALSE(QFileInfo::exists(dir.filePath("new"))) << command.first().toStdString();
+    }
     const ToolRun unwritable = vexa({"convert", shot(0), "-o", "/proc/vexa-out.png"});
     EXPECT_EQ(unwritable.code, 1);
     EXPECT_TRUE(unwritable.err.startsWith("vexa: /proc/vexa-out.png: cannot write")) << unwritable.err.toStdString();

@@ -510,6 +510,34 @@ OutputFile::OutputFile(const QString& fileName) : fileName_(fileName)
     runtimeError(QStringLiteral("%1: cannot write: no free temporary name").arg(fileName));
 }
 
+OutputFolder::OutputFolder(const QString& path)
+{
+    QStringList missing;
+    for (QFileInfo info(QFileInfo(path).absoluteFilePath()); !info.exists() && !info.isRoot();
+         info = QFileInfo(info.absolutePath()))
+        missing.prepend(info.absoluteFilePath());
+    if (!QDir().mkpath(path))
+        runtimeError(QStringLiteral("%1: cannot make the folder").arg(path));
+    madeFolders_ = missing;
+}
+
+OutputFolder::~OutputFolder()
+{
+    if (committed_)
+        return;
+    for (const QString& file : std::as_const(newFiles_))
+        ::unlink(QFile::encodeName(file).constData());
+    for (auto it = madeFolders_.crbegin(); it != madeFolders_.crend(); ++it)
+        ::rmdir(QFile::encodeName(*it).constData()); // only when empty
+}
+
+QString OutputFolder::add(const QString& fileName)
+{
+    if (!QFileInfo::exists(fileName))
+        newFiles_ << fileName;
+    return fileName;
+}
+
 OutputFile::~OutputFile()
 {
     if (!committed_ && !temporary_.isEmpty())

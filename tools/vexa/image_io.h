@@ -102,6 +102,27 @@ private:
     bool committed_ = false;
 };
 
+// The folder of a command that writes several files (stabilize, sample): made with its missing parents
+// on construction; when the object goes without a commit (a failure, an interruption), the files the run
+// wrote into it that were not there before are removed, then the folders it made, if empty. A failure
+// half-way thus leaves the disk as it was, bar the files the run overwrote.
+class OutputFolder {
+public:
+    explicit OutputFolder(const QString& path);
+    ~OutputFolder();
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
+
+    // Notes a file about to be written; returns its name.
+    QString add(const QString& fileName);
+    void commit() { committed_ = true; }
+
+private:
+    QStringList madeFolders_; // outermost first
+    QStringList newFiles_;
+    bool committed_ = false;
+};
+
 // How image files are written for the rest of the run: JPEG and WebP quality, PNG and TIFF compression
 // (-1 for the defaults), as the command line set them.
 VEXA::FileWriteOptions& writeSettings();

@@ -200,8 +200,7 @@ int sampleFocusStack(const QStringList& arguments)
     // The shots alone in OUT_DIR, so that the folder can be merged as it stands.
     const QDir dir(positional.first());
     const QDir truthDir(dir.filePath(QStringLiteral("truth")));
-    if (!QDir().mkpath(truthDir.path()))
-        runtimeError(QStringLiteral("%1: cannot make the folder").arg(truthDir.path()));
+    OutputFolder folder(truthDir.path());
 
     Task task;
     cv::Mat scene;
@@ -230,13 +229,13 @@ int sampleFocusStack(const QStringList& arguments)
                 saveImage(image, fileName);
         });
     };
-    write(scene, truthDir.filePath(QStringLiteral("truth.png")), 0);
+    write(scene, folder.add(truthDir.filePath(QStringLiteral("truth.png"))), 0);
     cv::Mat depth8u;
     depthMap.convertTo(depth8u, CV_8U, 255);
-    write(depth8u, truthDir.filePath(QStringLiteral("depth.png")), 0);
+    write(depth8u, folder.add(truthDir.filePath(QStringLiteral("depth.png"))), 0);
     scene.release();
     {
-        const QString fileName = truthDir.filePath(QStringLiteral("nuisances.json"));
+        const QString fileName = folder.add(truthDir.filePath(QStringLiteral("nuisances.json")));
         OutputFile output(fileName);
         QFile file(output.temporaryName());
         const QByteArray report = nuisanceReport(renderer, settings, jpegQuality);
@@ -251,10 +250,11 @@ int sampleFocusStack(const QStringList& arguments)
                                  .arg(QLatin1String(jpegQuality > 0 ? "jpg" : "png"));
         task.step(QStringLiteral("[%1/%2] rendering %3").arg(shot + 1).arg(settings.shots).arg(name),
                   double(shot) / settings.shots);
-        write(renderer.renderShot(shot), dir.filePath(name), jpegQuality);
+        write(renderer.renderShot(shot), folder.add(dir.filePath(name)), jpegQuality);
     }
     writing.get();
     task.checkCancelled();
+    folder.commit();
     endProgress();
     return ExitOk;
 }

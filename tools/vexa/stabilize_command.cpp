@@ -104,12 +104,12 @@ int stabilizeCommand(const QStringList& arguments)
     task.run(QStringLiteral("stabilizing failed"), 0.2, 0.8,
              [&] { return VEXA::stabilizeSequence(sequence, &stabilized, frameRadius, border); });
     sequence = VImageList();
-    if (!QDir().mkpath(dir.path()))
-        runtimeError(QStringLiteral("%1: cannot make the folder").arg(dir.path()));
+    OutputFolder folder(dir.path());
     for (int i = 0; i < outputs.size(); ++i) {
         task.step(QStringLiteral("writing ") + outputs[i], 0.8 + 0.2 * i / outputs.size());
-        writeImage(stabilized.at(unsigned(i)), outputs[i], &task);
+        writeImage(stabilized.at(unsigned(i)), folder.add(outputs[i]), &task);
     }
+    folder.commit();
     endProgress();
     return ExitOk;
 }
