@@ -24,6 +24,10 @@
 //
 // A figure with a coordinate that is not finite is refused ("Figure coordinates must be finite"); figures
 // reaching far beyond the image are clipped.
+//
+// Threads: the library starts none, but Qt's raster engine, which does the painting, spreads a large fill
+// over a pool of worker threads of its own (started by Qt on first use, kept by Qt, and done with the
+// rows before the call returns). Hosts that count their process's threads will see Qt's there.
 #pragma once
 
 #include <vexa/imp/VFigure.h>
