@@ -57,6 +57,8 @@ TEST(Frame, EveryCatchClauseGivesItsTextAndOneRecord)
          Issue::LibraryError, "Pixel(). Bad RasterT."},
         {"opencv", [] { throw cv::Exception(-5, "x", "f", "g", 7); },
          "Reason: x Error code: -5 Function: f File: g Line: 7", Issue::OpenCvError, "OpenCV failed in f: x"},
+        {"opencv, no function", [] { throw cv::Exception(-5, "x", "", "g", 7); },
+         "Reason: x Error code: -5 Function:  File: g Line: 7", Issue::OpenCvError, "OpenCV failed: x"},
         {"cancelled", [] { throw dip_exception_cancelled(); }, "Operation cancelled", Issue::Cancelled,
          "Operation cancelled"},
         {"bad_alloc", [] { throw std::bad_alloc(); }, "Unexpected error.", Issue::LibraryError, "out of memory"},

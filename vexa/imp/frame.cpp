@@ -64,8 +64,10 @@ VStatus statusFromCurrentException(const CallSite& site) noexcept
                                     << "Reason: " << e.err << " Error code: " << e.code << " Function: " << e.func
                                     << " File: " << e.file << " Line: " << e.line;
             VMessageStream copy = stream;
-            return VStatus(copy).withReason(QStringLiteral("OpenCV failed in %1: %2")
-                                                .arg(QString::fromStdString(e.func), QString::fromStdString(e.err)));
+            const QString what = QString::fromStdString(e.err);
+            return VStatus(copy).withReason(e.func.empty() ? QStringLiteral("OpenCV failed: %1").arg(what)
+                                                           : QStringLiteral("OpenCV failed in %1: %2")
+                                                                 .arg(QString::fromStdString(e.func), what));
         } catch (const std::bad_alloc&) {
             VMessageStream stream = errorAt(site, Issue::LibraryError) << "Unexpected error.";
             VMessageStream copy = stream;
