@@ -641,11 +641,9 @@ QImage gray16ToQImage(const VImage& image)
 
 bool VImage::load(const QString& fileName)
 {
-    // The record's text is the loader's own; reason is the part of it a person acts on.
     const auto fail = [this, &fileName](const CallSite& site, const QString& text, const QString& reason) {
-        VMessageStream s = errorAt(site, Issue::Loading) << "Failed to load image from file " << fileName << " " << text;
         *this = VImage();
-        setStatus(VStatus(s).withReason(reason));
+        setStatus(loadingFailure(site, fileName, text, reason));
         return false;
     };
     QImageReader reader(fileName);

@@ -2,35 +2,30 @@
 
 namespace VEXA {
 
-void throwUnsupported()
+namespace {
+
+[[noreturn]] void throwUnsupportedTaking(const std::string& what)
 {
     dip_exception_unsupported_parameters e;
-    e.setReason("the operation does not take the image's pixel format and component type");
+    e.setReason("the operation does not take " + what);
     throw e;
 }
 
-namespace {
-
 std::string pixelName(Format format, Channel channel)
 {
-    return std::string(formatInfo(format).name) + " " + channelInfo(channel).name;
+    return formatInfo(format).name + " " + channelInfo(channel).name;
 }
 
 } // namespace
 
-void throwUnsupported(Format format, Channel channel)
-{
-    dip_exception_unsupported_parameters e;
-    e.setReason("the operation does not take " + pixelName(format, channel) + " images");
-    throw e;
-}
+void throwUnsupported() { throwUnsupportedTaking("the image's pixel format and component type"); }
+
+void throwUnsupported(Format format, Channel channel) { throwUnsupportedTaking(pixelName(format, channel) + " images"); }
 
 void throwUnsupported(Format sourceFormat, Channel sourceChannel, Format format, Channel channel)
 {
-    dip_exception_unsupported_parameters e;
-    e.setReason("the operation does not take " + pixelName(sourceFormat, sourceChannel) + " images into " +
-                pixelName(format, channel) + " ones");
-    throw e;
+    throwUnsupportedTaking(pixelName(sourceFormat, sourceChannel) + " images into " + pixelName(format, channel) +
+                           " ones");
 }
 
 void throwNullArgument() { throw dip_exception("Null pointer argument!"); }

@@ -38,6 +38,12 @@ VMessageStream errorAt(const CallSite& site, Issue::ID id)
     return VLog::errorStream(moduleName, QString::fromUtf8(site.function), sourceName(site.file), site.line, id);
 }
 
+VStatus loadingFailure(const CallSite& site, const QString& fileName, const QString& text, const QString& reason)
+{
+    return VStatus(errorAt(site, Issue::Loading) << "Failed to load image from file " << fileName << " " << text)
+        .withReason(reason);
+}
+
 void reportInvalid(const CallSite& site, const QString& text) { errorAt(site, Issue::InvalidObject) << text; }
 
 VStatus statusFromCurrentException(const CallSite& site) noexcept

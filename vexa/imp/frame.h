@@ -39,6 +39,11 @@ VStatus guarded(const CallSite& site, Body&& body) noexcept
 // Starts an error record at a call site, for failures reported without an exception.
 VEXA_EXPORT VMessageStream errorAt(const CallSite& site, Issue::ID id);
 
+// The failed status of a loader, logged as "Failed to load image from file FILE TEXT"; reason is the part of
+// the text a person acts on.
+VEXA_EXPORT VStatus loadingFailure(const CallSite& site, const QString& fileName, const QString& text,
+                                   const QString& reason);
+
 // Logs the translated text of a member function that met an invalid object (issue 3400).
 VEXA_EXPORT void reportInvalid(const CallSite& site, const QString& text);
 

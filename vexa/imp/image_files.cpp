@@ -54,11 +54,9 @@ void swapRedAndBlue(const quint16* from, quint16* to, int width)
 VImage readDeep(const QString& fileName, Format format)
 {
     VImage image;
-    // The record's text follows the loader's; reason is the part of it a person acts on.
     const auto fail = [&](const CallSite& site, const QString& text, const QString& reason) {
-        VMessageStream s = errorAt(site, Issue::Loading) << "Failed to load image from file " << fileName << " " << text;
         image = VImage();
-        image.setStatus(VStatus(s).withReason(reason));
+        image.setStatus(loadingFailure(site, fileName, text, reason));
         return image;
     };
     QImageReader reader(fileName);

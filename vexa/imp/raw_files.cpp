@@ -86,10 +86,8 @@ VImage readRawFile(const QString& fileName, const RawReadOptions& options)
 {
     VImage image;
     const auto fail = [&](const CallSite& site, const QString& reason) {
-        VMessageStream s = errorAt(site, Issue::Loading)
-                           << "Failed to load image from file " << fileName << " Reason: " << reason;
         image = VImage();
-        image.setStatus(VStatus(s).withReason(reason));
+        image.setStatus(loadingFailure(site, fileName, QStringLiteral("Reason: ") + reason, reason));
         return image;
     };
     const auto failCode = [&](const CallSite& site, int code) {
