@@ -2,7 +2,7 @@
 #include "support/images.h"
 
 #include <vexa/imp/VKeypointDescriptors.h>
-#include <vexa/imp/image_transform.h>
+#include <vexa/imp/kernels/resize_image.h>
 
 #include <opencv2/imgproc.hpp>
 

@@ -3,10 +3,10 @@
 #include "support/LogCapture.h"
 #include "support/images.h"
 
-#include <vexa/imp/copy_image.h>
-#include <vexa/imp/cv_bridge.h>
-#include <vexa/imp/frame.h>
-#include <vexa/imp/stat_image.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/opencv_frame.h>
+#include <vexa/imp/kernels/copy_image.h>
+#include <vexa/imp/kernels/stat_image.h>
 
 #include <gtest/gtest.h>
 

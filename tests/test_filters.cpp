@@ -1,7 +1,9 @@
 // Smoothing, sharpening, morphology, convolution and derivatives.
 #include "support/images.h"
 
-#include <vexa/imp/filter_image.h>
+#include <vexa/imp/kernels/math_image.h>
+#include <vexa/imp/kernels/morph_image.h>
+#include <vexa/imp/kernels/smooth_image.h>
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,7 +1,7 @@
 // The operation frame: each kind of exception becomes one record and a status with the fixed text.
 #include <vexa/Vexa.h>
-#include <vexa/imp/dispatch.h>
-#include <vexa/imp/frame.h>
+#include <vexa/imp/detail/dispatch.h>
+#include <vexa/imp/detail/frame.h>
 
 #include "support/LogCapture.h"
 
@@ -125,6 +125,7 @@ TEST(Frame, SourceNamesLoseOnlyTheirExtension)
 {
     EXPECT_EQ(sourceName("gen/gen_stat_image.cpp"), "gen/gen_stat_image");
     EXPECT_EQ(sourceName("imp/ImageData"), "imp/ImageData");
+    EXPECT_EQ(sourceName("imp/kernels/image_converters.h"), "imp/image_converters");
     EXPECT_EQ(sourceName("dir.d/file"), "dir.d/file");
 }
 

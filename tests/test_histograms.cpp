@@ -2,7 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/images.h"
 
-#include <vexa/imp/histograms.h>
+#include <vexa/imp/kernels/histograms.h>
 
 #include <gtest/gtest.h>
 

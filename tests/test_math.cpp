@@ -2,7 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/images.h"
 
-#include <vexa/imp/math_image.h>
+#include <vexa/imp/kernels/math_image.h>
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,7 +1,7 @@
 // The vectorised row kernels, every build this CPU runs, against the rules they must reproduce exactly.
 #include "support/images.h"
 
-#include <vexa/imp/simd/row_kernels.h>
+#include <vexa/imp/kernels/simd/row_kernels.h>
 
 #include <gtest/gtest.h>
 

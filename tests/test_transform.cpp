@@ -1,7 +1,7 @@
 // Plane transforms and the perspective warp.
 #include "support/images.h"
 
-#include <vexa/imp/image_transform.h>
+#include <vexa/imp/kernels/resize_image.h>
 
 #include <QIODevice>
 

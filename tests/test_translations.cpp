@@ -1,7 +1,7 @@
 // The built-in catalogues: present as resources, complete for every text the library passes through tr,
 // and used once a host installs a translator.
 #include <vexa/Vexa.h>
-#include <vexa/imp/frame.h>
+#include <vexa/imp/detail/frame.h>
 
 #include "support/LogCapture.h"
 

@@ -1,7 +1,7 @@
 // Resizing, affine warps, flips, rotations and undistortion.
 #include "support/images.h"
 
-#include <vexa/imp/image_transform.h>
+#include <vexa/imp/kernels/resize_image.h>
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>

@@ -1,8 +1,9 @@
 #include <vexa/gen/gen_analysis_image.h>
 
-#include <vexa/imp/cv_bridge.h>
-#include <vexa/imp/dispatch.h>
-#include <vexa/imp/frame.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/dispatch.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/opencv_frame.h>
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/photo.hpp>

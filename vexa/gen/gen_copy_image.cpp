@@ -1,9 +1,10 @@
 #include <vexa/gen/gen_copy_image.h>
 
-#include <vexa/imp/progress.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/progress.h>
 
-#include <vexa/imp/copy_image.h>
-#include <vexa/imp/frame.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/kernels/copy_image.h>
 
 namespace VEXA {
 

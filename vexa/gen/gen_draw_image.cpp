@@ -1,9 +1,10 @@
 #include <vexa/gen/gen_draw_image.h>
 
-#include <vexa/imp/dispatch.h>
-#include <vexa/imp/exceptions.h>
-#include <vexa/imp/frame.h>
 #include <vcore/VRotateAngle.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/dispatch.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/exceptions.h>
 
 #include <QGuiApplication>
 #include <QImage>

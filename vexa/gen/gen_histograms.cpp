@@ -1,9 +1,10 @@
 #include <vexa/gen/gen_histograms.h>
 
-#include <vexa/imp/copy_image.h>
-#include <vexa/imp/frame.h>
-#include <vexa/imp/histograms.h>
-#include <vexa/imp/image_converters.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/kernels/copy_image.h>
+#include <vexa/imp/kernels/histograms.h>
+#include <vexa/imp/kernels/image_converters.h>
 
 namespace VEXA {
 

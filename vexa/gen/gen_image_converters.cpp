@@ -1,8 +1,10 @@
 #include <vexa/gen/gen_image_converters.h>
 
-#include <vexa/imp/convert_pair.h>
-#include <vexa/imp/image_converters.h>
-#include <vexa/imp/progress.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/convert_pair.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/progress.h>
+#include <vexa/imp/kernels/image_converters.h>
 
 namespace VEXA {
 

@@ -1,7 +1,8 @@
 #include <vexa/gen/gen_math_image.h>
 
-#include <vexa/imp/filter_image.h>
-#include <vexa/imp/math_image.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/kernels/math_image.h>
 
 #include <cmath>
 
@@ -13,48 +14,6 @@ VStatus kernel::failNoCommonPoints(const CallSite& site)
 }
 
 namespace {
-
-enum class Precondition { FirstSizeAndChannels, SecondSizeAndChannels, FirstSizeAndType };
-
-// Two sources and a destination of one format, handed to one OpenCV call over the three rois.
-template <class Call>
-VStatus twoImagesThroughOpenCv(const VImage& a, const VImage& b, VImage* destination, const char* cFunction,
-                               Precondition precondition, Call call)
-{
-    checkSource(a);
-    checkSource(b);
-    VImage& dst = prepareDestination(a, destination);
-    return visitPixel(ArithmeticPixels{}, a.format(), a.channelType(), [&](auto) {
-        if (b.format() != a.format() || dst.format() != a.format())
-            throwUnsupported();
-        const cv::Mat s1 = asCvMat(a), s2 = asCvMat(b);
-        cv::Mat d = asCvMat(dst);
-        switch (precondition) {
-        case Precondition::FirstSizeAndChannels: requireSameSizeAndChannels(s1, d, cFunction); break;
-        case Precondition::SecondSizeAndChannels: requireSameSizeAndChannels(s2, d, cFunction); break;
-        case Precondition::FirstSizeAndType: requireSameSizeAndType(s1, d, cFunction); break;
-        }
-        writeInto(d, [&](cv::Mat& out) { call(s1, s2, out); });
-        return VStatus::Ok;
-    });
-}
-
-// One source and a destination of its type, handed to one OpenCV call.
-template <class Call>
-VStatus oneImageThroughOpenCv(const VImage& src, VImage* destination, const char* cFunction, Call call)
-{
-    checkSource(src);
-    VImage& dst = prepareDestination(src, destination);
-    return visitPixel(ArithmeticPixels{}, src.format(), src.channelType(), [&](auto) {
-        if (dst.format() != src.format())
-            throwUnsupported();
-        const cv::Mat s = asCvMat(src);
-        cv::Mat d = asCvMat(dst);
-        requireSameSizeAndType(s, d, cFunction);
-        writeInto(d, [&](cv::Mat& out) { call(s, out); });
-        return VStatus::Ok;
-    });
-}
 
 // The destination for kernels that write a mask: GrayScale 8u like the source's roi.
 VImage& prepareMask(const VImage& src, VImage* destination)
@@ -93,63 +52,64 @@ bool inverseOf(ThresholdOperation op)
 VStatus addImages(const VImage& a, const VImage& b, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        return twoImagesThroughOpenCv(a, b, dst, "cvAdd", Precondition::FirstSizeAndChannels,
-                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::add(s1, s2, d, cv::noArray(), d.type()); });
+        return throughOpenCv(ArithmeticPixels{}, CvCall{"cvAdd", sameSizeAndChannels}, dst,
+                             [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d, auto) { cv::add(s1, s2, d, cv::noArray(), d.type()); }, a, b);
     });
 }
 
 VStatus subtractImages(const VImage& a, const VImage& b, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        return twoImagesThroughOpenCv(a, b, dst, "cvSub", Precondition::FirstSizeAndChannels,
-                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::subtract(s1, s2, d, cv::noArray(), d.type()); });
+        return throughOpenCv(ArithmeticPixels{}, CvCall{"cvSub", sameSizeAndChannels}, dst,
+                             [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d, auto) { cv::subtract(s1, s2, d, cv::noArray(), d.type()); }, a, b);
     });
 }
 
 VStatus mulImages(const VImage& a, const VImage& b, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        return twoImagesThroughOpenCv(a, b, dst, "cvMul", Precondition::FirstSizeAndChannels,
-                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::multiply(s1, s2, d, 1.0, d.type()); });
+        return throughOpenCv(ArithmeticPixels{}, CvCall{"cvMul", sameSizeAndChannels}, dst,
+                             [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d, auto) { cv::multiply(s1, s2, d, 1.0, d.type()); }, a, b);
     });
 }
 
 VStatus divImages(const VImage& a, const VImage& b, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        return twoImagesThroughOpenCv(a, b, dst, "cvDiv", Precondition::SecondSizeAndChannels,
-                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::divide(s1, s2, d, 1.0, d.type()); });
+        return throughOpenCv(ArithmeticPixels{}, CvCall{"cvDiv", sameSizeAndChannels, 1}, dst,
+                             [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d, auto) { cv::divide(s1, s2, d, 1.0, d.type()); }, a, b);
     });
 }
 
 VStatus maxImages(const VImage& a, const VImage& b, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        return twoImagesThroughOpenCv(a, b, dst, "cvMax", Precondition::FirstSizeAndType,
-                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::max(s1, s2, d); });
+        return throughOpenCv(ArithmeticPixels{}, CvCall{"cvMax", sameSizeAndType}, dst,
+                             [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d, auto) { cv::max(s1, s2, d); }, a, b);
     });
 }
 
 VStatus minImages(const VImage& a, const VImage& b, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        return twoImagesThroughOpenCv(a, b, dst, "cvMin", Precondition::FirstSizeAndType,
-                                      [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d) { cv::min(s1, s2, d); });
+        return throughOpenCv(ArithmeticPixels{}, CvCall{"cvMin", sameSizeAndType}, dst,
+                             [](const cv::Mat& s1, const cv::Mat& s2, cv::Mat& d, auto) { cv::min(s1, s2, d); }, a, b);
     });
 }
 
 VStatus absImage(const VImage& src, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        return oneImageThroughOpenCv(src, dst, "cvAbsDiffS",
-                                     [](const cv::Mat& s, cv::Mat& d) { cv::absdiff(s, cv::Scalar::all(0), d); });
+        return throughOpenCv(ArithmeticPixels{}, CvCall{"cvAbsDiffS", sameSizeAndType}, dst,
+                             [](const cv::Mat& s, cv::Mat& d, auto) { cv::absdiff(s, cv::Scalar::all(0), d); }, src);
     });
 }
 
 VStatus notImage(const VImage& src, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        return oneImageThroughOpenCv(src, dst, "cvNot", [](const cv::Mat& s, cv::Mat& d) { cv::bitwise_not(s, d); });
+        return throughOpenCv(ArithmeticPixels{}, CvCall{"cvNot", sameSizeAndType}, dst,
+                             [](const cv::Mat& s, cv::Mat& d, auto) { cv::bitwise_not(s, d); }, src);
     });
 }
 
@@ -202,15 +162,11 @@ VStatus adaptiveThresholdImage(const VImage& src, VImage* dst, ThresholdOperatio
                                double maxValue, int blockSize, double param)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        checkSource(src);
-        VImage& d = prepareDestination(src, dst);
-        return visitPixel(AdaptiveThresholdPixels{}, src.format(), src.channelType(), [&](auto) {
-            const cv::Mat s = asCvMat(src);
-            cv::Mat out = asCvMat(d);
-            requireSameSizeAndType(s, out, "cvAdaptiveThreshold");
-            writeInto(out, [&](cv::Mat& o) { cv::adaptiveThreshold(s, o, maxValue, int(method), int(op), blockSize, param); });
-            return VStatus::Ok;
-        });
+        // The destination's format is left to OpenCV's own precondition, which compares the whole type.
+        const CvCall call{"cvAdaptiveThreshold", sameSizeAndType, 0, false, false};
+        return throughOpenCv(AdaptiveThresholdPixels{}, call, dst, [&](const cv::Mat& s, cv::Mat& o, auto) {
+            cv::adaptiveThreshold(s, o, maxValue, int(method), int(op), blockSize, param);
+        }, src);
     });
 }
 

@@ -1,6 +1,7 @@
 #include <vexa/gen/gen_morph_image.h>
 
-#include <vexa/imp/filter_image.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/kernels/morph_image.h>
 
 #include <opencv2/imgproc.hpp>
 

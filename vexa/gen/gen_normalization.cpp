@@ -3,8 +3,10 @@
 #include <vexa/gen/gen_math_image.h>
 #include <vexa/gen/gen_resize_image.h>
 #include <vexa/gen/gen_smooth_image.h>
-#include <vexa/imp/filter_image.h>
-#include <vexa/imp/tone_image.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/opencv_frame.h>
+#include <vexa/imp/kernels/normalization.h>
 
 #include <opencv2/core.hpp>
 
@@ -119,15 +121,12 @@ VStatus normalizeThroughOpenCv(const VImage& src, VImage* dst, double a, double 
 {
     checkSource(src);
     VImage& d = checkExistingDestination(dst);
-    if (!supports(NormalizePixels{}, src.format(), src.channelType()) ||
-        !supports(NormalizePixels{}, d.format(), d.channelType()))
-        throwUnsupported();
-    cv::Mat out = asCvMat(d);
-    const cv::Mat s = readableSource(asCvMat(src), out);
-    requireOpenCv(s.size() == out.size() && s.channels() == out.channels(),
-                  "dst.size() == src.size() && src.channels() == dst.channels()", "cvNormalize");
-    writeInto(out, [&](cv::Mat& o) { cv::normalize(s, o, a, b, normType, o.type()); });
-    return VStatus::Ok;
+    const CvCall call{"cvNormalize", {}, 0, true, true};
+    return cvCallInto(NormalizePixels{}, call, d, [&](const cv::Mat& s, cv::Mat& o, auto) {
+        requireOpenCv(s.size() == o.size() && s.channels() == o.channels(),
+                      "dst.size() == src.size() && src.channels() == dst.channels()", "cvNormalize");
+        cv::normalize(s, o, a, b, normType, o.type());
+    }, src);
 }
 
 // A size from a double, 0 for what no image can have (the inner operations then refuse it).

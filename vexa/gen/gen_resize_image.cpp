@@ -1,7 +1,9 @@
 #include <vexa/gen/gen_resize_image.h>
 
-#include <vexa/imp/image_transform.h>
-#include <vexa/imp/progress.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/progress.h>
+#include <vexa/imp/kernels/resize_image.h>
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
@@ -13,23 +15,17 @@ namespace VEXA {
 
 namespace {
 
-// The common frame of the warps: the source's pair in the list, a destination of its format, OpenCV's
-// type precondition under the C function's name, then call(source, destination) on the rois.
+// The warps go through the OpenCV frame with OpenCV's type precondition under the C function's name; they
+// check for cancellation between bands themselves, and the others run whole.
 template <class List, class Call>
 VStatus warpInto(List list, const VImage& src, VImage& dst, const char* function, Call call)
 {
-    return visitPixel(list, src.format(), src.channelType(), [&](auto) {
-        if (dst.format() != src.format())
-            throwUnsupported();
-        cv::Mat out = asCvMat(dst);
-        const cv::Mat s = readableSource(asCvMat(src), out);
-        requireOpenCv(s.type() == out.type(), "src.type() == dst.type()", function);
-        // Warps in bands check between them; the others run whole.
-        return runWhole("warping", [&] {
-            writeInto(out, [&](cv::Mat& o) { call(s, o); });
-            return VStatus::Ok;
+    return cvCallInto(list, CvCall{function, sameType}, dst, [&](const cv::Mat& s, cv::Mat& o, auto) {
+        runWhole("warping", [&] {
+            call(s, o);
+            return true;
         });
-    });
+    }, src);
 }
 
 // A warp as one OpenCV call; while a progress is current, in bands of destination rows instead, each band

@@ -2,8 +2,9 @@
 // file instantiates every one of them.
 #include <vexa/gen/gen_image_converters.h>
 
-#include <vexa/imp/convert_pair.h>
-#include <vexa/imp/scaled_converters.h>
+#include <vexa/imp/detail/convert_pair.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/kernels/scaled_converters.h>
 
 namespace VEXA {
 

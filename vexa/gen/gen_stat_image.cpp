@@ -1,7 +1,8 @@
 #include <vexa/gen/gen_stat_image.h>
 
-#include <vexa/imp/frame.h>
-#include <vexa/imp/stat_image.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/kernels/stat_image.h>
 
 namespace VEXA {
 

@@ -1,6 +1,6 @@
 #include <vexa/imp/ImageData.h>
 
-#include <vexa/imp/frame.h>
+#include <vexa/imp/detail/frame.h>
 
 #include <QImageReader>
 #include <QObject>

@@ -1,10 +1,11 @@
 #include <vexa/imp/VCascadeClassifier.h>
 
-#include <vexa/imp/cv_bridge.h>
-#include <vexa/imp/dispatch.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/dispatch.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/opencv_frame.h>
+#include <vexa/imp/detail/progress.h>
 #include <vexa/imp/exceptions.h>
-#include <vexa/imp/frame.h>
-#include <vexa/imp/progress.h>
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/objdetect.hpp>

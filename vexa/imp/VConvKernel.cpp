@@ -1,8 +1,8 @@
 #include <vexa/imp/VConvKernel.h>
 
 #include <vexa/imp/ImageData.h>
+#include <vexa/imp/detail/frame.h>
 #include <vexa/imp/exceptions.h>
-#include <vexa/imp/frame.h>
 
 #include <opencv2/imgproc.hpp>
 

@@ -4,7 +4,8 @@
 #include <vexa/gen/gen_histograms.h>
 #include <vexa/gen/gen_image_converters.h>
 #include <vexa/gen/gen_resize_image.h>
-#include <vexa/imp/frame.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/frame.h>
 #include <vexa/imp/qimage_support.h>
 
 #include <vcore/VSerialization.h>

@@ -1,17 +1,18 @@
 #include <vexa/imp/VImageBlender.h>
 
+#include <vcore/MathUtils.h>
 #include <vexa/gen/gen_copy_image.h>
 #include <vexa/gen/gen_normalization.h>
 #include <vexa/gen/gen_resize_image.h>
 #include <vexa/gen/gen_smooth_image.h>
 #include <vexa/imp/VKeypointDescriptors.h>
-#include <vexa/imp/cv_bridge.h>
-#include <vexa/imp/dispatch.h>
-#include <vexa/imp/focus_merge.h>
-#include <vexa/imp/frame.h>
-#include <vexa/imp/progress.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/dispatch.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/opencv_frame.h>
+#include <vexa/imp/detail/progress.h>
+#include <vexa/imp/kernels/focus_merge.h>
 #include <vexa/imp/raster.h>
-#include <vcore/MathUtils.h>
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,10 +1,11 @@
 #include <vexa/imp/VKeypointDescriptors.h>
 
-#include <vexa/imp/cv_bridge.h>
-#include <vexa/imp/dispatch.h>
+#include <vexa/imp/detail/checks.h>
+#include <vexa/imp/detail/dispatch.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/opencv_frame.h>
 #include <vexa/imp/exceptions.h>
-#include <vexa/imp/frame.h>
-#include <vexa/imp/image_transform.h>
+#include <vexa/imp/kernels/resize_image.h>
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/features2d.hpp>

@@ -1,7 +1,7 @@
 #include <vexa/imp/VProgress.h>
 
+#include <vexa/imp/detail/progress.h>
 #include <vexa/imp/exceptions.h>
-#include <vexa/imp/progress.h>
 
 #include <algorithm>
 #include <chrono>

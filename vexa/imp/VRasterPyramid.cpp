@@ -3,10 +3,10 @@
 #include <vexa/gen/gen_math_image.h>
 #include <vexa/gen/gen_resize_image.h>
 #include <vexa/gen/gen_smooth_image.h>
-#include <vexa/imp/dispatch.h>
-#include <vexa/imp/frame.h>
-#include <vexa/imp/math_image.h>
-#include <vexa/imp/progress.h>
+#include <vexa/imp/detail/dispatch.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/progress.h>
+#include <vexa/imp/kernels/math_image.h>
 
 #include <cmath>
 

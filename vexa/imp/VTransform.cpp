@@ -1,7 +1,7 @@
 #include <vexa/imp/VTransform.h>
 
 #include <vexa/imp/VFigure.h>
-#include <vexa/imp/frame.h>
+#include <vexa/imp/detail/frame.h>
 #include <vcore/MathUtils.h>
 
 #include <opencv2/calib3d.hpp>

@@ -1,8 +1,8 @@
 #include <vexa/imp/file_metadata.h>
 
-#include <vexa/imp/dispatch.h>
+#include <vexa/imp/detail/dispatch.h>
+#include <vexa/imp/detail/frame.h>
 #include <vexa/imp/exceptions.h>
-#include <vexa/imp/frame.h>
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,10 +1,10 @@
 #include <vexa/imp/image_files.h>
 
 #include <vexa/imp/ImageData.h>
-#include <vexa/imp/frame.h>
-#include <vexa/imp/png_file.h>
-#include <vexa/imp/progress.h>
-#include <vexa/imp/tiff_file.h>
+#include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/png_file.h>
+#include <vexa/imp/detail/progress.h>
+#include <vexa/imp/detail/tiff_file.h>
 #include <vexa/imp/qimage_support.h>
 
 #include <QColorSpace>

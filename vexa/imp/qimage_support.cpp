@@ -1,6 +1,6 @@
 #include <vexa/imp/qimage_support.h>
 
-#include <vexa/imp/frame.h>
+#include <vexa/imp/detail/frame.h>
 
 #include <QObject>
 

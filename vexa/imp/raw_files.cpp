@@ -1,7 +1,7 @@
 #include <vexa/imp/raw_files.h>
 
 #include <vexa/imp/ImageData.h>
-#include <vexa/imp/frame.h>
+#include <vexa/imp/detail/frame.h>
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,0 +1,494 @@
+#include <vexa/imp/kernels/focus_align.h>
+
+#include <vexa/imp/exceptions.h>
+
+#include <opencv2/imgproc.hpp>
+#include <opencv2/video.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <vector>
+
+namespace VEXA {
+
+namespace {
+
+// The shot at an eighth of its size, blurred over about 12 pixels of the full size: what is left of it no
+// longer depends on which depth is in focus, only on the exposure.
+constexpr int smallScale = 8;
+// Below this spread of the luminance within a small shot's pixel (relative to its mean), the area is flat.
+constexpr double flatDetail = 0.05;
+// Rows of the full-size map made at once: the map is 8 bytes a pixel, never made whole.
+constexpr int mapBandRows = 64;
+
+cv::Mat shrink(const cv::Mat& image, int scale)
+{
+    if (scale == 1)
+        return image.clone();
+    cv::Mat out;
+    cv::resize(image, out, cv::Size(std::max(1, image.cols / scale), std::max(1, image.rows / scale)), 0, 0,
+               cv::INTER_AREA);
+    return out;
+}
+
+// The shot at `scale` times smaller, in single precision: the reduction runs at the shot's own depth, so
+// that no full-size copy of it in floats is ever made.
+cv::Mat reducedPlanes(const cv::Mat& shot, int scale)
+{
+    cv::Mat out;
+    shrink(shot, scale).convertTo(out, CV_32F);
+    return out;
+}
+
+// From the shot at working size.
+cv::Mat smallOf(const cv::Mat& working, cv::Size full)
+{
+    cv::Mat small;
+    cv::resize(working, small, cv::Size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale)), 0,
+               0, cv::INTER_AREA);
+    cv::GaussianBlur(small, small, cv::Size(), 1.5);
+    return small;
+}
+
+// How much detail each pixel of the small shot stands for: the standard deviation of the luminance within
+// it, relative to its mean.
+cv::Mat smallDetailOf(const cv::Mat& working, cv::Size full)
+{
+    const cv::Mat gray = grayOf(working);
+    const cv::Size size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale));
+    cv::Mat mean, square;
+    cv::resize(gray, mean, size, 0, 0, cv::INTER_AREA);
+    cv::resize(gray.mul(gray), square, size, 0, 0, cv::INTER_AREA);
+    cv::Mat detail = square - mean.mul(mean);
+    cv::sqrt(cv::max(detail, 0.0), detail);
+    cv::divide(detail, cv::max(mean, 1e-6), detail);
+    return detail;
+}
+
+// The luminance of the planes brought to another exposure, with no copy of the planes themselves.
+cv::Mat matchedGray(const cv::Mat& planes, const std::array<double, 3>& gains)
+{
+    cv::Mat gray;
+    if (planes.channels() == 1)
+        planes.convertTo(gray, CV_32F, gains[0]);
+    else
+        cv::transform(planes, gray, cv::Matx13f(float(0.114 * gains[0]), float(0.587 * gains[1]), float(0.299 * gains[2])));
+    return gray;
+}
+
+cv::Mat scaled(const cv::Mat& image, const std::array<double, 3>& gains)
+{
+    cv::Mat out;
+    cv::multiply(image, cv::Scalar(gains[0], gains[1], gains[2]), out);
+    return out;
+}
+
+// A map fitted between images `scale` times smaller, expressed between the full-size ones: pixel centres
+// of an area reduction sit at x_full = scale * x + (scale - 1) / 2.
+cv::Matx23d enlarged(const cv::Matx23d& w, double scale)
+{
+    const double c = (scale - 1) / 2;
+    cv::Matx23d out = w;
+    out(0, 2) = scale * w(0, 2) + c - w(0, 0) * c - w(0, 1) * c;
+    out(1, 2) = scale * w(1, 2) + c - w(1, 0) * c - w(1, 1) * c;
+    return out;
+}
+
+cv::Matx23d reduced(const cv::Matx23d& w, double scale)
+{
+    const double c = (scale - 1) / 2;
+    cv::Matx23d out = w;
+    out(0, 2) = (w(0, 2) - c + w(0, 0) * c + w(0, 1) * c) / scale;
+    out(1, 2) = (w(1, 2) - c + w(1, 0) * c + w(1, 1) * c) / scale;
+    return out;
+}
+
+cv::Mat warped(const cv::Mat& image, const cv::Matx23d& w, cv::Size size, int border = cv::BORDER_REPLICATE)
+{
+    cv::Mat out;
+    cv::warpAffine(image, out, cv::Mat(w), size, cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, border);
+    return out;
+}
+
+// Neighbours differ in focus: both are blurred alike before they are compared, so that what is left of
+// them is what they share.
+cv::Mat equalised(const cv::Mat& gray)
+{
+    cv::Mat out;
+    cv::GaussianBlur(gray, out, cv::Size(), 2.0);
+    return out;
+}
+
+// The affine map from the reference's pixels to the shot's that ECC finds between the two gray planes,
+// coarse to fine.
+cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
+{
+    std::vector<cv::Mat> refs{equalised(reference)}, shots{equalised(shot)};
+    while (refs.size() < 4 && std::min(refs.back().cols, refs.back().rows) >= 96) {
+        refs.push_back(shrink(refs.back(), 2));
+        shots.push_back(shrink(shots.back(), 2));
+    }
+    cv::Matx23d w(1, 0, 0, 0, 1, 0);
+    for (size_t i = refs.size(); i-- > 0;) {
+        if (i + 1 < refs.size())
+            w = enlarged(w, 2);
+        cv::Mat warp(w);
+        warp.convertTo(warp, CV_32F);
+        const cv::TermCriteria stop(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 100, i == 0 ? 1e-6 : 1e-5);
+        // The borders are left out: what a shot shows there may be uncovered in its neighbour.
+        cv::Mat inside(shots[i].size(), CV_8U, cv::Scalar(0));
+        const int mx = std::max(2, shots[i].cols / 25), my = std::max(2, shots[i].rows / 25);
+        inside(cv::Rect(mx, my, shots[i].cols - 2 * mx, shots[i].rows - 2 * my)).setTo(255);
+        double correlation = 0;
+        try {
+            correlation = cv::findTransformECC(refs[i], shots[i], warp, cv::MOTION_AFFINE, stop, inside, 5);
+        } catch (const cv::Exception&) {
+            correlation = 0;
+        }
+        if (!(correlation > 0.5))
+            throw dip_exception("The shot cannot be aligned: it does not match the shot before it");
+        warp.convertTo(warp, CV_64F);
+        w = cv::Matx23d(warp);
+    }
+    return w;
+}
+
+// The median of ratios a / b per channel over the pixels both have well inside their range, among those
+// flat in both when there are enough of them. Defocus moves the mean brightness of detailed areas (light
+// is spread in linear light, then encoded), so that two shots focused differently seem to differ in
+// exposure there; flat areas do not change with focus and show only the exposure.
+std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv::Mat& inside, const cv::Mat& detailA,
+                                   const cv::Mat& detailB)
+{
+    cv::Mat valid = (detailA < flatDetail) & (detailB < flatDetail) & inside;
+    if (cv::countNonZero(valid) < std::max(64, int(valid.total() / 50)))
+        valid = inside;
+    std::array<double, 3> gains{1.0, 1.0, 1.0};
+    const int channels = a.channels();
+    double low[3], high[3];
+    for (int c = 0; c < channels; ++c) {
+        double top = 0;
+        cv::Mat plane;
+        cv::extractChannel(a, plane, c);
+        cv::minMaxLoc(plane, nullptr, &top);
+        low[c] = 0.02 * top;
+        high[c] = 0.98 * top;
+    }
+    std::vector<float> ratios[3];
+    for (int y = 0; y < a.rows; ++y) {
+        const float* pa = a.ptr<float>(y);
+        const float* pb = b.ptr<float>(y);
+        const uchar* v = valid.ptr<uchar>(y);
+        for (int x = 0; x < a.cols; ++x) {
+            if (!v[x])
+                continue;
+            for (int c = 0; c < channels; ++c) {
+                const float va = pa[x * channels + c], vb = pb[x * channels + c];
+                if (va > low[c] && va < high[c] && vb > low[c] && vb < high[c])
+                    ratios[c].push_back(va / vb);
+            }
+        }
+    }
+    for (int c = 0; c < channels; ++c) {
+        std::vector<float>& r = ratios[c];
+        if (r.size() < 16)
+            continue;
+        std::nth_element(r.begin(), r.begin() + r.size() / 2, r.end());
+        // Within 0.3% of 1 no exposure changed visibly: the shot is then left exactly as it is.
+        const double gain = r[r.size() / 2];
+        gains[size_t(c)] = std::abs(gain - 1.0) < 0.003 ? 1.0 : gain;
+    }
+    if (channels == 1)
+        gains[1] = gains[2] = gains[0];
+    return gains;
+}
+
+// DIS's flow between two planes, in tiles that overlap by more than the longest motion taken: DIS keeps
+// some fifty bytes a pixel while it works, so that tiles bound its memory whatever the shots' size. Each
+// tile's own centre is kept; the smoothing that follows hides what little differs at the tiles' edges.
+cv::Mat tiledFlow(const cv::Mat& target, const cv::Mat& moving)
+{
+    constexpr int tile = 512, overlap = 64;
+    const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
+    cv::Mat flow(target.size(), CV_32FC2), part;
+    const cv::Rect whole(cv::Point(), target.size());
+    for (int y = 0; y < target.rows; y += tile)
+        for (int x = 0; x < target.cols; x += tile) {
+            const cv::Rect inner = cv::Rect(x, y, tile, tile) & whole;
+            const cv::Rect outer = cv::Rect(x - overlap, y - overlap, tile + 2 * overlap, tile + 2 * overlap) & whole;
+            dis->calc(target(outer).clone(), moving(outer).clone(), part); // DIS takes continuous planes only
+            part(inner - outer.tl()).copyTo(flow(inner));
+        }
+    return flow;
+}
+
+// The flow that brings `moving` onto `target` (target(x) ~ moving(x + flow(x))), as a smooth field: DIS's
+// vectors averaged over about `radius` pixels, each weighted by the detail both images have there, so that
+// flat and blurred areas (where flow is noise) take the motion of the detail around them, and areas far
+// from any detail none. Vectors longer than `longest` are matches gone astray and count for nothing.
+cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius, double longest)
+{
+    const cv::Mat target = equalised(target8), moving = equalised(moving8);
+    const cv::Mat flow = tiledFlow(target, moving);
+    // Detail that pins motion down in both directions: the structure tensor's smaller eigenvalue. Along
+    // stripes (a barcode, a ruled line) flow is known across them only, and taking it there bends them.
+    const auto detail = [](const cv::Mat& image) {
+        cv::Mat strength;
+        cv::cornerMinEigenVal(image, strength, 5, 3);
+        cv::sqrt(cv::max(strength, 0.0), strength);
+        return strength;
+    };
+    cv::Mat weight = cv::min(detail(target), detail(moving));
+    for (int y = 0; y < flow.rows; ++y) {
+        const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
+        float* w = weight.ptr<float>(y);
+        for (int x = 0; x < flow.cols; ++x)
+            if (std::hypot(f[x][0], f[x][1]) > longest)
+                w[x] = 0.f;
+    }
+    const double floor = 0.05 * cv::mean(weight)[0] + 1e-6;
+    cv::Mat weighted, total;
+    cv::Mat pair[] = {weight, weight};
+    cv::merge(pair, 2, total);
+    cv::multiply(flow, total, weighted);
+    cv::GaussianBlur(weighted, weighted, cv::Size(), radius);
+    cv::GaussianBlur(total, total, cv::Size(), radius);
+    cv::add(total, cv::Scalar::all(floor), total);
+    cv::divide(weighted, total, flow);
+    return flow;
+}
+
+// The 99th percentile of the flow's length, away from the borders where flow is extrapolated.
+double largeShift(const cv::Mat& flow)
+{
+    const int mx = flow.cols / 20, my = flow.rows / 20;
+    std::vector<float> lengths;
+    lengths.reserve(size_t(flow.total()));
+    for (int y = my; y < flow.rows - my; ++y) {
+        const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
+        for (int x = mx; x < flow.cols - mx; ++x)
+            lengths.push_back(std::hypot(f[x][0], f[x][1]));
+    }
+    if (lengths.empty())
+        return 0;
+    const size_t k = lengths.size() * 99 / 100;
+    std::nth_element(lengths.begin(), lengths.begin() + k, lengths.end());
+    return lengths[k];
+}
+
+cv::Mat to8u(const cv::Mat& gray, double scale)
+{
+    cv::Mat out;
+    gray.convertTo(out, CV_8U, scale);
+    return out;
+}
+
+} // namespace
+
+// Calls band(first row, map rows) for the full-size map of a fit, a band of rows at a time.
+void forEachMapBand(const FocusAligner::Fit& fit, cv::Size size, const std::function<void(int, const cv::Mat&)>& band);
+
+cv::Mat grayOf(const cv::Mat& colour)
+{
+    if (colour.channels() == 1)
+        return colour;
+    cv::Mat gray;
+    cv::cvtColor(colour, gray, cv::COLOR_BGR2GRAY);
+    return gray;
+}
+
+void FocusAligner::start(const cv::Mat& colour)
+{
+    size_ = colour.size();
+    workScale_ = std::max(size_.width, size_.height) > 1024 ? 2 : 1;
+    const cv::Mat working = reducedPlanes(colour, workScale_);
+    previousGray_ = grayOf(working);
+    double top = 0;
+    cv::minMaxLoc(previousGray_, nullptr, &top);
+    grayScale_ = top > 0 ? 250.0 / top : 1.0;
+    previousSmall_ = smallOf(working, size_);
+    previousDetail_ = smallDetailOf(working, size_);
+}
+
+FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::Mat& covered) const
+{
+    Fit fit;
+    fit.covered = covered;
+    const cv::Mat working = reducedPlanes(colour, workScale_);
+    const cv::Mat small = smallOf(working, size_);
+    fit.smallDetail = smallDetailOf(working, size_);
+    cv::Mat inside(small.size(), CV_8U, cv::Scalar(255));
+    if (!covered.empty()) {
+        cv::resize(covered, inside, small.size(), 0, 0, cv::INTER_AREA);
+        cv::threshold(inside, inside, 254, 255, cv::THRESH_BINARY);
+    }
+    fit.gains = medianRatios(previousSmall_, small, inside, previousDetail_, fit.smallDetail);
+    fit.small = scaled(small, fit.gains);
+    fit.gray = matchedGray(working, fit.gains);
+    return fit;
+}
+
+FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
+{
+    if (colour.size() != size_)
+        throw dip_exception("The shot's size differs from the first shot's");
+    // Too small to fit reliably between shots focused differently: taken as it stands.
+    if (std::min(size_.width, size_.height) < 100)
+        return matchExposure(colour, cv::Mat());
+    Fit fit;
+    cv::Mat work = reducedPlanes(colour, workScale_);
+    const cv::Matx23d w = fitGlobally(previousGray_, grayOf(work));
+    fit.global = enlarged(w, workScale_);
+    const cv::Matx22d a(fit.global(0, 0), fit.global(0, 1), fit.global(1, 0), fit.global(1, 1));
+    const double scale = std::sqrt(std::abs(cv::determinant(a)));
+    const cv::Point2d centre(size_.width / 2.0, size_.height / 2.0);
+    const cv::Point2d moved(fit.global(0, 0) * centre.x + fit.global(0, 1) * centre.y + fit.global(0, 2),
+                            fit.global(1, 0) * centre.x + fit.global(1, 1) * centre.y + fit.global(1, 2));
+    if (scale < 0.7 || scale > 1.4 || std::abs(moved.x - centre.x) > size_.width / 4.0 ||
+        std::abs(moved.y - centre.y) > size_.height / 4.0)
+        throw dip_exception("The shot cannot be aligned: it moved too far from the shot before it");
+
+    // Exposure: the small shot in the reference's geometry against its neighbour.
+    const cv::Matx23d ws = reduced(fit.global, smallScale);
+    const cv::Mat small = warped(smallOf(work, size_), ws, previousSmall_.size());
+    fit.smallDetail = warped(smallDetailOf(work, size_), ws, previousSmall_.size());
+    cv::Mat inside =
+        warped(cv::Mat(previousSmall_.size(), CV_8U, cv::Scalar(255)), ws, previousSmall_.size(), cv::BORDER_CONSTANT);
+    cv::erode(inside, inside, cv::Mat(), cv::Point(-1, -1), 2);
+    cv::threshold(inside, inside, 254, 255, cv::THRESH_BINARY);
+    fit.gains = medianRatios(previousSmall_, small, inside, previousDetail_, fit.smallDetail);
+    fit.small = scaled(small, fit.gains);
+
+    // Parallax: what the global fit leaves, locally.
+    const cv::Mat matched = matchedGray(work, fit.gains);
+    work.release();
+    const cv::Mat gray = warped(matched, w, previousGray_.size());
+    cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(gray, grayScale_), 12.0,
+                              std::max(4.0, 0.01 * std::hypot(gray.cols, gray.rows)));
+    fit.localShift = largeShift(flow) * workScale_;
+    // Focus differences alone make flow appear at defocused edges, changing sign from one side of an edge
+    // to the other; motion (parallax) moves whole areas alike. So the flow counts as motion only if what
+    // is left of it averaged over about 70 pixels still moves something by a quarter of a pixel.
+    cv::Mat wide;
+    cv::GaussianBlur(flow, wide, cv::Size(), 36.0);
+    const bool local = largeShift(wide) * workScale_ >= 0.25;
+    if (local) {
+        cv::Mat map(flow.size(), CV_32FC2);
+        for (int y = 0; y < map.rows; ++y) {
+            const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
+            cv::Vec2f* m = map.ptr<cv::Vec2f>(y);
+            for (int x = 0; x < map.cols; ++x)
+                m[x] = cv::Vec2f(float(x) + f[x][0], float(y) + f[x][1]);
+        }
+        cv::remap(gray, fit.gray, map, cv::noArray(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+    } else {
+        fit.localShift = 0;
+        fit.gray = gray;
+    }
+
+    double still = 0;
+    for (const cv::Point2d& p : {cv::Point2d(0, 0), cv::Point2d(size_.width, 0), cv::Point2d(0, size_.height),
+                                 cv::Point2d(size_.width, size_.height)})
+        still = std::max(still, std::hypot(fit.global(0, 0) * p.x + fit.global(0, 1) * p.y + fit.global(0, 2) - p.x,
+                                           fit.global(1, 0) * p.x + fit.global(1, 1) * p.y + fit.global(1, 2) - p.y));
+    if (still < 0.1 && !local) {
+        fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
+        fit.gray = matched;
+        return fit;
+    }
+
+    // The map is made a band at a time when the shot is read (applyFit); here only what it covers.
+    fit.moves = true;
+    if (local) {
+        flow.convertTo(fit.flow, CV_32FC2, double(workScale_));
+        fit.flowScale = workScale_;
+    }
+    fit.covered.create(size_, CV_8U);
+    bool all = true;
+    forEachMapBand(fit, size_, [&](int y0, const cv::Mat& map) {
+        for (int r = 0; r < map.rows; ++r) {
+            const cv::Vec2f* m = map.ptr<cv::Vec2f>(r);
+            uchar* c = fit.covered.ptr<uchar>(y0 + r);
+            for (int x = 0; x < map.cols; ++x) {
+                const bool in = m[x][0] >= 0 && m[x][1] >= 0 && m[x][0] <= size_.width - 1 && m[x][1] <= size_.height - 1;
+                c[x] = in ? 255 : 0;
+                all = all && in;
+            }
+        }
+    });
+    if (all)
+        fit.covered.release();
+    return fit;
+}
+
+void FocusAligner::commit(const Fit& fit)
+{
+    previousGray_ = fit.gray;
+    previousSmall_ = fit.small;
+    previousDetail_ = fit.smallDetail;
+}
+
+void forEachMapBand(const FocusAligner::Fit& fit, cv::Size size, const std::function<void(int, const cv::Mat&)>& band)
+{
+    // The local correction, bilinear between the centres of the working pixels.
+    const cv::Mat& flow = fit.flow;
+    const double scale = fit.flowScale;
+    std::vector<int> x0(size_t(size.width)), x1(size_t(size.width));
+    std::vector<float> ax(size_t(size.width));
+    const auto place = [](double at, int n, int& i0, int& i1, float& a) {
+        at = std::min(std::max(at, 0.0), double(n - 1));
+        i0 = std::min(int(at), n - 1);
+        i1 = std::min(i0 + 1, n - 1);
+        a = float(at - i0);
+    };
+    if (!flow.empty())
+        for (int x = 0; x < size.width; ++x)
+            place((x + 0.5) / scale - 0.5, flow.cols, x0[size_t(x)], x1[size_t(x)], ax[size_t(x)]);
+    const cv::Matx23d& g = fit.global;
+    cv::Mat map(std::min(mapBandRows, size.height), size.width, CV_32FC2);
+    for (int y0 = 0; y0 < size.height; y0 += mapBandRows) {
+        const int rows = std::min(mapBandRows, size.height - y0);
+        cv::Mat part = map.rowRange(0, rows);
+        for (int r = 0; r < rows; ++r) {
+            const int y = y0 + r;
+            const cv::Vec2f *f0 = nullptr, *f1 = nullptr;
+            float ay = 0;
+            if (!flow.empty()) {
+                int i0 = 0, i1 = 0;
+                place((y + 0.5) / scale - 0.5, flow.rows, i0, i1, ay);
+                f0 = flow.ptr<cv::Vec2f>(i0);
+                f1 = flow.ptr<cv::Vec2f>(i1);
+            }
+            cv::Vec2f* m = part.ptr<cv::Vec2f>(r);
+            for (int x = 0; x < size.width; ++x) {
+                double px = x, py = y;
+                if (f0) {
+                    const size_t i = size_t(x);
+                    const cv::Vec2f top = f0[x0[i]] + (f0[x1[i]] - f0[x0[i]]) * ax[i];
+                    const cv::Vec2f bottom = f1[x0[i]] + (f1[x1[i]] - f1[x0[i]]) * ax[i];
+                    const cv::Vec2f d = top + (bottom - top) * ay;
+                    px += d[0];
+                    py += d[1];
+                }
+                m[x] = cv::Vec2f(float(g(0, 0) * px + g(0, 1) * py + g(0, 2)), float(g(1, 0) * px + g(1, 1) * py + g(1, 2)));
+            }
+        }
+        band(y0, part);
+    }
+}
+
+void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out)
+{
+    if (!fit.moves) {
+        out = shot;
+        return;
+    }
+    out.create(shot.size(), shot.type());
+    forEachMapBand(fit, shot.size(), [&](int y0, const cv::Mat& map) {
+        cv::Mat rows = out.rowRange(y0, y0 + map.rows);
+        cv::remap(shot, rows, map, cv::noArray(), cv::INTER_CUBIC, border);
+    });
+}
+
+} // namespace VEXA

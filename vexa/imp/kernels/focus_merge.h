@@ -1,0 +1,80 @@
+// The depth-map focus merge, shot by shot, with a running state bounded whatever the stack's length.
+//
+// Each shot, at its own depth (8u, 16u and 32f alike, no 8-bit step for the others):
+// 1. brought to the first shot's geometry (FocusAligner, when aligning) and exposure (a gain per channel);
+// 2. scored: the squared 3 x 3 Laplacian of its luminance, less twice the noise floor (the median of that
+//    energy, or the lowest median of the series so far if lower, so that grain and JPEG blocks score
+//    nothing), smoothed at three scales (about 2, 8 and 32 pixels): the finest alone, and all three summed
+//    (weights 1, 0.5 and 1: the wider scales are weaker per pixel, being averages);
+// 3. decided: where the shot or the best so far has detail of its own (a finest score over 3 times the
+//    noise floor), the sharper detail wins; where neither has (flat or always-blurred areas), the summed
+//    scales decide, which carry the sharpness of the detail around, so the choice follows the depths
+//    decided nearby instead of noise. Isolated flips are removed by a 5 x 5 median of that decision;
+// 4. shared: where both the shot and the result so far have detail over 1.5 times the floor, shots share
+//    the pixel by their finest scores to the 4th power (a soft maximum), normalised over the shots so far:
+//    shots nearly as sharp as each other are averaged, which lowers the noise without blurring, and one
+//    under a quarter as sharp as the best gets nothing, so the detail stays one shot's where one is
+//    clearly sharper. Elsewhere the decision gives the pixel to one shot whole;
+// 5. blended into the running result's Laplacian pyramid through the Gaussian pyramid of its share: at
+//    the finest level each pixel keeps the detail of the shots that share it (one, where one is sharp: no
+//    ghosts), while coarser levels blend across the decision's edges, hiding seams and what is left of the
+//    exposure differences.
+// State: the result's pyramid (8 bytes a pixel in colour for 8-bit shots, 16 for others, a third of that
+// in gray); in half precision, the best score at all scales and at the finest and the total share of the
+// shots averaged (6); the index of the shot that gave the best (2); the aligner's neighbour at a quarter
+// of the pixels.
+#pragma once
+
+#include <vexa/imp/kernels/focus_align.h>
+
+#include <opencv2/core.hpp>
+
+#include <vector>
+
+namespace VEXA {
+
+class FocusDepthMerge {
+public:
+    // The gains and fit of one shot, for the caller's report.
+    struct Added {
+        std::array<double, 3> gains{1.0, 1.0, 1.0};
+        cv::Matx23d global = cv::Matx23d(1, 0, 0, 0, 1, 0);
+        double localShift = 0;
+        bool resampled = false;
+    };
+
+    explicit FocusDepthMerge(bool align) : align_(align) {}
+
+    bool empty() const { return levels_.empty(); }
+    // A copy of its own: add() writes the state in place.
+    FocusDepthMerge copy() const;
+    // Merges a shot (one plane or blue, green and red, of 8u, 16u or 32f: the first shot's size, channels
+    // and depth). Everything up to the
+    // state's change is done aside and may throw (a cancellation, a shot that cannot be aligned); the
+    // change itself runs whole. Without automatic alignment, `covered` (CV_8U, 255 where the shot has
+    // data) may say which pixels a shot aligned by the caller covers.
+    Added add(cv::Mat shot, int index, const cv::Mat& covered = cv::Mat());
+    // The merge so far, in the pyramid's units (see toShotUnits).
+    cv::Mat result() const;
+    // Rows [first, last) of a result in the shots' units, as the given OpenCV depth: a band at a time, so
+    // that no second full-size copy is made.
+    void toShotUnits(const cv::Mat& merged, int first, int last, int depth, cv::Mat& out) const;
+    // The index of the shot each pixel's finest detail came from (CV_16U).
+    const cv::Mat& index() const { return index_; }
+
+private:
+    bool align_;
+    FocusAligner aligner_;
+    // The result's Laplacian pyramid, finest first, the last the coarse image: in eighths of a level (CV_16S)
+    // for 8-bit shots, which keeps it exact at half the memory of floats; in floats for the others.
+    std::vector<cv::Mat> levels_;
+    double unit_ = 1.0; // the pyramid's values per unit of the shots
+    double scoreScale_ = 1.0; // scores in units of the shots squared, times this
+    float floor_ = 0;         // the lowest noise floor of the shots so far
+    // Per pixel, in half precision: the best score so far at all scales and at the finest, and the total
+    // weight of the shots averaged there, relative to the sharpest.
+    cv::Mat best_, bestFine_, totals_;
+    cv::Mat index_; // CV_16U
+};
+
+} // namespace VEXA
