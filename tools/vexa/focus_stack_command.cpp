@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <array>
 #include <atomic>
 #include <optional>
 #include <sys/resource.h>
@@ -27,36 +26,6 @@
 namespace vexatool {
 
 namespace {
-
-struct Named {
-    const char* name;
-    int value;
-};
-
-constexpr std::array<Named, 5> kMethods{{
-    {"pyramid", VImageBlender::MultifocusPyramid},
-    {"max", VImageBlender::MultifocusMaxSharpness},
-    {"weighted", VImageBlender::MultifocusWeighted},
-    {"weighted-all", VImageBlender::MultifocusWeightedAll},
-    {"depth-map", VImageBlender::MultifocusDepthMap},
-}};
-
-constexpr std::array<Named, 4> kAligns{{{"auto", VImageBlender::AlignAuto},
-                                        {"none", VImageBlender::AlignNone},
-                                        {"keypoints", VImageBlender::AlignKeypoints},
-                                        {"local", VImageBlender::AlignLocal}}};
-
-template <size_t N>
-int lookUp(const std::array<Named, N>& table, const QString& text, const char* what)
-{
-    QStringList known;
-    for (const Named& entry : table) {
-        if (text == QLatin1String(entry.name))
-            return entry.value;
-        known << QLatin1String(entry.name);
-    }
-    usageError(QStringLiteral("unknown %1 '%2' (known: %3)").arg(QLatin1String(what), text, known.join(", ")));
-}
 
 double peakRssMegabytes()
 {
@@ -364,10 +333,10 @@ int focusStackCommand(const QStringList& arguments)
                        "<suffix>, several at once."));
     parser.addPositionalArgument(QStringLiteral("shots"), QStringLiteral("The shots, two or more, or folders of them."),
                                  QStringLiteral("SHOT|FOLDER..."));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the merged image to FILE (its suffix picks the format), or "
-                                                   "with --batch the merged images into the folder."),
-                                    QStringLiteral("FILE|OUT_DIR"));
+    const QCommandLineOption output = outputOption(QStringLiteral("Write the merged image to FILE (its suffix picks "
+                                                                  "the format), or with --batch the merged images "
+                                                                  "into the folder."),
+                                                   QStringLiteral("FILE|OUT_DIR"));
     const QCommandLineOption method(QStringLiteral("method"),
                                     QStringLiteral("How to merge: depth-map (the default: one shot per pixel, "
                                                    "aligned, exposure-matched and blended without seams), "
@@ -415,12 +384,19 @@ int focusStackCommand(const QStringList& arguments)
     Settings settings;
     settings.methodName = parser.value(method);
     settings.alignName = parser.value(align);
-    settings.method = VImageBlender::MultifocusMethod(lookUp(kMethods, settings.methodName, "method"));
-    settings.alignment = VImageBlender::Alignment(lookUp(kAligns, settings.alignName, "alignment"));
+    settings.method = choice<VImageBlender::MultifocusMethod>(QStringLiteral("method"), settings.methodName,
+                                                              {{"pyramid", VImageBlender::MultifocusPyramid},
+                                                               {"max", VImageBlender::MultifocusMaxSharpness},
+                                                               {"weighted", VImageBlender::MultifocusWeighted},
+                                                               {"weighted-all", VImageBlender::MultifocusWeightedAll},
+                                                               {"depth-map", VImageBlender::MultifocusDepthMap}});
+    settings.alignment = choice<VImageBlender::Alignment>(QStringLiteral("alignment"), settings.alignName,
+                                                          {{"auto", VImageBlender::AlignAuto},
+                                                           {"none", VImageBlender::AlignNone},
+                                                           {"keypoints", VImageBlender::AlignKeypoints},
+                                                           {"local", VImageBlender::AlignLocal}});
     const QStringList positional = parser.positionalArguments();
-    if (!parser.isSet(output))
-        usageError(QStringLiteral("no output file: give one with -o FILE"));
-    const QString outputName = parser.value(output);
+    const QString outputName = requiredOutput(parser, output);
     const DepthOutputs depthFiles{parser.value(depthMap), parser.value(depthMapRaw)};
     for (const QCommandLineOption* option : {&depthMap, &depthMapRaw})
         if (parser.isSet(*option) && settings.method != VImageBlender::MultifocusDepthMap)
@@ -437,8 +413,8 @@ int focusStackCommand(const QStringList& arguments)
         if (!dot.startsWith(QLatin1Char('.')))
             dot.prepend(QLatin1Char('.'));
         checkOutputFormat(QStringLiteral("merged") + dot);
-        const int jobCount = parser.isSet(jobs) ? intOption(parser, QStringLiteral("jobs"), 1, 256)
-                                                : int(std::max(1u, std::thread::hardware_concurrency()));
+        const int jobCount =
+            intOption(parser, QStringLiteral("jobs"), 1, 256, int(std::max(1u, std::thread::hardware_concurrency())));
         const QString parent = parser.value(batch);
         if (!QFileInfo(parent).isDir())
             runtimeError(QStringLiteral("%1: no such folder").arg(parent));

@@ -152,9 +152,7 @@ int montageCommand(const QStringList& arguments)
                        "their largest value and shown in false colour, with a colour bar and the two values."));
     parser.addPositionalArgument(QStringLiteral("images"), QStringLiteral("Image files or .vexa files."),
                                  QStringLiteral("IN..."));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the montage to the image file FILE."),
-                                    QStringLiteral("FILE"));
+    const QCommandLineOption output = outputOption(QStringLiteral("Write the montage to the image file FILE."));
     const QCommandLineOption labels(QStringLiteral("labels"),
                                     QStringLiteral("The labels, separated by commas, one per image (default: the "
                                                    "file names)."),
@@ -173,11 +171,9 @@ int montageCommand(const QStringList& arguments)
     const QStringList inputs = parser.positionalArguments();
     if (inputs.isEmpty())
         usageError(QStringLiteral("no images given"));
-    if (!parser.isSet(output))
-        usageError(QStringLiteral("no output file: give one with -o FILE"));
-    const QString out = parser.value(output);
+    const QString out = requiredOutput(parser, output);
     checkOutputName(out);
-    const int perRow = parser.isSet(columns) ? intOption(parser, QStringLiteral("columns"), 1, 1000) : 0;
+    const int perRow = intOption(parser, QStringLiteral("columns"), 1, 1000, 0);
     QStringList names;
     for (const QString& in : inputs)
         names << QFileInfo(in).fileName();
@@ -186,7 +182,7 @@ int montageCommand(const QStringList& arguments)
         if (names.size() != inputs.size())
             usageError(QStringLiteral("--labels gives %1 labels for %2 images").arg(names.size()).arg(inputs.size()));
     }
-    const int wanted = parser.isSet(height) ? intOption(parser, QStringLiteral("height"), 16, 10000) : 0;
+    const int wanted = intOption(parser, QStringLiteral("height"), 16, 10000, 0);
 
     Task task;
     std::vector<VImage> images;
