@@ -140,9 +140,6 @@ T choice(const QString& what, const QString& text, std::initializer_list<std::pa
     return (choices.begin() + choiceIndex(what, text, names))->second;
 }
 
-// Names compared with their runs of digits as numbers: shot_2 before shot_10.
-bool naturalLess(const QString& a, const QString& b);
-
 // Runs the command line after "vexa": every failure is printed as its one line and becomes the exit code.
 // The process's own set-up (the Qt application, signal handlers) is the caller's.
 int runTool(const QStringList& arguments);

@@ -2,6 +2,7 @@
 // VImageBlender; a batch merges several folders at once, each on a thread of its own.
 #include "cli.h"
 #include "image_io.h"
+#include "natural_order.h"
 
 #include <vexa/imp/VImageBlender.h>
 

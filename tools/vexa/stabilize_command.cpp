@@ -2,6 +2,7 @@
 // their own names.
 #include "cli.h"
 #include "image_io.h"
+#include "natural_order.h"
 
 #include <vexa/gen/gen_stabilize_image.h>
 #include <vexa/imp/VImageList.h>
