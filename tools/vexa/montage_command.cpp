@@ -1,6 +1,7 @@
 // vexa montage IN... -o OUT: images side by side at one height, labelled, maps of more than 8 bits in
 // false colour with their range.
 #include "cli.h"
+#include "depth_colours.h"
 #include "image_io.h"
 
 #include <QFileInfo>
@@ -40,13 +41,9 @@ Panel falseColour(const VImage& image, int height)
     panel.falseColour = true;
     panel.integer = image.channelType() != VEXA::Channel32f;
     const double range = panel.high - panel.low;
-    cv::Mat stretched;
-    values.convertTo(stretched, CV_8U, range > 0 ? 255 / range : 0, range > 0 ? -panel.low * 255 / range : 0);
     const int width = std::max(1, int(std::lround(double(image.width()) * height / image.height())));
-    cv::resize(stretched, stretched, cv::Size(width, height), 0, 0, cv::INTER_NEAREST);
-    cv::Mat coloured;
-    cv::applyColorMap(stretched, coloured, cv::COLORMAP_TURBO);
-    panel.picture = toQImage(coloured);
+    panel.picture = turboColours(values, range > 0 ? 255 / range : 0, range > 0 ? -panel.low * 255 / range : 0,
+                                 cv::Size(width, height));
     return panel;
 }
 
@@ -96,9 +93,7 @@ QImage compose(const std::vector<Panel>& panels, int columns = 0)
     cv::Mat ramp(1, 256, CV_8U);
     for (int i = 0; i < 256; ++i)
         ramp.at<uchar>(i) = uchar(i);
-    cv::Mat rampColours;
-    cv::applyColorMap(ramp, rampColours, cv::COLORMAP_TURBO);
-    const QImage rampImage = toQImage(rampColours);
+    const QImage rampImage = turboColours(ramp, 1, 0);
 
     int x = margin, top = margin;
     for (size_t i = 0; i < panels.size(); ++i) {
