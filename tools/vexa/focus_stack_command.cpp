@@ -3,6 +3,7 @@
 #include "cli.h"
 #include "image_io.h"
 #include "natural_order.h"
+#include "stacking.h"
 
 #include <vexa/imp/VImageBlender.h>
 
@@ -136,23 +137,16 @@ struct StackRun {
     qint64 read = 0, merge = 0, write = 0, total = 0;
 };
 
-// A shot as the merge takes it. The depth-map merge works at the shots' own depth: every shot comes in the
-// first one's layout and depth (gray or colour of 8, 16 or 32-bit float components; others as 8-bit
-// colour), as the same picture. The other methods take 8-bit colour.
+// A shot as the merge takes it (see mergeLayout), as the same picture; format and channel are the first
+// shot's, set when it is read.
 VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEXA::Format& format,
                 VEXA::Channel& channel)
 {
     if (method != VImageBlender::MultifocusDepthMap)
         return loadXrgb(name);
     const VImage image = readImage(name);
-    if (format == VEXA::Invalid) {
-        const bool kept = image.format() == VEXA::GrayScale || image.format() == VEXA::BGR ||
-                          image.format() == VEXA::XRGB || image.format() == VEXA::ARGB;
-        const VEXA::Channel c = image.channelType();
-        const bool deep = c == VEXA::Channel8u || c == VEXA::Channel16u || c == VEXA::Channel32f;
-        format = kept && deep ? image.format() : VEXA::XRGB;
-        channel = kept && deep ? c : VEXA::Channel8u;
-    }
+    if (format == VEXA::Invalid)
+        std::tie(format, channel) = mergeLayout(method, image.format(), image.channelType());
     const VImage shot = inPair(image, format, channel);
     if (shot.isEmpty())
         runtimeError(QStringLiteral("%1: cannot bring the image to %2 as the first shot is")
@@ -174,13 +168,17 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
     std::pair<VEXA::Format, VEXA::Channel> pair{VEXA::Invalid, VEXA::ChannelInvalid};
     // Each shot has an equal part of the bar, and writing the result one more.
     const double part = 1.0 / (shots.size() + 1);
+    const auto step = [&shots](int i) { return QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size()); };
     {
-        // The blender's running state goes before the result is written.
+        // The blender's running state goes before the result is written. Every failure ends the run.
         VImageBlender blender(settings.method, settings.alignment);
-        for (int i = 0; i < shots.size(); ++i) {
+        MergeSteps steps;
+        steps.shotsEnd = shots.size() * part;
+        steps.finishEnd = (shots.size() + 0.5) * part;
+        steps.mergeFrom = 0.1;
+        steps.read = [&](int i) {
             const QString& name = shots.at(i);
-            const QString step = QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size());
-            task.step(step + QStringLiteral("reading ") + name, i * part);
+            task.step(step(i) + QStringLiteral("reading ") + name, i * part);
             clock.start();
             const VImage shot = loadShot(name, settings.method, pair.first, pair.second);
             run.read += clock.nsecsElapsed();
@@ -193,29 +191,26 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
                                  .arg(shot.height())
                                  .arg(run.size.width())
                                  .arg(run.size.height()));
-            task.step(step + QStringLiteral("merging ") + name);
+            task.step(step(i) + QStringLiteral("merging ") + name);
             clock.start();
-            bool added = false;
-            {
-                const VProgress::Section section(task.progress(), (i + 0.1) * part, (i + 1) * part);
-                added = blender.addImage(shot);
-            }
+            return shot;
+        };
+        steps.added = [&](int i, const VImage&, bool added) {
             run.merge += clock.nsecsElapsed();
-            if (!added) {
-                const QString reason = blender.lastStatus().reason();
-                task.fail(QStringLiteral("%1: the merge could not take this shot: %2").arg(name, reason));
-            }
-        }
-
-        task.step(QStringLiteral("finishing the merge"));
-        clock.start();
-        {
-            const VProgress::Section section(task.progress(), shots.size() * part, (shots.size() + 0.5) * part);
+            if (!added)
+                task.fail(QStringLiteral("%1: the merge could not take this shot: %2")
+                              .arg(shots.at(i), blender.lastStatus().reason()));
+            return true;
+        };
+        steps.finish = [&] {
+            task.step(QStringLiteral("finishing the merge"));
+            clock.start();
             merged = blender.image();
             run.fits = blender.shotFits();
             if (depthFiles.any())
                 depth = blender.depthMap();
-        }
+        };
+        mergeShots(blender, int(shots.size()), task.progress(), steps);
         run.merge += clock.nsecsElapsed();
     }
     if (merged.isEmpty())
