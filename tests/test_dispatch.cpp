@@ -2,6 +2,7 @@
 // countNonZero and the copies.
 #include "support/LogCapture.h"
 #include "support/images.h"
+#include "support/pixel_lists.h"
 
 #include <vexa/imp/detail/frame.h>
 #include <vexa/imp/detail/opencv_frame.h>
@@ -13,9 +14,6 @@
 using namespace VEXA;
 
 namespace {
-
-template <class List> struct AsGTestTypes;
-template <class... P> struct AsGTestTypes<PixelList<P...>> { using type = ::testing::Types<P...>; };
 
 TEST(RasterT, CopiesTheImageFieldsAndClipsTheRoi)
 {
@@ -154,7 +152,7 @@ TEST(Dispatch, ListedPairsReachTheirKernelAndNothingElseDoes)
 }
 
 template <class Pixel> class CountNonZeroTyped : public ::testing::Test {};
-TYPED_TEST_SUITE(CountNonZeroTyped, AsGTestTypes<CountNonZeroPixels>::type);
+TYPED_TEST_SUITE(CountNonZeroTyped, PixelCases<CountNonZeroPixels>::Types);
 
 TYPED_TEST(CountNonZeroTyped, CountsOnlyInsideTheRoi)
 {

@@ -1,5 +1,6 @@
 // Smoothing, sharpening, morphology, convolution and derivatives.
 #include "support/images.h"
+#include "support/pixel_lists.h"
 
 #include <vexa/imp/kernels/math_image.h>
 #include <vexa/imp/kernels/morph_image.h>
@@ -16,13 +17,6 @@
 using namespace VEXA;
 
 namespace {
-
-using Pairs = std::vector<std::pair<Format, Channel>>;
-template <class... P>
-Pairs pairsOf(PixelList<P...>)
-{
-    return {{PixelTraits<P>::format, PixelTraits<P>::channel}...};
-}
 
 // Random bytes, with floats kept to finite values -300..300 (the bilateral filter refuses others).
 VImage testImage(int w, int h, Format f, Channel c, unsigned seed, Origin origin = OriginBottomLeft)

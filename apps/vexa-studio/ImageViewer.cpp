@@ -8,7 +8,9 @@
 #include <QPainterPath>
 #include <QWheelEvent>
 
-#include <opencv2/imgproc.hpp>
+#include "depth_colours.h"
+
+#include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -230,11 +232,8 @@ QImage depthMapColours(const VImage& depth, int shots)
     if (depth.isEmpty() || depth.format() != VEXA::GrayScale || depth.channelType() != VEXA::Channel16u)
         return QImage();
     const cv::Mat indices(depth.height(), depth.width(), CV_16UC1, depth.rawData(), size_t(depth.bytesPerLine()));
-    cv::Mat levels, colours;
     // The ends of the map are nearly black; its blue-to-red middle keeps every shot a clear colour.
-    indices.convertTo(levels, CV_8U, shots > 1 ? 192.0 / (shots - 1) : 0, 32);
-    cv::applyColorMap(levels, colours, cv::COLORMAP_TURBO);
-    return QImage(colours.data, colours.cols, colours.rows, int(colours.step), QImage::Format_BGR888).copy();
+    return vexatool::turboColours(indices, shots > 1 ? 192.0 / (shots - 1) : 0, 32);
 }
 
 } // namespace studio

@@ -4,11 +4,11 @@
 
 #include "ImageViewer.h"
 #include "Tools.h"
+#include "natural_order.h"
 
 #include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QCollator>
 #include <QComboBox>
 #include <QDir>
 #include <QDockWidget>
@@ -54,10 +54,7 @@ QStringList imageFiles(const QStringList& paths)
             files << info.filePath();
         }
     }
-    QCollator collator;
-    collator.setNumericMode(true);
-    std::sort(files.begin(), files.end(),
-              [&](const QString& a, const QString& b) { return collator.compare(a, b) < 0; });
+    std::sort(files.begin(), files.end(), vexatool::naturalLess);
     files.removeDuplicates();
     return files;
 }

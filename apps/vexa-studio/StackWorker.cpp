@@ -3,6 +3,8 @@
 #include <vexa/imp/image_files.h>
 #include <vexa/imp/qimage_support.h>
 
+#include "stacking.h"
+
 #include <QFileInfo>
 
 #include <thread>
@@ -11,25 +13,15 @@ namespace studio {
 
 namespace {
 
-// A shot as the merge takes it: upright, raw files developed; for the depth-map merge in the first shot's
-// layout and depth where the merge keeps them (gray, BGR, XRGB, ARGB of 8u, 16u, 32f), the other merges
-// and other layouts in 8-bit colour, always as the same picture.
+// A shot as the merge takes it: upright, raw files developed, in the layout and depth the first shot
+// decides (see mergeLayout), always as the same picture.
 VImage readShot(const QString& file, VImageBlender::MultifocusMethod method, const VImageHeader* first)
 {
     const VImage read = VEXA::readImageFile(file);
     if (!read.status() || read.isEmpty())
         return read;
-    VEXA::Format format = VEXA::XRGB;
-    VEXA::Channel channel = VEXA::Channel8u;
-    if (method == VImageBlender::MultifocusDepthMap) {
-        const VEXA::Format f = first ? first->format : read.format();
-        const VEXA::Channel c = first ? first->channelType : read.channelType();
-        if ((f == VEXA::GrayScale || f == VEXA::BGR || f == VEXA::XRGB || f == VEXA::ARGB) &&
-            (c == VEXA::Channel8u || c == VEXA::Channel16u || c == VEXA::Channel32f)) {
-            format = f;
-            channel = c;
-        }
-    }
+    const auto [format, channel] = vexatool::mergeLayout(method, first ? first->format : read.format(),
+                                                         first ? first->channelType : read.channelType());
     if (read.format() == format && read.channelType() == channel)
         return read;
     // Straight alpha reaches other layouts by way of premultiplied colour.
@@ -190,45 +182,50 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
     result.kind = JobResult::Stack;
     const LibraryErrors errors;
     VImageBlender blender(method, alignment);
-    // The shots share the bar but its last twentieth, which is the merge's final pass.
-    const double shotsPart = 0.95;
     const int count = int(files.size());
     VImageHeader first; // for describing a shot unlike it
-    for (int i = 0; i < count; ++i) {
+    vexatool::MergeSteps steps;
+    steps.shotsEnd = 0.95; // the bar's last twentieth is the merge's final pass
+    steps.read = [&](int i) {
         const QString name = QFileInfo(files[i]).fileName();
-        const VProgress::Section section(&progress_, shotsPart * i / count, shotsPart * (i + 1) / count);
         stagePrefix_ = tr("shot %1 of %2: ").arg(i + 1).arg(count);
         progress_.report(0, tr("reading %1").arg(name));
         const VImage shot = readShot(files[i], method, i > 0 ? &first : nullptr);
         if (!shot.status() || shot.isEmpty()) {
             result.error = tr("%1: %2").arg(name, shot.status() ? tr("cannot bring it to the first shot's layout")
                                                                  : shot.status().reason());
-            return result;
+            return VImage();
         }
-        if (progress_.isCancelled() || !blender.addImage(shot)) {
+        result.cancelled = progress_.isCancelled();
+        return result.cancelled ? VImage() : shot;
+    };
+    steps.added = [&](int i, const VImage& shot, bool added) {
+        if (!added) {
             result.cancelled = progress_.isCancelled();
             if (!result.cancelled) {
-                // Say how a shot unlike the first differs in the application's words; other refusals
-                // (one that cannot be aligned) in the blender's.
+                // Say how a shot unlike the first differs in the application's words; other refusals (one
+                // that cannot be aligned) in the blender's.
                 QString reason = blender.lastStatus().reason();
                 if (i > 0 && !(shot.header() == first))
                     reason = tr("it is %1, but the first shot is %2; all shots must be alike")
                                  .arg(describeImage(shot), describeImage(first));
-                result.error =
-                    tr("%1: %2").arg(name, reason.isEmpty() ? tr("the stack cannot take this shot") : reason);
+                result.error = tr("%1: %2").arg(QFileInfo(files[i]).fileName(),
+                                                reason.isEmpty() ? tr("the stack cannot take this shot") : reason);
             }
-            return result;
+            return false;
         }
         if (i == 0)
             first = shot.header();
-    }
-    {
-        const VProgress::Section section(&progress_, shotsPart, 1);
+        return true;
+    };
+    steps.finish = [&] {
         stagePrefix_.clear();
         progress_.report(0, tr("finishing the merge"));
         result.image = blender.image();
         result.depth = blender.depthMap();
-    }
+    };
+    if (!vexatool::mergeShots(blender, count, &progress_, steps))
+        return result;
     if (result.image.isEmpty()) {
         result.cancelled = progress_.isCancelled();
         if (!result.cancelled)

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <mutex>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include <cerrno>
@@ -358,65 +359,79 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command, const 
     return false;
 }
 
-int intOption(const QCommandLineParser& parser, const QString& name, int min, int max)
+QStringList positionalArguments(const QCommandLineParser& parser, const QStringList& missing)
+{
+    const QStringList given = parser.positionalArguments();
+    if (given.size() < missing.size())
+        usageError(missing.at(given.size()));
+    if (given.size() > missing.size())
+        usageError(QStringLiteral("unexpected argument '%1'").arg(given.at(missing.size())));
+    return given;
+}
+
+QCommandLineOption outputOption(const QString& description, const QString& valueName)
+{
+    return QCommandLineOption({QStringLiteral("o"), QStringLiteral("output")}, description, valueName);
+}
+
+QString requiredOutput(const QCommandLineParser& parser, const QCommandLineOption& output, Output kind)
+{
+    if (!parser.isSet(output))
+        usageError(kind == Output::File ? QStringLiteral("no output file: give one with -o FILE")
+                                        : QStringLiteral("no output folder: give one with -o DIR"));
+    return parser.value(output);
+}
+
+namespace {
+
+// An option's value, an integer or any number as T is, refused unless it is one from min to max.
+template <class T>
+T rangedOption(const QCommandLineParser& parser, const QString& name, T min, T max)
 {
     bool ok = false;
-    const int value = parser.value(name).toInt(&ok);
-    if (!ok || value < min || value > max)
-        usageError(QStringLiteral("--%1 takes an integer from %2 to %3, not '%4'")
-                       .arg(name)
+    const QString text = parser.value(name);
+    T value;
+    if constexpr (std::is_integral_v<T>)
+        value = text.toInt(&ok);
+    else
+        value = text.toDouble(&ok);
+    if (!ok || !(value >= min && value <= max))
+        usageError(QStringLiteral("--%1 takes %2 from %3 to %4, not '%5'")
+                       .arg(name, QLatin1String(std::is_integral_v<T> ? "an integer" : "a number"))
                        .arg(min)
                        .arg(max)
-                       .arg(parser.value(name)));
+                       .arg(text));
     return value;
+}
+
+} // namespace
+
+int intOption(const QCommandLineParser& parser, const QString& name, int min, int max)
+{
+    return rangedOption(parser, name, min, max);
+}
+
+int intOption(const QCommandLineParser& parser, const QString& name, int min, int max, int fallback)
+{
+    return parser.isSet(name) ? rangedOption(parser, name, min, max) : fallback;
 }
 
 double numberOption(const QCommandLineParser& parser, const QString& name, double min, double max)
 {
-    bool ok = false;
-    const double value = parser.value(name).toDouble(&ok);
-    if (!ok || !(value >= min && value <= max))
-        usageError(QStringLiteral("--%1 takes a number from %2 to %3, not '%4'")
-                       .arg(name)
-                       .arg(min)
-                       .arg(max)
-                       .arg(parser.value(name)));
-    return value;
+    return rangedOption(parser, name, min, max);
 }
 
-bool naturalLess(const QString& a, const QString& b)
+double numberOption(const QCommandLineParser& parser, const QString& name, double min, double max, double fallback)
 {
-    int i = 0, j = 0;
-    while (i < a.size() && j < b.size()) {
-        if (a[i].isDigit() && b[j].isDigit()) {
-            // Runs of digits compare as numbers: leading zeros aside, the longer run is the larger.
-            while (i < a.size() && a[i] == QLatin1Char('0') && i + 1 < a.size() && a[i + 1].isDigit())
-                ++i;
-            while (j < b.size() && b[j] == QLatin1Char('0') && j + 1 < b.size() && b[j + 1].isDigit())
-                ++j;
-            int ei = i, ej = j;
-            while (ei < a.size() && a[ei].isDigit())
-                ++ei;
-            while (ej < b.size() && b[ej].isDigit())
-                ++ej;
-            if (ei - i != ej - j)
-                return ei - i < ej - j;
-            const int order = QStringView(a).mid(i, ei - i).compare(QStringView(b).mid(j, ej - j));
-            if (order != 0)
-                return order < 0;
-            i = ei;
-            j = ej;
-            continue;
-        }
-        const int order = QString::compare(QString(a[i]), QString(b[j]), Qt::CaseInsensitive);
-        if (order != 0)
-            return order < 0;
-        ++i;
-        ++j;
-    }
-    if (i < a.size() || j < b.size())
-        return j < b.size() && i >= a.size();
-    return a < b; // equal but for case or leading zeros: any fixed order
+    return parser.isSet(name) ? rangedOption(parser, name, min, max) : fallback;
+}
+
+int choiceIndex(const QString& what, const QString& text, const QStringList& names, Qt::CaseSensitivity sensitivity)
+{
+    for (qsizetype i = 0; i < names.size(); ++i)
+        if (text.compare(names.at(i), sensitivity) == 0)
+            return int(i);
+    usageError(QStringLiteral("unknown %1 '%2' (known: %3)").arg(what, text, names.join(QStringLiteral(", "))));
 }
 
 } // namespace vexatool

@@ -9,6 +9,9 @@
 #include <QString>
 #include <QStringList>
 
+#include <initializer_list>
+#include <utility>
+
 namespace vexatool {
 
 enum ExitCode : int {
@@ -105,13 +108,37 @@ enum class Writes { Nothing, ImageFiles };
 bool parseCommandLine(QCommandLineParser& parser, const QString& command, const QStringList& arguments,
                       Writes writes = Writes::Nothing);
 
-// Strict integer and number parsing of option values; out of range or malformed values are usage errors
-// naming the option.
-int intOption(const QCommandLineParser& parser, const QString& name, int min, int max);
-double numberOption(const QCommandLineParser& parser, const QString& name, double min, double max);
+// The positional arguments, as many as `missing` has texts: with fewer, the text for the first one left out
+// is the usage error ("no input file given"); with more, the first one too many is named.
+QStringList positionalArguments(const QCommandLineParser& parser, const QStringList& missing);
 
-// Names compared with their runs of digits as numbers: shot_2 before shot_10.
-bool naturalLess(const QString& a, const QString& b);
+// -o, --output: where a command writes, FILE unless another value name is given.
+QCommandLineOption outputOption(const QString& description, const QString& valueName = QStringLiteral("FILE"));
+// Its value, without which the command cannot run: "no output file: give one with -o FILE" when it is not
+// given (for a folder: "no output folder: give one with -o DIR").
+enum class Output { File, Folder };
+QString requiredOutput(const QCommandLineParser& parser, const QCommandLineOption& output, Output kind = Output::File);
+
+// Strict integer and number parsing of option values; out of range or malformed values are usage errors
+// naming the option. With a fallback, that is the value of an option not given.
+int intOption(const QCommandLineParser& parser, const QString& name, int min, int max);
+int intOption(const QCommandLineParser& parser, const QString& name, int min, int max, int fallback);
+double numberOption(const QCommandLineParser& parser, const QString& name, double min, double max);
+double numberOption(const QCommandLineParser& parser, const QString& name, double min, double max, double fallback);
+
+// One of a fixed set of names (an option's value, a kind of sample): its position among them, compared as
+// given or ignoring case, or else the usage error "unknown WHAT 'TEXT' (known: NAME, NAME...)".
+int choiceIndex(const QString& what, const QString& text, const QStringList& names,
+                Qt::CaseSensitivity sensitivity = Qt::CaseSensitive);
+// The same, giving the value that goes with the name.
+template <class T>
+T choice(const QString& what, const QString& text, std::initializer_list<std::pair<const char*, T>> choices)
+{
+    QStringList names;
+    for (const auto& entry : choices)
+        names << QLatin1String(entry.first);
+    return (choices.begin() + choiceIndex(what, text, names))->second;
+}
 
 // Runs the command line after "vexa": every failure is printed as its one line and becomes the exit code.
 // The process's own set-up (the Qt application, signal handlers) is the caller's.

@@ -94,11 +94,9 @@ int compareCommand(const QStringList& arguments)
     parser.addOptions({json, maxDiff});
     if (!parseCommandLine(parser, QStringLiteral("compare"), arguments))
         return ExitOk;
-    const QStringList files = parser.positionalArguments();
-    if (files.size() != 2)
-        usageError(files.size() < 2 ? QStringLiteral("compare needs two images")
-                                    : QStringLiteral("unexpected argument '%1'").arg(files.at(2)));
-    const double limit = parser.isSet(maxDiff) ? numberOption(parser, QStringLiteral("max-diff"), 0, 1e300) : 0;
+    const QString needsTwo = QStringLiteral("compare needs two images");
+    const QStringList files = positionalArguments(parser, {needsTwo, needsTwo});
+    const double limit = numberOption(parser, QStringLiteral("max-diff"), 0, 1e300, 0);
 
     Task task;
     task.step(QStringLiteral("reading ") + files[0], 0);

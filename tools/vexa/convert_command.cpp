@@ -19,10 +19,8 @@ int convertCommand(const QStringList& arguments)
                        "in PNG and TIFF)."));
     parser.addPositionalArgument(QStringLiteral("in"), QStringLiteral("The image file or .vexa file to convert."),
                                  QStringLiteral("IN"));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write to FILE: .vexa for a byte array, otherwise an image file "
-                                                   "of the suffix's format."),
-                                    QStringLiteral("FILE"));
+    const QCommandLineOption output = outputOption(
+        QStringLiteral("Write to FILE: .vexa for a byte array, otherwise an image file of the suffix's format."));
     const QCommandLineOption format(QStringLiteral("format"),
                                     QStringLiteral("The new format: gray, bgr, argb, xrgb, argb-premultiplied or "
                                                    "yuv422 (default: the input's)."),
@@ -37,14 +35,8 @@ int convertCommand(const QStringList& arguments)
     parser.addOptions({output, format, channel, plain});
     if (!parseCommandLine(parser, QStringLiteral("convert"), arguments, Writes::ImageFiles))
         return ExitOk;
-    const QStringList inputs = parser.positionalArguments();
-    if (inputs.size() != 1)
-        usageError(inputs.isEmpty() ? QStringLiteral("no input file given")
-                                    : QStringLiteral("unexpected argument '%1'").arg(inputs.at(1)));
-    if (!parser.isSet(output))
-        usageError(QStringLiteral("no output file: give one with -o FILE"));
-    const QString in = inputs.first();
-    const QString out = parser.value(output);
+    const QString in = positionalArguments(parser, {QStringLiteral("no input file given")}).first();
+    const QString out = requiredOutput(parser, output);
     checkOutputName(out);
     const VEXA::Format wantedFormat = parser.isSet(format) ? parseFormat(parser.value(format)) : VEXA::Invalid;
     const VEXA::Channel wantedChannel = parser.isSet(channel) ? parseChannel(parser.value(channel)) : VEXA::ChannelInvalid;

@@ -21,21 +21,18 @@ namespace vexatool {
 
 namespace {
 
-// The input and output of a command of the form "vexa COMMAND IN -o OUT ...", with `more` positional
-// arguments after IN.
-QStringList inputAndOutput(const QCommandLineParser& parser, const QCommandLineOption& output, int more,
-                           const QString& what)
+// Where "vexa filter" and "vexa transform" write their one image.
+QCommandLineOption resultOption()
 {
-    const QStringList positional = parser.positionalArguments();
-    if (positional.isEmpty())
-        usageError(QStringLiteral("no input file given"));
-    if (positional.size() < 1 + more)
-        usageError(QStringLiteral("no %1 given").arg(what));
-    if (positional.size() > 1 + more)
-        usageError(QStringLiteral("unexpected argument '%1'").arg(positional.at(1 + more)));
-    if (!parser.isSet(output))
-        usageError(QStringLiteral("no output file: give one with -o FILE"));
-    checkOutputName(parser.value(output));
+    return outputOption(QStringLiteral("Write the result to FILE (.vexa or an image file)."));
+}
+
+// The positional arguments of "vexa COMMAND IN ... -o OUT" (see positionalArguments), the output checked.
+QStringList inputAndOutput(const QCommandLineParser& parser, const QCommandLineOption& output,
+                           const QStringList& missing)
+{
+    const QStringList positional = positionalArguments(parser, missing);
+    checkOutputName(requiredOutput(parser, output));
     return positional;
 }
 
@@ -89,9 +86,7 @@ int filterCommand(const QStringList& arguments)
                        "Borders are replicated."));
     parser.addPositionalArgument(QStringLiteral("in"), QStringLiteral("The image file or .vexa file."), QStringLiteral("IN"));
     parser.addPositionalArgument(QStringLiteral("op"), QStringLiteral("The operation."), QStringLiteral("OP"));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the result to FILE (.vexa or an image file)."),
-                                    QStringLiteral("FILE"));
+    const QCommandLineOption output = resultOption();
     const QList<QCommandLineOption> options{
         {QStringLiteral("size"), QStringLiteral("Window or element size, 1 to 999 (default 3; gaussian and sharpen 5)."), QStringLiteral("N")},
         {QStringLiteral("sigma"), QStringLiteral("gaussian: the sigma; without --size the window follows from it."), QStringLiteral("S")},
@@ -111,7 +106,8 @@ int filterCommand(const QStringList& arguments)
     parser.addOptions(options);
     if (!parseCommandLine(parser, QStringLiteral("filter"), arguments, Writes::ImageFiles))
         return ExitOk;
-    const QStringList positional = inputAndOutput(parser, output, 1, QStringLiteral("operation"));
+    const QStringList positional =
+        inputAndOutput(parser, output, {QStringLiteral("no input file given"), QStringLiteral("no operation given")});
     const QString in = positional.at(0);
     const QString out = parser.value(output);
     const QString opName = positional.at(1).toLower();
@@ -128,36 +124,27 @@ int filterCommand(const QStringList& arguments)
         if (parser.isSet(option) && !op->options.contains(option.names().first()))
             usageError(QStringLiteral("--%1 does not go with %2").arg(option.names().first(), opName));
 
-    const auto integer = [&parser](const char* name, int fallback, int min, int max) {
-        return parser.isSet(QLatin1String(name)) ? intOption(parser, QLatin1String(name), min, max) : fallback;
-    };
-    const auto number = [&parser](const char* name, double fallback, double min, double max) {
-        return parser.isSet(QLatin1String(name)) ? numberOption(parser, QLatin1String(name), min, max) : fallback;
-    };
     const bool smooth = opName == QLatin1String("gaussian") || opName == QLatin1String("sharpen");
-    const int size = integer("size", smooth ? 5 : 3, 1, 999);
-    const int iterations = integer("iterations", 1, 0, 999);
-    const int aperture = integer("aperture", 3, -1, 31);
-    const int dx = integer("dx", 1, 0, 30);
-    const int dy = integer("dy", 0, 0, 30);
-    const double sigma = number("sigma", 0, 0.01, 1000);
-    const double amount = number("amount", 2, 0, 1000);
-    const int low = integer("low", 0, 0, 255);
-    const int high = integer("high", 255, 0, 255);
-    const double sigmaColor = number("sigma-color", 25, 0.01, 1e6);
-    const double sigmaSpace = number("sigma-space", 3, 0.01, 1000);
+    const int size = intOption(parser, QStringLiteral("size"), 1, 999, smooth ? 5 : 3);
+    const int iterations = intOption(parser, QStringLiteral("iterations"), 0, 999, 1);
+    const int aperture = intOption(parser, QStringLiteral("aperture"), -1, 31, 3);
+    const int dx = intOption(parser, QStringLiteral("dx"), 0, 30, 1);
+    const int dy = intOption(parser, QStringLiteral("dy"), 0, 30, 0);
+    const double sigma = numberOption(parser, QStringLiteral("sigma"), 0.01, 1000, 0);
+    const double amount = numberOption(parser, QStringLiteral("amount"), 0, 1000, 2);
+    const int low = intOption(parser, QStringLiteral("low"), 0, 255, 0);
+    const int high = intOption(parser, QStringLiteral("high"), 0, 255, 255);
+    const double sigmaColor = numberOption(parser, QStringLiteral("sigma-color"), 0.01, 1e6, 25);
+    const double sigmaSpace = numberOption(parser, QStringLiteral("sigma-space"), 0.01, 1000, 3);
     if (opName == QLatin1String("sobel") && dx + dy == 0)
         usageError(QStringLiteral("sobel needs --dx or --dy above 0"));
-    VEXA::ConvKernelShape shape = VEXA::ConvKernelRect;
-    if (parser.isSet(QStringLiteral("shape"))) {
-        const QString text = parser.value(QStringLiteral("shape"));
-        if (text == QLatin1String("cross"))
-            shape = VEXA::ConvKernelCross;
-        else if (text == QLatin1String("ellipse"))
-            shape = VEXA::ConvKernelEllipse;
-        else if (text != QLatin1String("rect"))
-            usageError(QStringLiteral("unknown shape '%1' (known: rect, cross, ellipse)").arg(text));
-    }
+    const VEXA::ConvKernelShape shape =
+        parser.isSet(QStringLiteral("shape"))
+            ? choice<VEXA::ConvKernelShape>(QStringLiteral("shape"), parser.value(QStringLiteral("shape")),
+                                            {{"rect", VEXA::ConvKernelRect},
+                                             {"cross", VEXA::ConvKernelCross},
+                                             {"ellipse", VEXA::ConvKernelEllipse}})
+            : VEXA::ConvKernelRect;
     const bool derivative = opName == QLatin1String("laplace") || opName == QLatin1String("sobel");
     const VEXA::Channel channel =
         parser.isSet(QStringLiteral("channel")) ? parseChannel(parser.value(QStringLiteral("channel"))) : VEXA::ChannelInvalid;
@@ -225,9 +212,7 @@ int transformCommand(const QStringList& arguments)
                        "library's warps; at least one of them must be asked for. Any format and channel type the "
                        "warps take is kept."));
     parser.addPositionalArgument(QStringLiteral("in"), QStringLiteral("The image file or .vexa file."), QStringLiteral("IN"));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the result to FILE (.vexa or an image file)."),
-                                    QStringLiteral("FILE"));
+    const QCommandLineOption output = resultOption();
     const QCommandLineOption crop(QStringLiteral("crop"),
                                   QStringLiteral("Keep the rectangle of width W and height H whose top left corner "
                                                  "is X pixels from the left and Y from the top; it must lie inside "
@@ -257,7 +242,7 @@ int transformCommand(const QStringList& arguments)
     parser.addOptions({output, crop, resize, scale, interpolation, rotate, flip, undistort});
     if (!parseCommandLine(parser, QStringLiteral("transform"), arguments, Writes::ImageFiles))
         return ExitOk;
-    const QString in = inputAndOutput(parser, output, 0, QString()).first();
+    const QString in = inputAndOutput(parser, output, {QStringLiteral("no input file given")}).first();
     const QString out = parser.value(output);
     if (!parser.isSet(crop) && !parser.isSet(resize) && !parser.isSet(scale) && !parser.isSet(rotate) &&
         !parser.isSet(flip) && !parser.isSet(undistort))
@@ -276,7 +261,7 @@ int transformCommand(const QStringList& arguments)
     }
     // Width, height or both (0 where the aspect decides), or a percentage.
     QSize asked;
-    double factor = parser.isSet(scale) ? numberOption(parser, QStringLiteral("scale"), 0.001, 100) : 0;
+    double factor = numberOption(parser, QStringLiteral("scale"), 0.001, 100, 0);
     if (parser.isSet(resize)) {
         static const QRegularExpression pattern(QStringLiteral("^(\\d{1,6})?(?:x(\\d{1,6}))?$|^(\\d{1,4}(?:\\.\\d*)?)%$"));
         const QString text = parser.value(resize);
@@ -300,7 +285,7 @@ int transformCommand(const QStringList& arguments)
             usageError(QStringLiteral("unknown interpolation '%1' (known: %2)")
                            .arg(parser.value(interpolation), methods.join(QStringLiteral(", "))));
     }
-    const double degrees = parser.isSet(rotate) ? numberOption(parser, QStringLiteral("rotate"), -1e6, 1e6) : 0;
+    const double degrees = numberOption(parser, QStringLiteral("rotate"), -1e6, 1e6, 0);
     int flipMode = 2; // none
     if (parser.isSet(flip)) {
         const QString text = parser.value(flip);
@@ -308,7 +293,7 @@ int transformCommand(const QStringList& arguments)
         if (flipMode == 2)
             usageError(QStringLiteral("--flip takes h, v or both, not '%1'").arg(text));
     }
-    const double k1 = parser.isSet(undistort) ? numberOption(parser, QStringLiteral("undistort"), -1, 1) : 0;
+    const double k1 = numberOption(parser, QStringLiteral("undistort"), -1, 1, 0);
 
     Task task;
     task.step(QStringLiteral("reading ") + in, 0);

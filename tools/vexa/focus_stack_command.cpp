@@ -2,6 +2,8 @@
 // VImageBlender; a batch merges several folders at once, each on a thread of its own.
 #include "cli.h"
 #include "image_io.h"
+#include "natural_order.h"
+#include "stacking.h"
 
 #include <vexa/imp/VImageBlender.h>
 
@@ -17,7 +19,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <array>
 #include <atomic>
 #include <optional>
 #include <sys/resource.h>
@@ -27,36 +28,6 @@
 namespace vexatool {
 
 namespace {
-
-struct Named {
-    const char* name;
-    int value;
-};
-
-constexpr std::array<Named, 5> kMethods{{
-    {"pyramid", VImageBlender::MultifocusPyramid},
-    {"max", VImageBlender::MultifocusMaxSharpness},
-    {"weighted", VImageBlender::MultifocusWeighted},
-    {"weighted-all", VImageBlender::MultifocusWeightedAll},
-    {"depth-map", VImageBlender::MultifocusDepthMap},
-}};
-
-constexpr std::array<Named, 4> kAligns{{{"auto", VImageBlender::AlignAuto},
-                                        {"none", VImageBlender::AlignNone},
-                                        {"keypoints", VImageBlender::AlignKeypoints},
-                                        {"local", VImageBlender::AlignLocal}}};
-
-template <size_t N>
-int lookUp(const std::array<Named, N>& table, const QString& text, const char* what)
-{
-    QStringList known;
-    for (const Named& entry : table) {
-        if (text == QLatin1String(entry.name))
-            return entry.value;
-        known << QLatin1String(entry.name);
-    }
-    usageError(QStringLiteral("unknown %1 '%2' (known: %3)").arg(QLatin1String(what), text, known.join(", ")));
-}
 
 double peakRssMegabytes()
 {
@@ -166,23 +137,16 @@ struct StackRun {
     qint64 read = 0, merge = 0, write = 0, total = 0;
 };
 
-// A shot as the merge takes it. The depth-map merge works at the shots' own depth: every shot comes in the
-// first one's layout and depth (gray or colour of 8, 16 or 32-bit float components; others as 8-bit
-// colour), as the same picture. The other methods take 8-bit colour.
+// A shot as the merge takes it (see mergeLayout), as the same picture; format and channel are the first
+// shot's, set when it is read.
 VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEXA::Format& format,
                 VEXA::Channel& channel)
 {
     if (method != VImageBlender::MultifocusDepthMap)
         return loadXrgb(name);
     const VImage image = readImage(name);
-    if (format == VEXA::Invalid) {
-        const bool kept = image.format() == VEXA::GrayScale || image.format() == VEXA::BGR ||
-                          image.format() == VEXA::XRGB || image.format() == VEXA::ARGB;
-        const VEXA::Channel c = image.channelType();
-        const bool deep = c == VEXA::Channel8u || c == VEXA::Channel16u || c == VEXA::Channel32f;
-        format = kept && deep ? image.format() : VEXA::XRGB;
-        channel = kept && deep ? c : VEXA::Channel8u;
-    }
+    if (format == VEXA::Invalid)
+        std::tie(format, channel) = mergeLayout(method, image.format(), image.channelType());
     const VImage shot = inPair(image, format, channel);
     if (shot.isEmpty())
         runtimeError(QStringLiteral("%1: cannot bring the image to %2 as the first shot is")
@@ -204,13 +168,17 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
     std::pair<VEXA::Format, VEXA::Channel> pair{VEXA::Invalid, VEXA::ChannelInvalid};
     // Each shot has an equal part of the bar, and writing the result one more.
     const double part = 1.0 / (shots.size() + 1);
+    const auto step = [&shots](int i) { return QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size()); };
     {
-        // The blender's running state goes before the result is written.
+        // The blender's running state goes before the result is written. Every failure ends the run.
         VImageBlender blender(settings.method, settings.alignment);
-        for (int i = 0; i < shots.size(); ++i) {
+        MergeSteps steps;
+        steps.shotsEnd = shots.size() * part;
+        steps.finishEnd = (shots.size() + 0.5) * part;
+        steps.mergeFrom = 0.1;
+        steps.read = [&](int i) {
             const QString& name = shots.at(i);
-            const QString step = QStringLiteral("[%1/%2] ").arg(i + 1).arg(shots.size());
-            task.step(step + QStringLiteral("reading ") + name, i * part);
+            task.step(step(i) + QStringLiteral("reading ") + name, i * part);
             clock.start();
             const VImage shot = loadShot(name, settings.method, pair.first, pair.second);
             run.read += clock.nsecsElapsed();
@@ -223,29 +191,26 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
                                  .arg(shot.height())
                                  .arg(run.size.width())
                                  .arg(run.size.height()));
-            task.step(step + QStringLiteral("merging ") + name);
+            task.step(step(i) + QStringLiteral("merging ") + name);
             clock.start();
-            bool added = false;
-            {
-                const VProgress::Section section(task.progress(), (i + 0.1) * part, (i + 1) * part);
-                added = blender.addImage(shot);
-            }
+            return shot;
+        };
+        steps.added = [&](int i, const VImage&, bool added) {
             run.merge += clock.nsecsElapsed();
-            if (!added) {
-                const QString reason = blender.lastStatus().reason();
-                task.fail(QStringLiteral("%1: the merge could not take this shot: %2").arg(name, reason));
-            }
-        }
-
-        task.step(QStringLiteral("finishing the merge"));
-        clock.start();
-        {
-            const VProgress::Section section(task.progress(), shots.size() * part, (shots.size() + 0.5) * part);
+            if (!added)
+                task.fail(QStringLiteral("%1: the merge could not take this shot: %2")
+                              .arg(shots.at(i), blender.lastStatus().reason()));
+            return true;
+        };
+        steps.finish = [&] {
+            task.step(QStringLiteral("finishing the merge"));
+            clock.start();
             merged = blender.image();
             run.fits = blender.shotFits();
             if (depthFiles.any())
                 depth = blender.depthMap();
-        }
+        };
+        mergeShots(blender, int(shots.size()), task.progress(), steps);
         run.merge += clock.nsecsElapsed();
     }
     if (merged.isEmpty())
@@ -364,10 +329,10 @@ int focusStackCommand(const QStringList& arguments)
                        "<suffix>, several at once."));
     parser.addPositionalArgument(QStringLiteral("shots"), QStringLiteral("The shots, two or more, or folders of them."),
                                  QStringLiteral("SHOT|FOLDER..."));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the merged image to FILE (its suffix picks the format), or "
-                                                   "with --batch the merged images into the folder."),
-                                    QStringLiteral("FILE|OUT_DIR"));
+    const QCommandLineOption output = outputOption(QStringLiteral("Write the merged image to FILE (its suffix picks "
+                                                                  "the format), or with --batch the merged images "
+                                                                  "into the folder."),
+                                                   QStringLiteral("FILE|OUT_DIR"));
     const QCommandLineOption method(QStringLiteral("method"),
                                     QStringLiteral("How to merge: depth-map (the default: one shot per pixel, "
                                                    "aligned, exposure-matched and blended without seams), "
@@ -415,12 +380,19 @@ int focusStackCommand(const QStringList& arguments)
     Settings settings;
     settings.methodName = parser.value(method);
     settings.alignName = parser.value(align);
-    settings.method = VImageBlender::MultifocusMethod(lookUp(kMethods, settings.methodName, "method"));
-    settings.alignment = VImageBlender::Alignment(lookUp(kAligns, settings.alignName, "alignment"));
+    settings.method = choice<VImageBlender::MultifocusMethod>(QStringLiteral("method"), settings.methodName,
+                                                              {{"pyramid", VImageBlender::MultifocusPyramid},
+                                                               {"max", VImageBlender::MultifocusMaxSharpness},
+                                                               {"weighted", VImageBlender::MultifocusWeighted},
+                                                               {"weighted-all", VImageBlender::MultifocusWeightedAll},
+                                                               {"depth-map", VImageBlender::MultifocusDepthMap}});
+    settings.alignment = choice<VImageBlender::Alignment>(QStringLiteral("alignment"), settings.alignName,
+                                                          {{"auto", VImageBlender::AlignAuto},
+                                                           {"none", VImageBlender::AlignNone},
+                                                           {"keypoints", VImageBlender::AlignKeypoints},
+                                                           {"local", VImageBlender::AlignLocal}});
     const QStringList positional = parser.positionalArguments();
-    if (!parser.isSet(output))
-        usageError(QStringLiteral("no output file: give one with -o FILE"));
-    const QString outputName = parser.value(output);
+    const QString outputName = requiredOutput(parser, output);
     const DepthOutputs depthFiles{parser.value(depthMap), parser.value(depthMapRaw)};
     for (const QCommandLineOption* option : {&depthMap, &depthMapRaw})
         if (parser.isSet(*option) && settings.method != VImageBlender::MultifocusDepthMap)
@@ -437,8 +409,8 @@ int focusStackCommand(const QStringList& arguments)
         if (!dot.startsWith(QLatin1Char('.')))
             dot.prepend(QLatin1Char('.'));
         checkOutputFormat(QStringLiteral("merged") + dot);
-        const int jobCount = parser.isSet(jobs) ? intOption(parser, QStringLiteral("jobs"), 1, 256)
-                                                : int(std::max(1u, std::thread::hardware_concurrency()));
+        const int jobCount =
+            intOption(parser, QStringLiteral("jobs"), 1, 256, int(std::max(1u, std::thread::hardware_concurrency())));
         const QString parent = parser.value(batch);
         if (!QFileInfo(parent).isDir())
             runtimeError(QStringLiteral("%1: no such folder").arg(parent));

@@ -176,18 +176,13 @@ int histogramCommand(const QStringList& arguments)
                        "occur, or as JSON; -o draws them as a plot instead of the table. Images of other depths are "
                        "counted as the same picture in 8 bits (16-bit 65535 is 255, float 1.0 is 255)."));
     parser.addPositionalArgument(QStringLiteral("in"), QStringLiteral("The image file or .vexa file."), QStringLiteral("IN"));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Draw the histogram to the image file PLOT (e.g. .png)."),
-                                    QStringLiteral("PLOT"));
+    const QCommandLineOption output =
+        outputOption(QStringLiteral("Draw the histogram to the image file PLOT (e.g. .png)."), QStringLiteral("PLOT"));
     const QCommandLineOption json(QStringLiteral("json"), QStringLiteral("Print the counts as one JSON object."));
     parser.addOptions({output, json});
     if (!parseCommandLine(parser, QStringLiteral("histogram"), arguments, Writes::ImageFiles))
         return ExitOk;
-    const QStringList inputs = parser.positionalArguments();
-    if (inputs.size() != 1)
-        usageError(inputs.isEmpty() ? QStringLiteral("no input file given")
-                                    : QStringLiteral("unexpected argument '%1'").arg(inputs.at(1)));
-    const QString in = inputs.first();
+    const QString in = positionalArguments(parser, {QStringLiteral("no input file given")}).first();
     if (parser.isSet(output))
         checkOutputName(parser.value(output));
 

@@ -71,6 +71,14 @@ const QByteArray& byteArrayMagic()
 const std::array<const char*, 6> kFormatNames{"gray", "bgr", "argb", "xrgb", "argb-premultiplied", "yuv422"};
 const std::array<const char*, 6> kChannelNames{"8u", "8s", "16u", "16s", "32s", "32f"};
 
+QStringList namesOf(const std::array<const char*, 6>& names)
+{
+    QStringList list;
+    for (const char* name : names)
+        list << QLatin1String(name);
+    return list;
+}
+
 // "-" writes PNG to standard output, "-.SUFFIX" that suffix's format.
 bool isStandardOutput(const QString& fileName)
 {
@@ -436,24 +444,13 @@ QString pairName(VEXA::Format format, VEXA::Channel channel)
 
 VEXA::Format parseFormat(const QString& text)
 {
-    for (size_t i = 0; i < kFormatNames.size(); ++i)
-        if (text.compare(QLatin1String(kFormatNames[i]), Qt::CaseInsensitive) == 0)
-            return VEXA::Format(i);
-    QStringList known;
-    for (const char* name : kFormatNames)
-        known << QLatin1String(name);
-    usageError(QStringLiteral("unknown format '%1' (known: %2)").arg(text, known.join(QStringLiteral(", "))));
+    return VEXA::Format(choiceIndex(QStringLiteral("format"), text, namesOf(kFormatNames), Qt::CaseInsensitive));
 }
 
 VEXA::Channel parseChannel(const QString& text)
 {
-    for (size_t i = 0; i < kChannelNames.size(); ++i)
-        if (text.compare(QLatin1String(kChannelNames[i]), Qt::CaseInsensitive) == 0)
-            return VEXA::Channel(i);
-    QStringList known;
-    for (const char* name : kChannelNames)
-        known << QLatin1String(name);
-    usageError(QStringLiteral("unknown channel type '%1' (known: %2)").arg(text, known.join(QStringLiteral(", "))));
+    return VEXA::Channel(
+        choiceIndex(QStringLiteral("channel type"), text, namesOf(kChannelNames), Qt::CaseInsensitive));
 }
 
 bool canWriteFormat(const QString& fileName)

@@ -1,6 +1,7 @@
 // vexa montage IN... -o OUT: images side by side at one height, labelled, maps of more than 8 bits in
 // false colour with their range.
 #include "cli.h"
+#include "depth_colours.h"
 #include "image_io.h"
 
 #include <QFileInfo>
@@ -40,13 +41,9 @@ Panel falseColour(const VImage& image, int height)
     panel.falseColour = true;
     panel.integer = image.channelType() != VEXA::Channel32f;
     const double range = panel.high - panel.low;
-    cv::Mat stretched;
-    values.convertTo(stretched, CV_8U, range > 0 ? 255 / range : 0, range > 0 ? -panel.low * 255 / range : 0);
     const int width = std::max(1, int(std::lround(double(image.width()) * height / image.height())));
-    cv::resize(stretched, stretched, cv::Size(width, height), 0, 0, cv::INTER_NEAREST);
-    cv::Mat coloured;
-    cv::applyColorMap(stretched, coloured, cv::COLORMAP_TURBO);
-    panel.picture = toQImage(coloured);
+    panel.picture = turboColours(values, range > 0 ? 255 / range : 0, range > 0 ? -panel.low * 255 / range : 0,
+                                 cv::Size(width, height));
     return panel;
 }
 
@@ -96,9 +93,7 @@ QImage compose(const std::vector<Panel>& panels, int columns = 0)
     cv::Mat ramp(1, 256, CV_8U);
     for (int i = 0; i < 256; ++i)
         ramp.at<uchar>(i) = uchar(i);
-    cv::Mat rampColours;
-    cv::applyColorMap(ramp, rampColours, cv::COLORMAP_TURBO);
-    const QImage rampImage = toQImage(rampColours);
+    const QImage rampImage = turboColours(ramp, 1, 0);
 
     int x = margin, top = margin;
     for (size_t i = 0; i < panels.size(); ++i) {
@@ -152,9 +147,7 @@ int montageCommand(const QStringList& arguments)
                        "their largest value and shown in false colour, with a colour bar and the two values."));
     parser.addPositionalArgument(QStringLiteral("images"), QStringLiteral("Image files or .vexa files."),
                                  QStringLiteral("IN..."));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the montage to the image file FILE."),
-                                    QStringLiteral("FILE"));
+    const QCommandLineOption output = outputOption(QStringLiteral("Write the montage to the image file FILE."));
     const QCommandLineOption labels(QStringLiteral("labels"),
                                     QStringLiteral("The labels, separated by commas, one per image (default: the "
                                                    "file names)."),
@@ -173,11 +166,9 @@ int montageCommand(const QStringList& arguments)
     const QStringList inputs = parser.positionalArguments();
     if (inputs.isEmpty())
         usageError(QStringLiteral("no images given"));
-    if (!parser.isSet(output))
-        usageError(QStringLiteral("no output file: give one with -o FILE"));
-    const QString out = parser.value(output);
+    const QString out = requiredOutput(parser, output);
     checkOutputName(out);
-    const int perRow = parser.isSet(columns) ? intOption(parser, QStringLiteral("columns"), 1, 1000) : 0;
+    const int perRow = intOption(parser, QStringLiteral("columns"), 1, 1000, 0);
     QStringList names;
     for (const QString& in : inputs)
         names << QFileInfo(in).fileName();
@@ -186,7 +177,7 @@ int montageCommand(const QStringList& arguments)
         if (names.size() != inputs.size())
             usageError(QStringLiteral("--labels gives %1 labels for %2 images").arg(names.size()).arg(inputs.size()));
     }
-    const int wanted = parser.isSet(height) ? intOption(parser, QStringLiteral("height"), 16, 10000) : 0;
+    const int wanted = intOption(parser, QStringLiteral("height"), 16, 10000, 0);
 
     Task task;
     std::vector<VImage> images;

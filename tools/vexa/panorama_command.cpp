@@ -29,9 +29,8 @@ int panoramaCommand(const QStringList& arguments)
                        "others: the run fails rather than leave one out."));
     parser.addPositionalArgument(QStringLiteral("tiles"), QStringLiteral("The images, two or more."),
                                  QStringLiteral("TILE..."));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the panorama to FILE (its suffix picks the format)."),
-                                    QStringLiteral("FILE"));
+    const QCommandLineOption output =
+        outputOption(QStringLiteral("Write the panorama to FILE (its suffix picks the format)."));
     const QCommandLineOption mode(QStringLiteral("mode"),
                                   QStringLiteral("photos (the default): photographs taken turning about one point; "
                                                  "scans: a flat scene moved under the camera (stage scans, "
@@ -42,16 +41,10 @@ int panoramaCommand(const QStringList& arguments)
         return ExitOk;
 
     // The whole command line is checked before any pixel is read.
-    const QString modeName = parser.value(mode);
-    VEXA::PanoramaMode panoramaMode = VEXA::PanoramaPhotos;
-    if (modeName == QLatin1String("scans"))
-        panoramaMode = VEXA::PanoramaScans;
-    else if (modeName != QLatin1String("photos"))
-        usageError(QStringLiteral("unknown mode '%1' (known: photos, scans)").arg(modeName));
+    const auto panoramaMode = choice<VEXA::PanoramaMode>(
+        QStringLiteral("mode"), parser.value(mode), {{"photos", VEXA::PanoramaPhotos}, {"scans", VEXA::PanoramaScans}});
     const QStringList tiles = parser.positionalArguments();
-    if (!parser.isSet(output))
-        usageError(QStringLiteral("no output file: give one with -o FILE"));
-    const QString out = parser.value(output);
+    const QString out = requiredOutput(parser, output);
     checkOutputName(out);
     if (tiles.size() < 2)
         usageError(QStringLiteral("at least two tiles are needed"));

@@ -39,17 +39,6 @@ cv::Size parseSize(const QString& text)
     return {w, h};
 }
 
-DepthKind parseDepth(const QString& text)
-{
-    if (text == QLatin1String("plane"))
-        return DepthKind::Plane;
-    if (text == QLatin1String("steps"))
-        return DepthKind::Steps;
-    if (text == QLatin1String("sphere"))
-        return DepthKind::Sphere;
-    usageError(QStringLiteral("unknown depth '%1' (known: plane, steps, sphere)").arg(text));
-}
-
 // The shot as a JPEG file of the given quality, appearing under its name only once complete.
 void saveJpeg(const cv::Mat& bgr, const QString& fileName, int quality)
 {
@@ -167,22 +156,19 @@ int sampleFocusStack(const QStringList& arguments)
     if (!parseCommandLine(parser, QStringLiteral("sample focus-stack"), arguments))
         return ExitOk;
 
-    const QStringList positional = parser.positionalArguments();
-    if (positional.isEmpty())
-        usageError(QStringLiteral("sample focus-stack needs an output folder"));
-    if (positional.size() > 1)
-        usageError(QStringLiteral("unexpected argument '%1'").arg(positional.at(1)));
+    const QStringList positional =
+        positionalArguments(parser, {QStringLiteral("sample focus-stack needs an output folder")});
     FocusSeriesSettings settings;
     settings.size = parseSize(parser.value(size));
     settings.shots = intOption(parser, QStringLiteral("shots"), 2, 999);
-    settings.depth = parseDepth(parser.value(depth));
+    settings.depth =
+        choice<DepthKind>(QStringLiteral("depth"), parser.value(depth),
+                          {{"plane", DepthKind::Plane}, {"steps", DepthKind::Steps}, {"sphere", DepthKind::Sphere}});
     // The preset gives the defaults; what is given on the command line wins over it.
     const bool preset = parser.isSet(realistic);
     const double perWidth = settings.size.width / 1024.0;
     const auto value = [&](const QCommandLineOption& option, double min, double max, double presetValue) {
-        return parser.isSet(option) ? numberOption(parser, option.names().first(), min, max)
-               : preset             ? presetValue
-                                    : 0.0;
+        return numberOption(parser, option.names().first(), min, max, preset ? presetValue : 0.0);
     };
     settings.noise = value(noise, 0, 255, 1);
     settings.shotNoise = value(shotNoise, 0, 255, 3);
@@ -191,7 +177,7 @@ int sampleFocusStack(const QStringList& arguments)
     settings.breathing = value(breathing, -0.5, 0.5, 0.03);
     settings.shake = value(shake, 0, 1000, 2 * perWidth);
     settings.parallax = value(parallax, 0, 1000, 3 * perWidth);
-    const int jpegQuality = parser.isSet(jpeg) ? intOption(parser, QStringLiteral("jpeg"), 1, 100) : preset ? 92 : 0;
+    const int jpegQuality = intOption(parser, QStringLiteral("jpeg"), 1, 100, preset ? 92 : 0);
     bool seedOk = false;
     settings.seed = parser.value(seed).toULongLong(&seedOk);
     if (!seedOk)
@@ -270,9 +256,8 @@ int sampleCommand(const QStringList& arguments)
         QTextStream(stdout) << kSampleUsage;
         return ExitOk;
     }
-    if (kind == QLatin1String("focus-stack"))
-        return sampleFocusStack(arguments.mid(1));
-    usageError(QStringLiteral("unknown sample kind '%1' (known: focus-stack)").arg(kind));
+    choiceIndex(QStringLiteral("sample kind"), kind, {QStringLiteral("focus-stack")});
+    return sampleFocusStack(arguments.mid(1));
 }
 
 } // namespace vexatool

@@ -2,6 +2,7 @@
 // their own names.
 #include "cli.h"
 #include "image_io.h"
+#include "natural_order.h"
 
 #include <vexa/gen/gen_stabilize_image.h>
 #include <vexa/imp/VImageList.h>
@@ -25,10 +26,8 @@ int stabilizeCommand(const QStringList& arguments)
                        "must be of one size and kind, and are written into DIR under their own names."));
     parser.addPositionalArgument(QStringLiteral("frames"), QStringLiteral("The frames of the sequence."),
                                  QStringLiteral("FRAMES..."));
-    const QCommandLineOption output({QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write the stabilized frames into the folder DIR (made when "
-                                                   "missing)."),
-                                    QStringLiteral("DIR"));
+    const QCommandLineOption output = outputOption(
+        QStringLiteral("Write the stabilized frames into the folder DIR (made when missing)."), QStringLiteral("DIR"));
     const QCommandLineOption radius(QStringLiteral("radius"),
                                     QStringLiteral("Smooth the path over the frames within N of each, 0 to 10000 "
                                                    "(default 15; 0 leaves the frames as they are)."),
@@ -43,14 +42,9 @@ int stabilizeCommand(const QStringList& arguments)
         return ExitOk;
 
     // The whole command line is checked before any pixel is read.
-    const QString mode = parser.value(borders);
-    VEXA::StabilizeBorders border = VEXA::StabilizeCrop;
-    if (mode == QLatin1String("fill"))
-        border = VEXA::StabilizeBlack;
-    else if (mode == QLatin1String("replicate"))
-        border = VEXA::StabilizeReplicate;
-    else if (mode != QLatin1String("crop"))
-        usageError(QStringLiteral("unknown border mode '%1' (known: crop, fill, replicate)").arg(mode));
+    const auto border = choice<VEXA::StabilizeBorders>(
+        QStringLiteral("border mode"), parser.value(borders),
+        {{"crop", VEXA::StabilizeCrop}, {"fill", VEXA::StabilizeBlack}, {"replicate", VEXA::StabilizeReplicate}});
     const int frameRadius = intOption(parser, QStringLiteral("radius"), 0, 10000);
     // A shell's pattern lists frame_10 before frame_2: the names' numbers give the order instead.
     QStringList frames = parser.positionalArguments();
@@ -59,9 +53,7 @@ int stabilizeCommand(const QStringList& arguments)
     });
     if (frames.isEmpty())
         usageError(QStringLiteral("no frames given"));
-    if (!parser.isSet(output))
-        usageError(QStringLiteral("no output folder: give one with -o DIR"));
-    const QDir dir(parser.value(output));
+    const QDir dir(requiredOutput(parser, output, Output::Folder));
     QStringList outputs;
     QSet<QString> names;
     for (const QString& frame : frames) {

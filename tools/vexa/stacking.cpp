@@ -1,0 +1,35 @@
+#include "stacking.h"
+
+namespace vexatool {
+
+std::pair<VEXA::Format, VEXA::Channel> mergeLayout(VImageBlender::MultifocusMethod method, VEXA::Format format,
+                                                   VEXA::Channel channel)
+{
+    const bool kept = format == VEXA::GrayScale || format == VEXA::BGR || format == VEXA::XRGB || format == VEXA::ARGB;
+    const bool deep = channel == VEXA::Channel8u || channel == VEXA::Channel16u || channel == VEXA::Channel32f;
+    if (method == VImageBlender::MultifocusDepthMap && kept && deep)
+        return {format, channel};
+    return {VEXA::XRGB, VEXA::Channel8u};
+}
+
+bool mergeShots(VImageBlender& blender, int count, VProgress* progress, const MergeSteps& steps)
+{
+    for (int i = 0; i < count; ++i) {
+        const VProgress::Section shot(progress, steps.shotsEnd * i / count, steps.shotsEnd * (i + 1) / count);
+        const VImage image = steps.read(i);
+        if (image.isEmpty())
+            return false;
+        bool added = false;
+        {
+            const VProgress::Section merge(progress, steps.mergeFrom, 1);
+            added = blender.addImage(image);
+        }
+        if (!steps.added(i, image, added))
+            return false;
+    }
+    const VProgress::Section finish(progress, steps.shotsEnd, steps.finishEnd);
+    steps.finish();
+    return true;
+}
+
+} // namespace vexatool

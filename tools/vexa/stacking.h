@@ -1,0 +1,38 @@
+// The focus-stacking loop that the tool and the application share: the shots read one at a time and added
+// to a VImageBlender, each in its part of the progress, then the merge finished in the rest. How a shot is
+// read, what is said along the way and how a failure ends the run are the caller's.
+#pragma once
+
+#include <vexa/imp/VImage.h>
+#include <vexa/imp/VImageBlender.h>
+#include <vexa/imp/VProgress.h>
+
+#include <functional>
+#include <utility>
+
+namespace vexatool {
+
+// The layout and depth the merge takes every shot in, from the first shot's: for the depth-map merge the
+// first shot's own where the merge keeps them (gray, BGR, XRGB or ARGB of 8u, 16u or 32f components),
+// otherwise 8-bit XRGB.
+std::pair<VEXA::Format, VEXA::Channel> mergeLayout(VImageBlender::MultifocusMethod method, VEXA::Format format,
+                                                   VEXA::Channel channel);
+
+struct MergeSteps {
+    // The shots share the progress up to shotsEnd in equal parts, the final pass has it from there to
+    // finishEnd; a shot's merge starts at mergeFrom of its part, its reading having the part before.
+    double shotsEnd = 1, finishEnd = 1, mergeFrom = 0;
+    // Reads shot i (saying so) as the blender is to take it; an empty image ends the loop, the caller
+    // having noted why.
+    std::function<VImage(int shot)> read;
+    // After the blender took shot i or refused it; false ends the loop.
+    std::function<bool(int shot, const VImage& image, bool added)> added;
+    // The final pass: the caller takes the merge, the depth map and what else it needs from the blender.
+    std::function<void()> finish;
+};
+
+// Runs the loop over `count` shots, reporting into progress (which may be null); false when a step ended
+// it before the final pass.
+bool mergeShots(VImageBlender& blender, int count, VProgress* progress, const MergeSteps& steps);
+
+} // namespace vexatool
