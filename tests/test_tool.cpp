@@ -1,6 +1,7 @@
 // The vexa command-line tool, run as a user runs it: one-line refusals with their exit codes and nothing
 // left behind, reproducible sample series, merges closer to the sharp scene than any shot, exact byte-array
-// round trips, measurements checked against OpenCV, batches, and Ctrl-C.
+// round trips, measurements checked against OpenCV, batches, and Ctrl-C. Over 500 lines because each
+// command is checked as a separate process, and one file keeps their shared runner and fixtures.
 #include <vexa/Vexa.h>
 
 #include <QDir>

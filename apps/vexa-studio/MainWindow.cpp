@@ -1,3 +1,6 @@
+// The main window of vexa-studio: the shot list, the viewers, the menus and the stacking job's start,
+// progress, cancel and result. Over 500 lines because it is the one widget wiring every action together;
+// what the actions do lives in Tools and the shared stacking code.
 #include "MainWindow.h"
 
 #include <vexa/imp/image_files.h>

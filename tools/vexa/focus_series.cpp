@@ -1,3 +1,6 @@
+// The rendered focus series of `vexa sample focus-stack`: the layered scene, the depth of field of each
+// shot and every nuisance of a real series (exposure and white balance drift, breathing, shake, parallax,
+// noise, JPEG). Over 500 lines because the renderer and its nuisances share one scene model.
 #include "focus_series.h"
 
 #include <opencv2/imgproc.hpp>

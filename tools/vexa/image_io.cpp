@@ -1,3 +1,6 @@
+// The tool's reading and writing of images: loading with depth and orientation, saving with format options
+// and progress, output folders that leave nothing behind on failure, and folder expansion. Over 500 lines
+// because every command goes through these few entry points and they share their checks.
 #include "image_io.h"
 
 #include "cli.h"

@@ -1,3 +1,6 @@
+// The figure family (points, lines, rectangles, rotated rectangles, ellipses, polygons, sequences): measures,
+// moves, hit tests and serialization trees. Over 500 lines because it is one class hierarchy whose members
+// share their helpers; each figure's members are kept together.
 #include <vexa/imp/VFigure.h>
 
 #include <vexa/imp/VTransform.h>

@@ -1,3 +1,6 @@
+// VImage, the handle every operation takes: construction, the copy-on-write block, regions of interest,
+// conversion members, the byte array and stream formats, hashing and the QImage bridge's members. Over 500
+// lines because one class's members stay in one file; what they do lives in the kernels they call.
 #include <vexa/imp/VImage.h>
 
 #include <vexa/gen/gen_copy_image.h>

@@ -1,3 +1,7 @@
+// The multifocus blender: its state machine (init, add, image, clear), the shot checks and refusals, the
+// optional alignment of each shot and the dispatch to its five merges. Over 500 lines because the blender
+// keeps its methods' shared state in one class; the depth-map merge's arithmetic lives in
+// kernels/focus_align and kernels/focus_merge.
 #include <vexa/imp/VImageBlender.h>
 
 #include <vcore/MathUtils.h>
@@ -12,6 +16,7 @@
 #include <vexa/imp/detail/opencv_frame.h>
 #include <vexa/imp/detail/progress.h>
 #include <vexa/imp/kernels/focus_merge.h>
+#include <vexa/imp/kernels/luminance.h>
 #include <vexa/imp/raster.h>
 
 #include <opencv2/imgproc.hpp>
@@ -28,7 +33,7 @@ namespace {
 using Xrgb = PixelXRGB<quint8>;
 using Map = PixelGray<float>;
 
-int luminance(const Xrgb& p) { return (29 * p.b + 150 * p.g + 76 * p.r) >> 8; }
+int luminance(const Xrgb& p) { return luma8(p.b, p.g, p.r); }
 
 // 1 for each pure black pixel of the row (B = G = R = 0), else 0.
 void flagBlack(const Xrgb* row, qint64 width, quint8* flags)
@@ -81,29 +86,6 @@ void forEachMergePixel(const VImage& image, const VImage& imageSharpness, VImage
             op(s[x], sm[x], d[x], dm[x]);
     }
 }
-
-// A merge written in place runs whole: checked before it starts, then deaf to cancellation (its inner
-// operations included) until it is done, so that a cancelled merge has written nothing.
-class AtomicMerge {
-public:
-    AtomicMerge() = default;
-    ~AtomicMerge()
-    {
-        if (outer_)
-            outer_->report(1.0, QStringLiteral("merging"));
-    }
-    AtomicMerge(const AtomicMerge&) = delete;
-    AtomicMerge& operator=(const AtomicMerge&) = delete;
-
-private:
-    static VProgress* checkedCurrent()
-    {
-        checkCancelled();
-        return VProgressScope::current();
-    }
-    VProgress* outer_ = checkedCurrent(); // before none_ hides it
-    VProgressScope none_{nullptr};
-};
 
 VImage sharpnessOf(const VImage& shot)
 {
@@ -192,7 +174,7 @@ namespace VEXA {
 VStatus multifocusImages(const VImage& image, const VImage& imageSharpness, VImage* result, VImage* resultSharpness)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const AtomicMerge atomic;
+        const Uninterruptible atomic("merging");
         checkMerge(image, imageSharpness, result, resultSharpness);
         const RasterT<Xrgb> in(image), out(*result);
         const RasterT<Map> inMap(imageSharpness), outMap(*resultSharpness);
@@ -243,7 +225,7 @@ VStatus multifocusImagesWeighted(const VImage& image, const VImage& imageSharpne
                                  VImage* resultSharpness)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        const AtomicMerge atomic;
+        const Uninterruptible atomic("merging");
         forEachMergePixel(
             image, imageSharpness, result, resultSharpness, [](const Xrgb& s, const Map& sm, Xrgb& d, Map& dm) {
                 if (luminance(d) < 3) {

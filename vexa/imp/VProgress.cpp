@@ -103,6 +103,20 @@ constexpr long long bandNanoseconds = 12'000'000;
 
 } // namespace
 
+Uninterruptible::Uninterruptible(const char* stage) : stage_(stage)
+{
+    checkCancelled();
+    outer_ = VProgressScope::current();
+    none_.emplace(nullptr); // hides the outer progress from everything inside
+}
+
+Uninterruptible::~Uninterruptible()
+{
+    none_.reset();
+    if (outer_)
+        outer_->report(1.0, QString::fromUtf8(stage_));
+}
+
 BandClock::BandClock(int rows, long rowCost, int minRows)
     : started_(nowNanoseconds()), total_(std::max(rows, 1)), minRows_(std::clamp(minRows, 1, std::max(rows, 1)))
 {

@@ -1,5 +1,10 @@
 // Checkpoints of long work, placed between bands of rows or between steps, never per pixel. They read the
 // calling thread's current VProgress; without one they cost a thread-local read and do nothing.
+//
+// The one rule of every operation: a cancelled call leaves its destination untouched. Cancellation is an
+// exception thrown by a checkpoint, so it is only ever seen between bands or steps; work that writes the
+// destination as it goes either runs whole (runWhole, Uninterruptible) or writes a scratch image that
+// reaches the destination only once complete (the banded filters and warps).
 #pragma once
 
 #include <vexa/imp/VProgress.h>
@@ -81,6 +86,22 @@ private:
     const char* stage_;
     double mark_ = 0.0;
     std::optional<VProgress::Section> section_;
+};
+
+// The short final step of composite work that writes in place: checked once when it starts (a cancelled
+// call writes nothing), then deaf to cancellation, its inner operations included, until it is done and
+// reported complete under `stage`.
+class VEXA_EXPORT Uninterruptible {
+public:
+    explicit Uninterruptible(const char* stage);
+    ~Uninterruptible();
+    Uninterruptible(const Uninterruptible&) = delete;
+    Uninterruptible& operator=(const Uninterruptible&) = delete;
+
+private:
+    VProgress* outer_;
+    const char* stage_;
+    std::optional<VProgressScope> none_;
 };
 
 // Calls work(y0, y1) for consecutive bands covering rows [0, rows), with a checkpoint before each band

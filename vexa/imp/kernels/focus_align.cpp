@@ -1,6 +1,7 @@
 #include <vexa/imp/kernels/focus_align.h>
 
 #include <vexa/imp/exceptions.h>
+#include <vexa/imp/kernels/luminance.h>
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video.hpp>
@@ -73,7 +74,7 @@ cv::Mat matchedGray(const cv::Mat& planes, const std::array<double, 3>& gains)
     if (planes.channels() == 1)
         planes.convertTo(gray, CV_32F, gains[0]);
     else
-        cv::transform(planes, gray, cv::Matx13f(float(0.114 * gains[0]), float(0.587 * gains[1]), float(0.299 * gains[2])));
+        cv::transform(planes, gray, cv::Matx13f(float(lumaBlue * gains[0]), float(lumaGreen * gains[1]), float(lumaRed * gains[2])));
     return gray;
 }
 

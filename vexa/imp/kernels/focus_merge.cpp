@@ -1,6 +1,7 @@
 #include <vexa/imp/kernels/focus_merge.h>
 
 #include <vexa/imp/detail/progress.h>
+#include <vexa/imp/kernels/luminance.h>
 
 #include <opencv2/imgproc.hpp>
 
@@ -264,7 +265,7 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     const std::array<double, 3>& gains = fit.gains;
     cv::Mat gray;
     grayOf(aligned).convertTo(
-        gray, CV_32F, aligned.channels() == 1 ? gains[0] : 0.114 * gains[0] + 0.587 * gains[1] + 0.299 * gains[2]);
+        gray, CV_32F, aligned.channels() == 1 ? gains[0] : lumaOf(gains[0], gains[1], gains[2]));
     added.gains = fit.gains;
     added.global = fit.global;
     added.localShift = fit.localShift;

@@ -11,6 +11,7 @@
 #include <vexa/imp/VHistogram.h>
 #include <vexa/imp/detail/dispatch.h>
 #include <vexa/imp/kernels/simd/row_kernels.h>
+#include <vexa/imp/kernels/luminance.h>
 
 #include <vcore/MathUtils.h>
 
@@ -34,7 +35,7 @@ VEXA_EXPORT LevelTable levelTable(double x1, double y1, double x2, double y2, do
 
 namespace kernel {
 
-inline int luminance(const quint8* bgr) { return (bgr[2] * 76 + bgr[1] * 150 + bgr[0] * 29) >> 8; }
+inline int luminance(const quint8* bgr) { return luma8(bgr[0], bgr[1], bgr[2]); }
 
 // Resets the histogram to exactly the listed components, zeroed and enabled.
 struct HistogramCounts {

@@ -27,9 +27,11 @@
 #include <vexa/imp/detail/frame.h>
 #include <vexa/imp/detail/streaming.h>
 #include <vexa/imp/kernels/simd/row_kernels.h>
+#include <vexa/imp/kernels/luminance.h>
 
 #include <cfloat>
 #include <cstring>
+#include <limits>
 #include <cmath>
 #include <type_traits>
 
@@ -52,6 +54,22 @@ inline T narrow(double v)
         if (std::fabs(t) >= 9.0e18) // beyond 64 bits: only the low bits matter, and fmod keeps them exactly
             t = std::fmod(t, 4294967296.0);
         return static_cast<T>(static_cast<qint64>(t)); // modular narrowing
+    }
+}
+
+// v rounded to nearest and kept inside an integer type's range, NaN becoming `nan` (the library's own
+// arithmetic saturates, unlike plain conversions); into floats as narrow() does.
+template <class T>
+inline T saturate(double v, T nan = std::numeric_limits<T>::min())
+{
+    if constexpr (std::is_floating_point_v<T>) {
+        return narrow<T>(v);
+    } else {
+        if (!(v > double(std::numeric_limits<T>::min())))
+            return std::isnan(v) ? nan : std::numeric_limits<T>::min();
+        if (v >= double(std::numeric_limits<T>::max()))
+            return std::numeric_limits<T>::max();
+        return T(std::lround(v));
     }
 }
 
@@ -86,7 +104,7 @@ template <class P> inline const auto& red(const P& p) { return p.r; }
 template <class S>
 inline double grayOf(const S& s)
 {
-    return 0.587 * double(green(s)) + 0.114 * double(blue(s)) + 0.299 * double(red(s));
+    return lumaOf(double(blue(s)), double(green(s)), double(red(s)));
 }
 
 template <class D, class S>

@@ -56,22 +56,6 @@ template <class P> inline auto* componentsOf(const P& p)
 // The top of the scale a component type carries: 65535 for 16u, 255 otherwise.
 template <class T> constexpr double fullScale = std::is_same_v<T, quint16> ? 65535.0 : 255.0;
 
-// Round to nearest and keep inside the type's range (the arithmetic of our own tone kernels saturates,
-// unlike plain conversions).
-template <class T>
-inline T saturate(double v)
-{
-    if constexpr (std::is_floating_point_v<T>)
-        return narrow<T>(v);
-    else {
-        if (!(v > double(std::numeric_limits<T>::min())))
-            return std::numeric_limits<T>::min();
-        if (v >= double(std::numeric_limits<T>::max()))
-            return std::numeric_limits<T>::max();
-        return T(std::lround(v));
-    }
-}
-
 namespace kernel {
 
 // dst colour = f(src colour), alpha copied, X untouched. Pixels with no fourth component make rows of

@@ -3,6 +3,7 @@
 
 #include <vexa/imp/kernels/math_image.h>
 #include <vexa/imp/kernels/simd/row_kernels.h>
+#include <vexa/imp/kernels/luminance.h>
 #include <vcore/MathUtils.h>
 
 
@@ -22,7 +23,7 @@ qint32 luminance1000(const P& p)
     if constexpr (colourCount<P> == 1)
         return 1000 * qint32(c[0]);
     else
-        return 114 * qint32(c[0]) + 587 * qint32(c[1]) + 299 * qint32(c[2]);
+        return luma1000(qint32(c[0]), qint32(c[1]), qint32(c[2]));
 }
 
 // Each colour component bound8u(s + (s - b) * amount / 100); the fourth byte copied from the source.

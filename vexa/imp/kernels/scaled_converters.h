@@ -34,15 +34,7 @@ constexpr double componentFullScale()
 template <class T>
 inline T scaledComponent(double v)
 {
-    if constexpr (std::is_floating_point_v<T>) {
-        return narrow<T>(v);
-    } else {
-        if (!(v > double(std::numeric_limits<T>::min())))
-            return std::isnan(v) ? T(0) : std::numeric_limits<T>::min();
-        if (v >= double(std::numeric_limits<T>::max()))
-            return std::numeric_limits<T>::max();
-        return T(std::lround(v));
-    }
+    return saturate<T>(v, T(0));
 }
 
 template <class S> struct ScaledTargets {

@@ -3,6 +3,7 @@
 
 #include <vexa/imp/detail/opencv_frame.h>
 #include <vexa/imp/kernels/simd/row_kernels.h>
+#include <vexa/imp/kernels/luminance.h>
 #include <vcore/MathUtils.h>
 
 #include <cmath>
@@ -41,8 +42,8 @@ void sharpenByRule(const cv::Mat& src, cv::Mat& dst, double amount, int low, int
         const T* s = src.ptr<T>(y);
         T* d = dst.ptr<T>(y);
         for (int x = 0; x < src.cols; ++x, s += 4, d += 4) {
-            const double lumBlur = 0.114 * double(d[0]) + 0.587 * double(d[1]) + 0.299 * double(d[2]);
-            const double lumSrc = 0.114 * double(s[0]) + 0.587 * double(s[1]) + 0.299 * double(s[2]);
+            const double lumBlur = lumaOf(double(d[0]), double(d[1]), double(d[2]));
+            const double lumSrc = lumaOf(double(s[0]), double(s[1]), double(s[2]));
             if (!MathUtils::isBounded(low, std::abs(lumBlur - lumSrc), high)) {
                 for (int c = 0; c < 4; ++c)
                     d[c] = s[c];

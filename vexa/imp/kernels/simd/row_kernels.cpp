@@ -1,4 +1,5 @@
 #include <vexa/imp/kernels/simd/row_kernels.h>
+#include <vexa/imp/kernels/luminance.h>
 
 #include <opencv2/core/utility.hpp>
 
@@ -17,12 +18,12 @@ const std::uint8_t* grayCorrection()
         for (int g = 0; g < 256; ++g)
             for (int b = 0; b < 256; ++b) {
                 // 299 * 699 = 1 (mod 1000): the red value that completes a multiple of 1000, if any.
-                const int need = (1000 - (587 * g + 114 * b) % 1000) % 1000;
+                const int need = (1000 - luma1000(b, g, 0) % 1000) % 1000;
                 const int r = need * 699 % 1000;
                 if (r > 255)
                     continue;
-                const double gray = 0.587 * double(g) + 0.114 * double(b) + 0.299 * double(r);
-                t[g << 8 | b] = std::uint8_t(int(std::trunc(gray)) != (587 * g + 114 * b + 299 * r) / 1000);
+                const double gray = lumaOf(double(b), double(g), double(r));
+                t[g << 8 | b] = std::uint8_t(int(std::trunc(gray)) != luma1000(b, g, r) / 1000);
             }
         return t;
     }();

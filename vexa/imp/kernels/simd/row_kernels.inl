@@ -1,4 +1,5 @@
-// The row kernels, included once per instruction set with VEXA_SIMD_NAME naming the build.
+// The row kernels, included once per instruction set with VEXA_SIMD_NAME naming the build. Over 500 lines
+// because every vectorised row kernel must be compiled in each instruction set from one source.
 //
 // Gray: the sum S = 587 G + 114 B + 299 R splits as 8 (73 G + 14 B + 37 R) + (3 G + 2 B + 3 R), so
 // t = floor(S / 8) and S mod 8 come out of 16-bit lanes, and floor(t / 125) = (t * 33555) >> 22 exactly for
