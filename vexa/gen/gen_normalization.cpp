@@ -233,12 +233,9 @@ void contrastInBands(const RasterT<P>& src, const Rect& to, int size, Kernel&& w
     const cv::Mat whole = asCvMat(src);
     checkKernelExtent(whole, size, size);
     const int margin = std::max(1, size / 2);
-    const int rows = whole.rows;
-    const int bandRows = std::max(16, int((qint64(1) << 18) / std::max<qint64>(1, qint64(whole.step[0]))));
     cv::Mat part;
-    for (int y0 = 0; y0 < rows;) {
-        const int y1 = std::min(rows, y0 + bandRows);
-        const int top = std::max(0, y0 - margin), bottom = std::min(rows, y1 + margin);
+    forEachBand(whole.rows, cacheBands((long long)whole.step[0]), [&](int y0, int y1) {
+        const auto [top, bottom] = rowsRead(y0, y1, margin, whole.rows);
         const cv::Mat in(bottom - top, whole.cols, whole.type(), const_cast<uchar*>(whole.ptr(top)), whole.step[0]);
         cv::GaussianBlur(in, part, cv::Size(size, size), 0, 0, cv::BORDER_REPLICATE);
         RasterT<P> from = src, blurred;
@@ -249,8 +246,7 @@ void contrastInBands(const RasterT<P>& src, const Rect& to, int size, Kernel&& w
         blurred.bytesPerLine = qint32(part.step[0]);
         blurred.roi = Rect{0, 0, part.cols, y1 - y0};
         work(from, blurred, Rect{to.x, to.y + y0, to.width, y1 - y0});
-        y0 = y1;
-    }
+    });
 }
 
 } // namespace

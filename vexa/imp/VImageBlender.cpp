@@ -562,13 +562,12 @@ bool VImageBlender::averageAllPairs()
         shots.append(RasterT<Xrgb>(shot));
         maps.append(RasterT<Map>(map));
     }
-    VProgress* progress = VProgressScope::current();
     for (qint32 y = 0; y < out.height; ++y) {
-        // Checked every 16 rows: the pairs' whole stack is read for each row.
-        if (progress && y % 16 == 0) {
-            if (progress->isCancelled())
+        // Checked every 16 rows: the pairs' whole stack is read for each row. No exception leaves image().
+        if (y % 16 == 0) {
+            if (isCancelled())
                 return false;
-            progress->report(double(y) / out.height, QStringLiteral("averaging"));
+            reportProgress(double(y) / out.height, "averaging");
         }
         Xrgb* d = out.row(y);
         for (qint32 x = 0; x < out.width; ++x) {

@@ -137,7 +137,7 @@ void filterInBands(const cv::Mat& s, cv::Mat& d, int reach, const char* stage, F
     cv::Mat whole(d.size(), d.type());
     cv::Mat part;
     forEachBand(s.rows, s.cols, stage, [&](int y0, int y1) {
-        const int top = std::max(0, y0 - reach), bottom = std::min(s.rows, y1 + reach);
+        const auto [top, bottom] = rowsRead(y0, y1, reach, s.rows);
         // A header of its own, not a sub-matrix: OpenCV then takes the same path as for the whole image
         // (some filters pick another algorithm for sub-matrices) and extrapolates at the band's edges, which
         // the margins keep away from the rows that are kept.

@@ -120,4 +120,33 @@ void forEachBand(int rows, long rowCost, const char* stage, Work&& work, int min
     checkpoint(1.0, stage);
 }
 
+// Bands for locality only: each band's scratch stays in cache. There is no checkpoint between them; the
+// work they make up is one step, checked as a whole by its caller.
+struct CacheBands {
+    int rows; // rows per band, at least 1
+};
+// Bands of about `cacheBytes` of rows `bytesPerRow` long, never fewer than minRows rows.
+inline CacheBands cacheBands(long long bytesPerRow, long long cacheBytes = 1 << 18, int minRows = 16)
+{
+    return {int(std::max<long long>(minRows, cacheBytes / std::max<long long>(1, bytesPerRow)))};
+}
+
+// The rows [top, bottom) a band [y0, y1) reads with `margin` rows more on either side, clipped to [0, rows).
+struct RowsRead {
+    int top, bottom;
+};
+inline RowsRead rowsRead(int y0, int y1, int margin, int rows)
+{
+    return {std::max(0, y0 - margin), std::min(rows, y1 + margin)};
+}
+
+// Calls work(y0, y1) for consecutive cache bands covering rows [0, rows).
+template <class Work>
+void forEachBand(int rows, CacheBands bands, Work&& work)
+{
+    const int step = std::max(1, bands.rows);
+    for (int y0 = 0; y0 < rows; y0 += step)
+        work(y0, std::min(rows, y0 + step));
+}
+
 } // namespace VEXA

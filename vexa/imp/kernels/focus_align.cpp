@@ -1,5 +1,6 @@
 #include <vexa/imp/kernels/focus_align.h>
 
+#include <vexa/imp/detail/progress.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/kernels/luminance.h>
 
@@ -21,7 +22,7 @@ constexpr int smallScale = 8;
 // Below this spread of the luminance within a small shot's pixel (relative to its mean), the area is flat.
 constexpr double flatDetail = 0.05;
 // Rows of the full-size map made at once: the map is 8 bytes a pixel, never made whole.
-constexpr int mapBandRows = 64;
+constexpr CacheBands mapBands{64};
 
 cv::Mat shrink(const cv::Mat& image, int scale)
 {
@@ -447,9 +448,9 @@ void forEachMapBand(const FocusAligner::Fit& fit, cv::Size size, const std::func
         for (int x = 0; x < size.width; ++x)
             place((x + 0.5) / scale - 0.5, flow.cols, x0[size_t(x)], x1[size_t(x)], ax[size_t(x)]);
     const cv::Matx23d& g = fit.global;
-    cv::Mat map(std::min(mapBandRows, size.height), size.width, CV_32FC2);
-    for (int y0 = 0; y0 < size.height; y0 += mapBandRows) {
-        const int rows = std::min(mapBandRows, size.height - y0);
+    cv::Mat map(std::min(mapBands.rows, size.height), size.width, CV_32FC2);
+    forEachBand(size.height, mapBands, [&](int y0, int y1) {
+        const int rows = y1 - y0;
         cv::Mat part = map.rowRange(0, rows);
         for (int r = 0; r < rows; ++r) {
             const int y = y0 + r;
@@ -476,7 +477,7 @@ void forEachMapBand(const FocusAligner::Fit& fit, cv::Size size, const std::func
             }
         }
         band(y0, part);
-    }
+    });
 }
 
 void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out)

@@ -192,17 +192,16 @@ int levelCount(cv::Size size)
 // reads two rows of `down` beyond each of its ends, so that its rows come out as from the whole image.
 void subtractExpanded(cv::Mat& g, const cv::Mat& down)
 {
-    constexpr int band = 64; // even, so that a band starts on a row of `down`
+    constexpr CacheBands bands{64}; // even, so that a band starts on a row of `down`
     cv::Mat up;
-    for (int y0 = 0; y0 < g.rows; y0 += band) {
-        const int y1 = std::min(g.rows, y0 + band);
+    forEachBand(g.rows, bands, [&](int y0, int y1) {
         const int d0 = std::max(0, y0 / 2 - 2), d1 = std::min(down.rows, (y1 + 1) / 2 + 2);
         // The expanded rows 2 * d0 onwards; at the bottom, as many as g has.
         const int rows = std::min(2 * (d1 - d0), g.rows - 2 * d0);
         cv::pyrUp(down.rowRange(d0, d1), up, cv::Size(g.cols, rows));
         cv::Mat target = g.rowRange(y0, y1);
         cv::subtract(target, up.rowRange(y0 - 2 * d0, y1 - 2 * d0), target);
-    }
+    });
 }
 
 // result += weight * (shot - result), pixel by pixel, rounded for integers; weight has one channel.
