@@ -29,9 +29,6 @@ cv::Mat destinationOf(const VImage& src, VImage* destination, Format format, Cha
     return asCvMat(dst);
 }
 
-// The source as OpenCV may read it while writing dst: a copy when the two are the same pixels.
-cv::Mat apartFrom(const cv::Mat& s, const cv::Mat& d) { return s.data == d.data ? s.clone() : s; }
-
 void requireFinite(std::initializer_list<double> values, const char* what)
 {
     for (double v : values)
@@ -93,7 +90,7 @@ VStatus cannyImage(const VImage& src, VImage* dst, double low, double high, int 
         const cv::Mat s = listedSource(GrayOrBgr8{}, src);
         cv::Mat d = destinationOf(src, dst, GrayScale, Channel8u);
         requireFinite({low, high}, "Thresholds must be finite");
-        const cv::Mat in = apartFrom(s, d);
+        const cv::Mat in = separateSource(s, d);
         writeInto(d, [&](cv::Mat& o) { cv::Canny(in, o, low, high, aperture, l2Gradient); });
         return VStatus::Ok;
     });
@@ -239,7 +236,7 @@ VStatus pyramidMeanShiftSegmentation(const VImage& src, VImage* dst, double spat
         requireFinite({spatialRadius, colourRadius}, "Radii must be finite");
         if (!(spatialRadius >= 0.0 && colourRadius >= 0.0) || maxLevel < 0 || maxLevel > 8)
             throw dip_exception("Mean shift parameters out of range");
-        const cv::Mat in = apartFrom(s, d);
+        const cv::Mat in = separateSource(s, d);
         writeInto(d, [&](cv::Mat& o) { cv::pyrMeanShiftFiltering(in, o, spatialRadius, colourRadius, maxLevel); });
         return VStatus::Ok;
     });
@@ -332,7 +329,7 @@ VStatus inpaintImage(const VImage& src, const VImage& mask, VImage* dst, double 
             throw dip_exception("Radius out of range");
         if (method != InpaintTelea && method != InpaintNavierStokes)
             throwUnsupported();
-        const cv::Mat in = apartFrom(s, d);
+        const cv::Mat in = separateSource(s, d);
         writeInto(d, [&](cv::Mat& o) { cv::inpaint(in, k, o, radius, int(method)); });
         return VStatus::Ok;
     });

@@ -49,13 +49,6 @@ void copyInto(const cv::Mat& result, const VImage& image)
     writeInto(d, [&](cv::Mat& o) { result.copyTo(o); });
 }
 
-bool overlap(const cv::Mat& a, const cv::Mat& b)
-{
-    const uchar* aEnd = a.data + (a.rows - 1) * a.step[0] + a.cols * a.elemSize();
-    const uchar* bEnd = b.data + (b.rows - 1) * b.step[0] + b.cols * b.elemSize();
-    return a.data < bEnd && b.data < aEnd;
-}
-
 void requireDecomposition(MatrixDecomposition method)
 {
     switch (method) {
@@ -184,7 +177,7 @@ VStatus dftImage(const VImage& src, VImage* real, VImage* imaginary)
             throw dip_exception("Real and imaginary parts need distinct images");
         const VImage& re = prepareResult(src, real, s.cols, s.rows);
         const VImage& im = prepareResult(src, imaginary, s.cols, s.rows);
-        if (overlap(asCvMat(re), asCvMat(im)))
+        if (sharesMemory(asCvMat(re), asCvMat(im)))
             throw dip_exception("Real and imaginary parts need distinct images");
         cv::Mat values, spectrum;
         s.convertTo(values, CV_32F);

@@ -205,7 +205,7 @@ VStatus undistortImage(const VImage& src, VImage* dst, double k1)
                 return;
             }
             // OpenCV refuses to work in place; the exact in-place call reads a copy like any overlap.
-            cv::undistort(s.data == o.data ? s.clone() : s, o, camera, distortion);
+            cv::undistort(separateSource(s, o), o, camera, distortion);
         });
     });
 }

@@ -73,13 +73,22 @@ void checkKernelExtent(const cv::Mat& src, double kernelWidth, double kernelHeig
         throw dip_exception("Kernel is too large for the image");
 }
 
+bool sharesMemory(const cv::Mat& a, const cv::Mat& b)
+{
+    if (a.empty() || b.empty())
+        return false;
+    const uchar* aEnd = a.data + (a.rows - 1) * a.step[0] + a.cols * a.elemSize();
+    const uchar* bEnd = b.data + (b.rows - 1) * b.step[0] + b.cols * b.elemSize();
+    return a.data < bEnd && b.data < aEnd;
+}
+
 cv::Mat readableSource(const cv::Mat& src, const cv::Mat& dst)
 {
-    if (src.empty() || dst.empty() || (src.data == dst.data && src.size() == dst.size() && src.step[0] == dst.step[0]))
+    if (src.data == dst.data && src.size() == dst.size() && src.step[0] == dst.step[0])
         return src;
-    const uchar* srcEnd = src.data + (src.rows - 1) * src.step[0] + src.cols * src.elemSize();
-    const uchar* dstEnd = dst.data + (dst.rows - 1) * dst.step[0] + dst.cols * dst.elemSize();
-    return src.data < dstEnd && dst.data < srcEnd ? src.clone() : src;
+    return sharesMemory(src, dst) ? src.clone() : src;
 }
+
+cv::Mat separateSource(const cv::Mat& src, const cv::Mat& dst) { return sharesMemory(src, dst) ? src.clone() : src; }
 
 } // namespace VEXA

@@ -112,9 +112,13 @@ struct ConvKernelAccess {
 // too large for the image") before OpenCV sees it. Extents of 0 or less are left to OpenCV's own checks.
 VEXA_EXPORT void checkKernelExtent(const cv::Mat& src, double kernelWidth, double kernelHeight);
 
-// The source as a filter may read it while writing dst: the header itself, or a copy where the two share
-// memory without being the very same pixels (an exact in-place call is OpenCV's own business).
+// The one rule for a source that shares memory with its destination: it is read from a copy, so that each
+// pixel is computed from the source as it was. Calls that work in place (OpenCV's filters, arithmetic and
+// warps given the very same pixels) take readableSource, which leaves an exact in-place call to OpenCV;
+// calls that cannot take separateSource, which copies whenever the two share any memory.
+VEXA_EXPORT bool sharesMemory(const cv::Mat& a, const cv::Mat& b);
 VEXA_EXPORT cv::Mat readableSource(const cv::Mat& src, const cv::Mat& dst);
+VEXA_EXPORT cv::Mat separateSource(const cv::Mat& src, const cv::Mat& dst);
 
 // Runs filter(source, destination) as one OpenCV call; while a progress is current, in bands of rows
 // instead, each read with `reach` rows more on either side (at least the filter's reach, so that every row

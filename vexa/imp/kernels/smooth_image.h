@@ -73,12 +73,12 @@ void sharpen(const cv::Mat& src, cv::Mat& dst, double amount, int low, int high)
         kernels.sharpenRow(src.ptr<std::uint8_t>(y), dst.ptr<std::uint8_t>(y), src.cols, *rule);
 }
 
-// The unsharp mask: the blur is written into the destination first, so a source in the same pixels is read
+// The unsharp mask: the blur is written into the destination first, so a source sharing its memory is read
 // from a copy; then each pixel is sharpened against it.
 template <class T>
 void unsharpMask(const cv::Mat& s, cv::Mat& d, int size, double amount, int low, int high)
 {
-    const cv::Mat source = s.data == d.data ? s.clone() : s;
+    const cv::Mat source = separateSource(s, d);
     gaussian(source, d, size, 0);
     sharpen<T>(source, d, amount, low, high);
 }
