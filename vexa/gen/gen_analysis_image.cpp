@@ -45,21 +45,6 @@ QPolygonF polygonOf(const std::vector<cv::Point>& points)
     return polygon;
 }
 
-// The points in OpenCV's single precision. Coordinates beyond 2^24 pixels (as for drawing) would lose
-// whole pixels there, and their squares overflow it: they are refused, like values that are not finite.
-std::vector<cv::Point2f> pointsOf(const QPolygonF& polygon)
-{
-    constexpr double reach = 1 << 24;
-    std::vector<cv::Point2f> points;
-    points.reserve(size_t(polygon.size()));
-    for (const QPointF& p : polygon) {
-        if (!(std::abs(p.x()) <= reach && std::abs(p.y()) <= reach))
-            throw dip_exception("Points must be finite and within 2^24 pixels");
-        points.emplace_back(float(p.x()), float(p.y()));
-    }
-    return points;
-}
-
 // The part of the line x cos(theta) + y sin(theta) = rho inside [0, width) x [0, height), by clipping its
 // parametric form against the four sides; an empty line when it misses the rectangle.
 QLineF clippedLine(double rho, double theta, int width, int height)
@@ -127,7 +112,7 @@ VStatus approximatePolygon(const VPolyPoint& curve, VPolygon* result, double eps
         if (!(epsilon >= 0.0) || !std::isfinite(epsilon))
             throw dip_exception("Epsilon must be finite and not negative");
         std::vector<cv::Point2f> approximated;
-        cv::approxPolyDP(pointsOf(curve), approximated, epsilon, closed);
+        cv::approxPolyDP(cvPoints(curve), approximated, epsilon, closed);
         QPolygonF polygon;
         for (const cv::Point2f& p : approximated)
             polygon.append(QPointF(p.x, p.y));
@@ -142,7 +127,7 @@ VStatus minAreaRect(const VPolyPoint& points, VRectBase* rect)
         VRectBase& out = checkOutput(rect);
         if (points.isEmpty())
             throw dip_exception("No points given");
-        out = VRectBase(cv::minAreaRect(pointsOf(points)));
+        out = VRectBase(cv::minAreaRect(cvPoints(points)));
         return VStatus::Ok;
     });
 }
@@ -151,7 +136,7 @@ VStatus measureContour(const VPolyPoint& contour, VContourMeasure* measure)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         VContourMeasure& out = checkOutput(measure);
-        const std::vector<cv::Point2f> points = pointsOf(contour);
+        const std::vector<cv::Point2f> points = cvPoints(contour);
         VContourMeasure m;
         if (!points.empty()) {
             const cv::Moments moments = cv::moments(points);

@@ -67,18 +67,6 @@ void requirePattern(QSize patternSize)
         throw dip_exception("Pattern size must be 3 to 1024 inner corners each way");
 }
 
-std::vector<cv::Point2f> cvPoints(const QList<QPointF>& points)
-{
-    std::vector<cv::Point2f> out;
-    out.reserve(size_t(points.size()));
-    for (const QPointF& p : points) {
-        if (!(std::abs(p.x()) <= reach && std::abs(p.y()) <= reach))
-            throw dip_exception("Points must be finite and within 2^24 pixels");
-        out.emplace_back(float(p.x()), float(p.y()));
-    }
-    return out;
-}
-
 struct CameraMats {
     cv::Matx33d camera;
     cv::Matx<double, 5, 1> distortion;

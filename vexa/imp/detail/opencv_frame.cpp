@@ -91,4 +91,17 @@ cv::Mat readableSource(const cv::Mat& src, const cv::Mat& dst)
 
 cv::Mat separateSource(const cv::Mat& src, const cv::Mat& dst) { return sharesMemory(src, dst) ? src.clone() : src; }
 
+std::vector<cv::Point2f> cvPoints(const QList<QPointF>& points)
+{
+    constexpr double reach = 1 << 24;
+    std::vector<cv::Point2f> out;
+    out.reserve(size_t(points.size()));
+    for (const QPointF& p : points) {
+        if (!(std::abs(p.x()) <= reach && std::abs(p.y()) <= reach))
+            throw dip_exception("Points must be finite and within 2^24 pixels");
+        out.emplace_back(float(p.x()), float(p.y()));
+    }
+    return out;
+}
+
 } // namespace VEXA

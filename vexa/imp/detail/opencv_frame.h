@@ -15,12 +15,16 @@
 #include <vexa/imp/detail/progress.h>
 #include <vexa/imp/raster.h>
 
+#include <QList>
+#include <QPointF>
+
 #include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <tuple>
+#include <vector>
 
 namespace VEXA {
 
@@ -90,6 +94,11 @@ inline constexpr CvPrecondition sameSizeAndChannels{CvPrecondition::SizeAndChann
 VEXA_EXPORT void requireOpenCv(bool holds, const char* condition, const char* function);
 VEXA_EXPORT void requireOpenCv(const CvPrecondition& precondition, const cv::Mat& src, const cv::Mat& dst,
                                const char* function);
+
+// Points in OpenCV's single precision. Coordinates beyond 2^24 pixels would lose whole pixels there, and
+// their squares overflow it: they are refused ("Points must be finite and within 2^24 pixels"), like values
+// that are not finite.
+std::vector<cv::Point2f> cvPoints(const QList<QPointF>& points);
 
 // Runs call(dst) and checks that the result landed in dst's own memory.
 template <class Call>
