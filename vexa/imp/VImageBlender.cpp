@@ -87,6 +87,18 @@ void forEachMergePixel(const VImage& image, const VImage& imageSharpness, VImage
     }
 }
 
+// An inner step of adding a shot, checked: a failure (not a cancellation, which stays one) refuses the shot
+// with the step named and the step's own reason.
+void stepSucceeded(const char* step, const VStatus& status)
+{
+    if (status)
+        return;
+    checkCancelled();
+    dip_exception refusal("The shot could not be merged");
+    refusal.setReason(std::string(step) + " failed: " + status.reason().toStdString());
+    throw refusal;
+}
+
 VImage sharpnessOf(const VImage& shot)
 {
     VImage map;
@@ -410,8 +422,7 @@ bool VImageBlender::add(const VImage& image)
         if (found && !isIdentity(t)) {
             VImage warped = shot.createCompatible();
             std::memset(warped.rawData(), 0, size_t(warped.dataSize()));
-            if (!warpPerspectiveImage(shot, &warped, t))
-                return false;
+            stepSucceeded("warping the shot onto its keypoint match", warpPerspectiveImage(shot, &warped, t));
             shot = warped;
         }
     }
@@ -443,7 +454,7 @@ bool VImageBlender::add(const VImage& image)
         step(0.6);
         if (p.status()) {
             if (!p.takeMostSharpness(pyramid_))
-                return false;
+                stepSucceeded("merging the shot's pyramid", p.status());
             step(0.9);
             p.restore();
             step(1.0);
