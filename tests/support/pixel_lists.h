@@ -2,7 +2,7 @@
 // test cases: the pairs as values to loop over, or the pixel structures as a typed test's types.
 #pragma once
 
-#include <vexa/imp/dispatch.h>
+#include <vexa/imp/detail/dispatch.h>
 
 #include <gtest/gtest.h>
 
