@@ -47,7 +47,8 @@
 #include <QPair>
 #include <QPointF>
 
-#include <opencv2/core.hpp>
+#include <opencv2/core/mat.hpp>
+#include <opencv2/core/types.hpp>
 
 #include <vector>
 

@@ -19,7 +19,7 @@
 #include <vlog/VLog.h>
 #include <vexa/vexa_export.h>
 
-#include <opencv2/core.hpp>
+#include <opencv2/core/mat.hpp>
 
 namespace VEXA {
 

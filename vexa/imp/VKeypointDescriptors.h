@@ -28,7 +28,8 @@
 #include <vexa/imp/VTransform.h>
 #include <vexa/vexa_export.h>
 
-#include <opencv2/core.hpp>
+#include <opencv2/core/mat.hpp>
+#include <opencv2/core/types.hpp>
 
 #include <vector>
 

@@ -4,30 +4,29 @@
 
 #include <vexa/imp/VImage.h>
 #include <vexa/imp/VImageList.h>
-#include <vexa/vexa_export.h>
 
 namespace VEXA {
 
-VEXA_EXPORT void checkStatus(const VImage& image);   // "Bad status of image!"
-VEXA_EXPORT void checkNotEmpty(const VImage& image); // "Empty source image!"
+void checkStatus(const VImage& image);   // "Bad status of image!"
+void checkNotEmpty(const VImage& image); // "Empty source image!"
 // A source: status, then emptiness.
-VEXA_EXPORT void checkSource(const VImage& image);
+void checkSource(const VImage& image);
 // A list's status and emptiness, checked like a source's, then each of its images as a source; their handles.
-VEXA_EXPORT QList<VImage> checkSources(const VImageList& list);
+QList<VImage> checkSources(const VImageList& list);
 // A destination the operation fills or creates: must not be null; its cached hash is cleared.
-VEXA_EXPORT VImage& checkDestination(VImage* image);
+VImage& checkDestination(VImage* image);
 // A destination that must already exist: as above, then the two source tests.
-VEXA_EXPORT VImage& checkExistingDestination(VImage* image);
+VImage& checkExistingDestination(VImage* image);
 // A destination that the operation makes like `model` when it is empty (same header, same roi, zeros
 // outside the roi and in the row padding); an existing one must pass the source tests and is written in
 // place.
-VEXA_EXPORT VImage& prepareDestination(const VImage& model, VImage* image);
+VImage& prepareDestination(const VImage& model, VImage* image);
 // As prepareDestination, with another format and channel type for a new destination.
-VEXA_EXPORT VImage& prepareDestination(const VImage& model, VImage* image, Format format, Channel channel);
+VImage& prepareDestination(const VImage& model, VImage* image, Format format, Channel channel);
 // The regions of interest (clipped to their images) of two images must have one size: "Image sizes differ".
-VEXA_EXPORT void checkSameSize(const VImage& a, const VImage& b);
+void checkSameSize(const VImage& a, const VImage& b);
 // Any other output pointer must not be null.
-VEXA_EXPORT void throwNullArgument();
+void throwNullArgument();
 template <class T> T& checkOutput(T* pointer)
 {
     if (!pointer)

@@ -11,7 +11,6 @@
 #include <vexa/imp/VImageList.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/raster.h>
-#include <vexa/vexa_export.h>
 
 #include <type_traits>
 
@@ -49,11 +48,11 @@ constexpr bool supports(PixelList<Pixels...>, Format format, Channel channel)
 }
 
 // The one place that raises "Can not find template with actual parameters!".
-[[noreturn]] VEXA_EXPORT void throwUnsupported();
+[[noreturn]] void throwUnsupported();
 // The same, naming the pixel type (and, for a pair, the destination's) in the failed status's reason.
-[[noreturn]] VEXA_EXPORT void throwUnsupported(Format format, Channel channel);
-[[noreturn]] VEXA_EXPORT void throwUnsupported(Format sourceFormat, Channel sourceChannel, Format format,
-                                               Channel channel);
+[[noreturn]] void throwUnsupported(Format format, Channel channel);
+[[noreturn]] void throwUnsupported(Format sourceFormat, Channel sourceChannel, Format format,
+                                   Channel channel);
 
 // An image whose (format, channel type) the list does not hold is unsupported.
 template <class List>

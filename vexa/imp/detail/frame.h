@@ -8,7 +8,6 @@
 #include <QtGlobal>
 
 #include <vlog/VLog.h>
-#include <vexa/vexa_export.h>
 
 namespace VEXA {
 
@@ -24,7 +23,7 @@ struct CallSite {
 // The exception in flight as a logged, failed status. Call only from inside a catch block. Library
 // exceptions give "Reason: <what>" (issue 3200), OpenCV errors "Reason: <err> Error code: <code> Function:
 // <func> File: <file> Line: <line>" (issue 3100), anything else "Unexpected error." (issue 3200).
-VEXA_EXPORT VStatus statusFromCurrentException(const CallSite& site) noexcept;
+VStatus statusFromCurrentException(const CallSite& site) noexcept;
 
 template <class Body>
 VStatus guarded(const CallSite& site, Body&& body) noexcept
@@ -37,17 +36,17 @@ VStatus guarded(const CallSite& site, Body&& body) noexcept
 }
 
 // Starts an error record at a call site, for failures reported without an exception.
-VEXA_EXPORT VMessageStream errorAt(const CallSite& site, Issue::ID id);
+VMessageStream errorAt(const CallSite& site, Issue::ID id);
 
 // The failed status of a loader, logged as "Failed to load image from file FILE TEXT"; reason is the part of
 // the text a person acts on.
-VEXA_EXPORT VStatus loadingFailure(const CallSite& site, const QString& fileName, const QString& text,
-                                   const QString& reason);
+VStatus loadingFailure(const CallSite& site, const QString& fileName, const QString& text,
+                       const QString& reason);
 
 // Logs the translated text of a member function that met an invalid object (issue 3400).
-VEXA_EXPORT void reportInvalid(const CallSite& site, const QString& text);
+void reportInvalid(const CallSite& site, const QString& text);
 
 // "gen/gen_stat_image.cpp" -> "gen/gen_stat_image", "imp/kernels/image_converters.h" -> "imp/image_converters".
-VEXA_EXPORT QString sourceName(const char* file);
+QString sourceName(const char* file);
 
 } // namespace VEXA

@@ -56,7 +56,7 @@ cv::Mat asCvMat(const RasterT<Pixel>& raster)
 }
 
 // The same from an image of any pair, for OpenCV calls that need no typed kernel.
-VEXA_EXPORT cv::Mat asCvMat(const VImage& image);
+cv::Mat asCvMat(const VImage& image);
 
 // A checked source of a listed pair (status, emptiness, pair), as a header at its roi. A roi clipped to
 // nothing holds no pixel either.
@@ -75,7 +75,7 @@ cv::Mat listedSource(List list, const VImage& image)
 // through the library's conversion to GrayScale (YUV422 gives its luma). With anyDepth, every other channel
 // type gives 32f stretched over 0..255 (a plain conversion to 8u would wrap around), NaN taken as 0 and
 // infinities as the largest finite values; without it they are unsupported. The source is checked first.
-VEXA_EXPORT cv::Mat grayPlane(const VImage& image, bool anyDepth);
+cv::Mat grayPlane(const VImage& image, bool anyDepth);
 
 // A precondition OpenCV's C interface asserted of a source and the destination before its call, with the
 // assertion's own text; the C++ calls would reallocate instead. Other preconditions are asserted where the
@@ -91,9 +91,9 @@ inline constexpr CvPrecondition sameSizeAndChannels{CvPrecondition::SizeAndChann
                                                     "src1.size == dst.size && src1.channels() == dst.channels()"};
 
 // OpenCV's C-interface assertion: a cv::Exception (-215) with the condition's text and the C function.
-VEXA_EXPORT void requireOpenCv(bool holds, const char* condition, const char* function);
-VEXA_EXPORT void requireOpenCv(const CvPrecondition& precondition, const cv::Mat& src, const cv::Mat& dst,
-                               const char* function);
+void requireOpenCv(bool holds, const char* condition, const char* function);
+void requireOpenCv(const CvPrecondition& precondition, const cv::Mat& src, const cv::Mat& dst,
+                   const char* function);
 
 // Points in OpenCV's single precision. Coordinates beyond 2^24 pixels would lose whole pixels there, and
 // their squares overflow it: they are refused ("Points must be finite and within 2^24 pixels"), like values
@@ -119,15 +119,15 @@ struct ConvKernelAccess {
 // bordered copy, DFT planes). A kernel so large that a (width + kernel width) x (height + kernel height)
 // image of the source's channels in 8-byte components would pass imageSizeLimit() is refused ("Kernel is
 // too large for the image") before OpenCV sees it. Extents of 0 or less are left to OpenCV's own checks.
-VEXA_EXPORT void checkKernelExtent(const cv::Mat& src, double kernelWidth, double kernelHeight);
+void checkKernelExtent(const cv::Mat& src, double kernelWidth, double kernelHeight);
 
 // The one rule for a source that shares memory with its destination: it is read from a copy, so that each
 // pixel is computed from the source as it was. Calls that work in place (OpenCV's filters, arithmetic and
 // warps given the very same pixels) take readableSource, which leaves an exact in-place call to OpenCV;
 // calls that cannot take separateSource, which copies whenever the two share any memory.
-VEXA_EXPORT bool sharesMemory(const cv::Mat& a, const cv::Mat& b);
-VEXA_EXPORT cv::Mat readableSource(const cv::Mat& src, const cv::Mat& dst);
-VEXA_EXPORT cv::Mat separateSource(const cv::Mat& src, const cv::Mat& dst);
+bool sharesMemory(const cv::Mat& a, const cv::Mat& b);
+cv::Mat readableSource(const cv::Mat& src, const cv::Mat& dst);
+cv::Mat separateSource(const cv::Mat& src, const cv::Mat& dst);
 
 // Runs filter(source, destination) as one OpenCV call; while a progress is current, in bands of rows
 // instead, each read with `reach` rows more on either side (at least the filter's reach, so that every row

@@ -8,7 +8,6 @@
 #pragma once
 
 #include <vexa/imp/VProgress.h>
-#include <vexa/vexa_export.h>
 
 #include <algorithm>
 #include <optional>
@@ -16,16 +15,16 @@
 namespace VEXA {
 
 // Throws dip_exception_cancelled when the caller has cancelled the current progress.
-VEXA_EXPORT void checkCancelled();
+void checkCancelled();
 // Stops like checkCancelled(), then reports `fraction` (0..1) of the current section under `stage`.
-VEXA_EXPORT void checkpoint(double fraction, const char* stage);
+void checkpoint(double fraction, const char* stage);
 // Reports without checking: for the end of work that is complete and must not be called cancelled.
-VEXA_EXPORT void reportProgress(double fraction, const char* stage);
+void reportProgress(double fraction, const char* stage);
 // Whether the calling thread has a progress to report to and to be cancelled by: only then is work split
 // into bands, so that without one every operation runs exactly as it always has.
 inline bool progressIsCurrent() { return VProgressScope::current() != nullptr; }
 // Whether the current progress, if any, has been cancelled (no throw).
-VEXA_EXPORT bool isCancelled();
+bool isCancelled();
 
 // For writers that go a row at a time inside a C library's error frame, where nothing may throw: after
 // every 64th row, the rows done are reported; false once the caller has cancelled.
@@ -41,7 +40,7 @@ inline bool rowWritten(int y, int height, const char* stage)
 
 // How many rows the next band takes: bands last about as long as a cancellation may wait for a few
 // times over (a few milliseconds), measured as the work goes, whatever the operation costs per row.
-class VEXA_EXPORT BandClock {
+class BandClock {
 public:
     // `rowCost`: pixels per row, for a first guess; bands never fall below `minRows`.
     BandClock(int rows, long rowCost, int minRows = 1);
@@ -69,7 +68,7 @@ auto runWhole(const char* stage, Work&& work)
 // The steps of composite work, each mapped onto its own part of the current section: after to(0.3), what
 // nested operations report (each of them 0 to 1) fills [the previous mark, 0.3). Each call first checks
 // for a cancellation and reports the mark reached.
-class VEXA_EXPORT ProgressSteps {
+class ProgressSteps {
 public:
     explicit ProgressSteps(const char* stage) : progress_(VProgressScope::current()), stage_(stage) {}
     void to(double end)
@@ -91,7 +90,7 @@ private:
 // The short final step of composite work that writes in place: checked once when it starts (a cancelled
 // call writes nothing), then deaf to cancellation, its inner operations included, until it is done and
 // reported complete under `stage`.
-class VEXA_EXPORT Uninterruptible {
+class Uninterruptible {
 public:
     explicit Uninterruptible(const char* stage);
     ~Uninterruptible();

@@ -31,7 +31,7 @@ using LevelTable = std::array<quint8, 256>;
 
 // The curve through (x1, y1) and (x2, y2): y1 up to x1, y2 from x2 on, a straight line truncated between;
 // then outputs at or below cutLow, or above cutHigh, become 0.
-VEXA_EXPORT LevelTable levelTable(double x1, double y1, double x2, double y2, double cutLow, double cutHigh);
+LevelTable levelTable(double x1, double y1, double x2, double y2, double cutLow, double cutHigh);
 
 namespace kernel {
 

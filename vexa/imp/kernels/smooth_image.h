@@ -32,7 +32,7 @@ void bilateral(const cv::Mat& s, cv::Mat& d, int diameter, double sigmaColor, do
 
 // The unsharp mask's rule for 8-bit pixels as a fixed-point factor the row kernels can use, when one
 // reproduces bound8u((s - b) * amount + b) for every (s, b); none for an amount no factor matches.
-VEXA_EXPORT std::optional<simd::SharpenRule> fixedPointSharpenRule(double amount, int low, int high);
+std::optional<simd::SharpenRule> fixedPointSharpenRule(double amount, int low, int high);
 
 // dst holds the blurred roi; each pixel becomes the sharpened or the source pixel (see gen_smooth_image.h).
 template <class T>

@@ -11,7 +11,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <vexa/vexa_export.h>
 
 namespace VEXA::simd {
 
@@ -60,16 +59,16 @@ struct RowKernels {
 };
 
 // Orders the streaming stores before every later store (a store fence).
-VEXA_EXPORT void finishStreaming();
+void finishStreaming();
 
 // The kernels of this CPU's best build.
-VEXA_EXPORT const RowKernels& rowKernels();
+const RowKernels& rowKernels();
 // Every build this CPU can run, the baseline first (for tests).
-VEXA_EXPORT int availableRowKernels(const RowKernels** kernels, int capacity);
+int availableRowKernels(const RowKernels** kernels, int capacity);
 
 // Per (green << 8 | blue): 1 where the one red value that makes 587 G + 114 B + 299 R a multiple of 1000
 // gives a double-precision gray one below the integer quotient. Built once, from the rule itself.
-VEXA_EXPORT const std::uint8_t* grayCorrection();
+const std::uint8_t* grayCorrection();
 
 extern const RowKernels baselineKernels;
 extern const RowKernels avx2Kernels;
