@@ -24,6 +24,8 @@ void requireFinite(bool holds)
         throw dip_exception("Figure coordinates must be finite and within 16777216 pixels");
 }
 
+namespace {
+
 QPainterPath pointsPath(const QPolygonF& points, bool closed)
 {
     for (const QPointF& p : points)
@@ -64,7 +66,8 @@ QPainterPath rectPath(const VRectBase& r)
     return pointsPath(VFigureUtils::getPolyPointFromRect(r), true);
 }
 
-// The path a figure is drawn (or filled) along; empty for a figure that has nothing to fill.
+} // namespace
+
 QPainterPath figurePath(const VFigure& figure, bool filled)
 {
     switch (figure.type()) {
