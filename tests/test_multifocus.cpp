@@ -362,17 +362,29 @@ TEST(DepthMap, AlignsBreathingShakeAndParallaxToATenthOfAPixel)
     cv::GaussianBlur(moved, blurred, {0, 0}, 1.5);
     moved(cv::Rect(w / 2, 0, w / 2, h)).copyTo(blurred(cv::Rect(w / 2, 0, w / 2, h)));
     VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto);
+    blender.setKeepShotFits(true);
+    const VImage second = toImage(blurred, XRGB, Channel8u);
     ASSERT_TRUE(blender.addImage(toImage(shotOf(truth, cv::Rect(0, 0, w / 2, h), 1.5), XRGB, Channel8u)));
-    ASSERT_TRUE(blender.addImage(toImage(blurred, XRGB, Channel8u))) << blender.lastStatus().message().toStdString();
+    ASSERT_TRUE(blender.addImage(second)) << blender.lastStatus().message().toStdString();
     EXPECT_TRUE(blender.shotFits()[1].resampled);
     EXPECT_NEAR(blender.shotFits()[1].transform.m11(), 1 / 1.02, 0.005); // the parallax pulls it a little
-    cv::Mat merged, reference;
+    // The merge, and the second shot as the merge read it (what a retouching brush paints from), line up
+    // with the scene wherever they are sharp.
+    VImage aligned;
+    ASSERT_TRUE(blender.alignedShot(second, 1, &aligned));
+    cv::Mat merged, shot, reference;
     cv::cvtColor(roiMat(blender.image()), merged, cv::COLOR_BGRA2GRAY);
+    cv::cvtColor(roiMat(aligned), shot, cv::COLOR_BGRA2GRAY);
     truth.convertTo(reference, CV_8U);
     cv::cvtColor(reference, reference, cv::COLOR_BGR2GRAY);
-    for (const cv::Rect& part : {cv::Rect(20, 20, 120, 200), cv::Rect(180, 60, 120, 120), cv::Rect(180, 10, 120, 60)}) {
+    const std::initializer_list<std::pair<cv::Mat*, cv::Rect>> parts = {{&merged, {20, 20, 120, 200}},
+                                                                        {&merged, {180, 60, 120, 120}},
+                                                                        {&merged, {180, 10, 120, 60}},
+                                                                        {&shot, {180, 60, 120, 120}},
+                                                                        {&shot, {180, 10, 120, 60}}};
+    for (const auto& [image, part] : parts) {
         cv::Mat a, b;
-        merged(part).convertTo(a, CV_32F);
+        (*image)(part).convertTo(a, CV_32F);
         reference(part).convertTo(b, CV_32F);
         const cv::Point2d shift = cv::phaseCorrelate(a, b);
         EXPECT_LT(std::hypot(shift.x, shift.y), 0.1) << part << " is off by " << shift;
@@ -392,6 +404,15 @@ TEST(DepthMap, AlignsBreathingShakeAndParallaxToATenthOfAPixel)
         ASSERT_TRUE(rois.addImage(withRoi(toImage(truth, XRGB, Channel8u), QRect(10, 20, 200, 150))));
     EXPECT_EQ(rois.image().size(), QSize(200, 150));
     EXPECT_EQ(rois.depthMap().size(), QSize(200, 150));
+
+    // An aligned shot is refused, with the reason, for a number not merged, another layout, and a blender
+    // that did not keep the fits.
+    const std::initializer_list<std::pair<VStatus, const char*>> refusals = {
+        {blender.alignedShot(second, 2, &aligned), "No shot of that number"},
+        {blender.alignedShot(second.convert(BGR, Channel8u), 1, &aligned), "320x240 BGR"},
+        {rois.alignedShot(second, 1, &aligned), "fit was not kept"}};
+    for (const auto& [status, reason] : refusals)
+        EXPECT_TRUE(status.message().contains(reason)) << status.message().toStdString();
 }
 
 } // namespace

@@ -28,6 +28,13 @@
 
 using namespace VEXA;
 
+namespace VEXA {
+// A shot's geometry and gains, kept for alignedShot().
+struct KeptShotFit {
+    FocusAligner::Fit fit;
+};
+} // namespace VEXA
+
 namespace {
 
 using Xrgb = PixelXRGB<quint8>;
@@ -295,6 +302,8 @@ void VImageBlender::deepCopyFrom(const VImageBlender& other)
     depthFinished_ = other.depthFinished_;
     aligner_ = other.aligner_ ? std::make_shared<FocusAligner>(*other.aligner_) : nullptr;
     fits_ = other.fits_;
+    keepFits_ = other.keepFits_;
+    keptFits_ = other.keptFits_; // never written after they are stored
     lastStatus_ = other.lastStatus_;
     shape_ = other.shape_;
     reference_ = other.reference_; // never written after it is stored
@@ -337,6 +346,7 @@ void VImageBlender::clear()
     depthFinished_ = false;
     aligner_.reset();
     fits_.clear();
+    keptFits_.clear();
     lastStatus_ = VStatus::Ok;
     shape_ = VImageHeader();
     reference_ = VImage();
@@ -368,8 +378,10 @@ bool VImageBlender::init(const VImage& image)
         aligner_ = std::make_shared<FocusAligner>();
         aligner_->start(shotPlanes(image));
     }
-    if (method_ != MultifocusDepthMap)
+    if (method_ != MultifocusDepthMap) {
         fits_.append(ShotFit());
+        keepFit({});
+    }
     if (VEXA::isCancelled())
         return false;
     initialized_ = true;
@@ -499,8 +511,10 @@ bool VImageBlender::add(const VImage& image)
     if (aligner_) {
         aligner_->commit(autoFit);
         fits_.append(report);
+        keepFit({geometryOf(autoFit)});
     } else if (method_ != MultifocusDepthMap) {
         fits_.append(ShotFit());
+        keepFit({});
     }
     ++count_;
     return true;
@@ -613,11 +627,58 @@ bool VImageBlender::addToDepthMap(const VImage& image, int index, bool alignedBl
         cv::erode(covered, covered, cv::Mat());
     }
     // Handed over: the merge frees the planes as soon as it has aligned them.
-    const FocusDepthMerge::Added added = depthMerge_->add(std::move(planes), index, covered);
-    fits_.append(shotFit(added.gains, added.global, added.localShift, added.resampled));
+    const FocusAligner::Fit added = depthMerge_->add(std::move(planes), index, covered);
+    fits_.append(shotFit(added.gains, added.global, added.localShift, added.moves));
+    keepFit({added});
     depthFinished_ = false;
     depth_ = VImage();
     return true;
+}
+
+void VImageBlender::keepFit(const KeptShotFit& fit)
+{
+    const bool kept = keepFits_ && !alignByKeypoints_ && !stabilizeLocally_;
+    keptFits_.append(kept ? std::make_shared<const KeptShotFit>(fit) : nullptr);
+}
+
+VStatus VImageBlender::alignedShot(const VImage& shot, int index, VImage* aligned) const
+{
+    return guarded(VEXA_CALL_SITE, [&] {
+        checkSource(shot);
+        VImage& out = checkDestination(aligned);
+        if (index < 0 || index >= keptFits_.size())
+            throw dip_exception("No shot of that number was merged");
+        if (!keptFits_.at(index))
+            throw dip_exception("The shot's fit was not kept");
+        if (method_ == MultifocusDepthMap ? !(shot.header() == shape_) : !shot.isCompatible(result_))
+            throw dip_exception(refusal(shot, shape_));
+        const FocusAligner::Fit& fit = keptFits_.at(index)->fit;
+        if (method_ != MultifocusDepthMap) {
+            // As add() fits the shot: uncovered pixels black.
+            VImage made = shot.createCompatible();
+            cv::Mat to = asCvMat(made);
+            writeInto(to, [&](cv::Mat& dst) { applyFit(asCvMat(shot), fit, cv::BORDER_CONSTANT, dst); });
+            out = made;
+            return VStatus::Ok;
+        }
+        cv::Mat moved;
+        applyFit(shotPlanes(shot), fit, cv::BORDER_REPLICATE, moved);
+        cv::multiply(moved, cv::Scalar(fit.gains[0], fit.gains[1], fit.gains[2]), moved, 1.0, moved.depth());
+        const bool gray = shape_.format == GrayScale;
+        VImage made = blankImage(moved.cols, moved.rows, gray ? GrayScale : XRGB, depthChannel(shape_), shape_.origin,
+                                 shape_.rowsAlignment);
+        if (made.isEmpty())
+            throw dip_exception("Not enough memory for the aligned shot");
+        cv::Mat to = asCvMat(made);
+        writeInto(to, [&](cv::Mat& dst) {
+            if (gray)
+                moved.copyTo(dst);
+            else
+                cv::cvtColor(moved, dst, cv::COLOR_BGR2BGRA); // X at the type's full scale, as image()
+        });
+        out = made;
+        return VStatus::Ok;
+    });
 }
 
 bool VImageBlender::finishDepthMap()

@@ -66,6 +66,7 @@
 namespace VEXA {
 class FocusAligner;
 class FocusDepthMerge;
+struct KeptShotFit;
 } // namespace VEXA
 
 class VEXA_EXPORT VImageBlender {
@@ -122,6 +123,20 @@ public:
     VStatus lastStatus() const { return lastStatus_; }
     QList<ShotFit> shotFits() const { return fits_; }
 
+    // Keeps each shot's fit, so that alignedShot() can give the shot as the merge read it, for the shots
+    // added after it is set. Off by default, as fits cost memory: with AlignAuto, 2 bytes a pixel for each
+    // shot the local correction moved (none for one that did not move, nor without alignment).
+    void setKeepShotFits(bool keep) { keepFits_ = keep; }
+    bool keepsShotFits() const { return keepFits_; }
+    // Shot number `index` (0 for the first), which must be the image given to addImage() for it, as the
+    // merge read it: resampled by its fit (uncovered pixels repeat the border's for the depth map, black
+    // for the others, as in the merge) and, for the depth map, brought to the first shot's exposure by its
+    // gains; in image()'s format and channel type, so that a retouch copies its pixels into the result
+    // as they stand. Refused, with the reason, for a shot of another layout, a number not merged, and a shot
+    // whose fit was not kept: added while keeping was off, or aligned by keypoints or locally (those
+    // warps are not kept).
+    VStatus alignedShot(const VImage& shot, int index, VImage* aligned) const;
+
 private:
     bool init(const VImage& image);
     bool add(const VImage& image);
@@ -130,6 +145,7 @@ private:
     bool addToDepthMap(const VImage& shot, int index, bool alignedBlack);
     VImage autoAligned(const VImage& shot);
     bool finishDepthMap();
+    void keepFit(const VEXA::KeptShotFit& fit);
     // Copies own their pixels: the merges write the running images in place.
     void deepCopyFrom(const VImageBlender& other);
 
@@ -151,6 +167,8 @@ private:
     bool depthFinished_ = false;
     std::shared_ptr<VEXA::FocusAligner> aligner_; // AlignAuto for the other methods
     QList<ShotFit> fits_;
+    bool keepFits_ = false;
+    QList<std::shared_ptr<const VEXA::KeptShotFit>> keptFits_; // one per shot; null where not kept
     VStatus lastStatus_;
     VImageHeader shape_; // the first shot's: a later shot must match it
     // MultifocusDepthMap keeps no running image: its shots are aligned to the first, held only when aligning.

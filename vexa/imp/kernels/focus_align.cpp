@@ -493,4 +493,16 @@ void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv:
     });
 }
 
+FocusAligner::Fit geometryOf(const FocusAligner::Fit& fit)
+{
+    FocusAligner::Fit kept;
+    kept.moves = fit.moves;
+    kept.flow = fit.flow;
+    kept.flowScale = fit.flowScale;
+    kept.gains = fit.gains;
+    kept.global = fit.global;
+    kept.localShift = fit.localShift;
+    return kept;
+}
+
 } // namespace VEXA

@@ -80,5 +80,7 @@ cv::Mat grayOf(const cv::Mat& colour);
 // out, which may already be the destination's memory; a shot that does not move becomes out itself. The
 // map is made a band of rows at a time.
 void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out);
+// The fit without its working planes: what applyFit reads, and the gains.
+FocusAligner::Fit geometryOf(const FocusAligner::Fit& fit);
 
 } // namespace VEXA

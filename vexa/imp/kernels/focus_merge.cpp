@@ -235,9 +235,8 @@ void blendLevel(cv::Mat& result, const cv::Mat& shot, const cv::Mat& weight)
 
 } // namespace
 
-FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& covered)
+FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& covered)
 {
-    Added added;
     const bool first = levels_.empty();
     if (first) {
         unit_ = shot.depth() == CV_8U ? 8.0 : 1.0;
@@ -259,16 +258,11 @@ FocusDepthMerge::Added FocusDepthMerge::add(cv::Mat shot, int index, const cv::M
     cv::Mat aligned;
     applyFit(shot, fit, cv::BORDER_REPLICATE, aligned);
     shot.release();
-    const bool resampled = fit.moves;
+    const FocusAligner::Fit added = geometryOf(fit);
     // The luminance scored, and the planes blended in the pyramid's type, both at the first shot's exposure.
     const std::array<double, 3>& gains = fit.gains;
     cv::Mat gray;
-    grayOf(aligned).convertTo(
-        gray, CV_32F, aligned.channels() == 1 ? gains[0] : lumaOf(gains[0], gains[1], gains[2]));
-    added.gains = fit.gains;
-    added.global = fit.global;
-    added.localShift = fit.localShift;
-    added.resampled = resampled;
+    grayOf(aligned).convertTo(gray, CV_32F, aligned.channels() == 1 ? gains[0] : lumaOf(gains[0], gains[1], gains[2]));
     checkpoint(0.5, "measuring");
 
     Scores scores = scoreOf(std::move(gray), scoreScale_, first ? FLT_MAX : floor_);

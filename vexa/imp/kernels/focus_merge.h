@@ -35,14 +35,6 @@ namespace VEXA {
 
 class FocusDepthMerge {
 public:
-    // The gains and fit of one shot, for the caller's report.
-    struct Added {
-        std::array<double, 3> gains{1.0, 1.0, 1.0};
-        cv::Matx23d global = cv::Matx23d(1, 0, 0, 0, 1, 0);
-        double localShift = 0;
-        bool resampled = false;
-    };
-
     explicit FocusDepthMerge(bool align) : align_(align) {}
 
     bool empty() const { return levels_.empty(); }
@@ -53,7 +45,8 @@ public:
     // state's change is done aside and may throw (a cancellation, a shot that cannot be aligned); the
     // change itself runs whole. Without automatic alignment, `covered` (CV_8U, 255 where the shot has
     // data) may say which pixels a shot aligned by the caller covers.
-    Added add(cv::Mat shot, int index, const cv::Mat& covered = cv::Mat());
+    // Returns the shot's gains and geometry (geometryOf its fit).
+    FocusAligner::Fit add(cv::Mat shot, int index, const cv::Mat& covered = cv::Mat());
     // The merge so far, in the pyramid's units (see toShotUnits).
     cv::Mat result() const;
     // Rows [first, last) of a result in the shots' units, as the given OpenCV depth: a band at a time, so
