@@ -103,20 +103,52 @@ bool ImageViewer::nearDivider(const QPointF& position) const
     return isSplit() && std::abs(position.x() - dividerX()) <= 6;
 }
 
+void ImageViewer::setBrushRadius(double radius)
+{
+    brushRadius_ = std::max(0.0, radius);
+    if (brushRadius_ > 0)
+        setCursor(Qt::CrossCursor);
+    else
+        unsetCursor();
+    update();
+}
+
+void ImageViewer::patchImage(const QImage& patch, QPoint at)
+{
+    QPainter painter(&image_);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.drawImage(at, patch);
+    painter.end();
+    update(
+        QRectF(origin_ + QPointF(at) * scale_, QSizeF(patch.size()) * scale_).toAlignedRect().adjusted(-2, -2, 2, 2));
+}
+
 void ImageViewer::mousePressEvent(QMouseEvent* event)
 {
-    if (event->button() != Qt::LeftButton)
+    const bool paint = brushRadius_ > 0 && event->button() == Qt::LeftButton && !image_.isNull();
+    const bool pan = event->button() == Qt::MiddleButton || (event->button() == Qt::LeftButton && !paint);
+    if (!paint && !pan)
         return;
-    drag_ = nearDivider(event->position()) ? Drag::Divider : Drag::Pan;
+    drag_ = paint ? Drag::Paint : nearDivider(event->position()) ? Drag::Divider : Drag::Pan;
     dragStart_ = event->position();
     originAtStart_ = origin_;
     if (drag_ == Drag::Pan)
         setCursor(Qt::ClosedHandCursor);
+    if (paint)
+        emit brushPressed(toImage(event->position()));
 }
 
 void ImageViewer::mouseMoveEvent(QMouseEvent* event)
 {
-    if (drag_ == Drag::Divider) {
+    if (brushRadius_ > 0) {
+        const double r = brushRadius_ * scale_ + 3;
+        update(QRectF(cursor_ - QPointF(r, r), QSizeF(2 * r, 2 * r)).toAlignedRect());
+        cursor_ = event->position();
+        update(QRectF(cursor_ - QPointF(r, r), QSizeF(2 * r, 2 * r)).toAlignedRect());
+    }
+    if (drag_ == Drag::Paint) {
+        emit brushMoved(toImage(event->position()));
+    } else if (drag_ == Drag::Divider) {
         split_ = std::clamp(event->position().x() / std::max(1, width()), 0.0, 1.0);
         update();
     } else if (drag_ == Drag::Pan) {
@@ -124,15 +156,27 @@ void ImageViewer::mouseMoveEvent(QMouseEvent* event)
         fit_ = false;
         update();
         emit viewChanged();
-    } else {
+    } else if (brushRadius_ <= 0) {
         setCursor(nearDivider(event->position()) ? Qt::SplitHCursor : Qt::OpenHandCursor);
     }
 }
 
 void ImageViewer::mouseReleaseEvent(QMouseEvent*)
 {
+    const bool painting = drag_ == Drag::Paint;
     drag_ = Drag::None;
-    unsetCursor();
+    if (brushRadius_ > 0)
+        setCursor(Qt::CrossCursor);
+    else
+        unsetCursor();
+    if (painting)
+        emit brushReleased();
+}
+
+void ImageViewer::leaveEvent(QEvent*)
+{
+    cursor_ = QPointF(-1e6, -1e6);
+    update();
 }
 
 void ImageViewer::drawLabel(QPainter& painter, const QString& text, bool left)
@@ -162,6 +206,7 @@ void ImageViewer::paintEvent(QPaintEvent*)
     if (!isSplit()) {
         painter.drawImage(target, image_);
         drawLabel(painter, label_, true);
+        drawBrush(painter);
         return;
     }
     const double x = dividerX();
@@ -179,6 +224,21 @@ void ImageViewer::paintEvent(QPaintEvent*)
     painter.drawEllipse(QPointF(x, height() / 2.0), 7, 7);
     drawLabel(painter, beforeLabel_, true);
     drawLabel(painter, label_, false);
+    drawBrush(painter);
+}
+
+void ImageViewer::drawBrush(QPainter& painter)
+{
+    if (brushRadius_ <= 0 || !rect().contains(cursor_.toPoint()))
+        return;
+    // Two rings, dark and light, so that the outline shows on any picture.
+    const double r = brushRadius_ * scale_;
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(QColor(0, 0, 0, 200), 3));
+    painter.drawEllipse(cursor_, r, r);
+    painter.setPen(QPen(QColor(255, 255, 255, 230), 1));
+    painter.drawEllipse(cursor_, r, r);
 }
 
 HistogramWidget::HistogramWidget(QWidget* parent) : QWidget(parent) { setMinimumSize(160, 100); }

@@ -27,6 +27,14 @@ public:
     bool isFitting() const { return fit_; }
     // The part of the main image in view, in its pixels.
     QRect visibleRect() const;
+    // With a radius over 0 (image pixels) the left button paints instead of panning (the middle button
+    // still pans) and the brush's outline follows the cursor; 0 ends it.
+    void setBrushRadius(double radius);
+    double brushRadius() const { return brushRadius_; }
+    // Writes patch over the shown image with its top-left corner at `at`, for a stroke in progress.
+    void patchImage(const QImage& patch, QPoint at);
+    QPointF toImage(QPointF widgetPoint) const { return (widgetPoint - origin_) / scale_; }
+    QPointF toWidget(QPointF imagePoint) const { return origin_ + imagePoint * scale_; }
 
 public slots:
     void zoomToFit();
@@ -35,6 +43,9 @@ public slots:
 
 signals:
     void viewChanged(); // zoom, pan or image
+    void brushPressed(QPointF imagePoint);
+    void brushMoved(QPointF imagePoint);
+    void brushReleased();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -43,10 +54,12 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
 
 private:
     void placeToFit();
     void drawLabel(QPainter& painter, const QString& text, bool left);
+    void drawBrush(QPainter& painter);
     double dividerX() const { return split_ * width(); }
     bool nearDivider(const QPointF& position) const;
 
@@ -56,7 +69,9 @@ private:
     QPointF origin_;  // where the image's top-left corner lies in the widget
     bool fit_ = true; // refit on resize and on a new image size
     double split_ = 0.5;
-    enum class Drag { None, Pan, Divider } drag_ = Drag::None;
+    enum class Drag { None, Pan, Divider, Paint } drag_ = Drag::None;
+    double brushRadius_ = 0;
+    QPointF cursor_{-1, -1}; // where the brush's outline is drawn; off the widget when outside
     QPointF dragStart_, originAtStart_;
 };
 

@@ -6,6 +6,7 @@
 #include <vexa/imp/image_files.h>
 
 #include "ImageViewer.h"
+#include "RetouchPanel.h"
 #include "Tools.h"
 #include "natural_order.h"
 
@@ -18,6 +19,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFormLayout>
+#include <QGroupBox>
 #include <QHBoxLayout>
 #include <QImageReader>
 #include <QLabel>
@@ -108,6 +110,28 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
             stageLabel_->setText(stage);
     });
     connect(&worker_, &StackWorker::thumbnailRead, this, &MainWindow::thumbnailRead);
+    connect(retouch_, &RetouchPanel::sourceWanted, this, [this](const QString& file, int index) {
+        preparingShot_ = worker_.retouchSource(file, index, stackBlender_, stackFirst_);
+        if (preparingShot_)
+            setBusy(true);
+        else
+            retouch_->sourceReady(index, VImage(), tr("Wait for the current work to finish, or cancel it."));
+    });
+    connect(retouch_, &RetouchPanel::strokeFinished, this,
+            [this](const QString& title, const VImage& before, const VImage& after) {
+                undo_.push(new ImageCommand(title, before, after, [this](const VImage& image) { setResult(image); }));
+            });
+    connect(retouch_, &RetouchPanel::message, this,
+            [this](const QString& text) { statusBar()->showMessage(text, 8000); });
+    // The brush paints on the result: the view shows it (alone or beside a shot) while the brush is on.
+    connect(retouch_->brushAction(), &QAction::toggled, this, [this](bool on) {
+        if (on && depthAction_->isChecked()) {
+            resultAction_->setChecked(true);
+            updateView();
+        }
+    });
+    connect(depthAction_, &QAction::triggered, retouch_->brushAction(),
+            [this] { retouch_->brushAction()->setChecked(false); });
     connect(&worker_, &StackWorker::finished, this, &MainWindow::jobFinished);
     setBusy(false);
     updateView();
@@ -129,7 +153,10 @@ void MainWindow::createPanels()
     shotList_->setMovement(QListView::Static);
     shotList_->setWordWrap(true);
     shotList_->setToolTip(tr("The shots. Select one to see it, or to compare it with the result."));
-    connect(shotList_, &QListWidget::currentRowChanged, this, [this] { updateView(); });
+    connect(shotList_, &QListWidget::currentRowChanged, this, [this](int row) {
+        retouch_->setSelectedFile(shots_.value(std::max(0, row)));
+        updateView();
+    });
     layout->addWidget(shotList_, 1);
 
     auto* form = new QFormLayout;
@@ -157,6 +184,13 @@ void MainWindow::createPanels()
     form->addRow(tr("Method:"), methodBox_);
     form->addRow(tr("Alignment:"), alignBox_);
     layout->addLayout(form);
+
+    auto* retouchGroup = new QGroupBox(tr("Retouch"));
+    auto* retouchLayout = new QVBoxLayout(retouchGroup);
+    retouch_ = new RetouchPanel(viewer_);
+    retouch_->setObjectName(QStringLiteral("retouchPanel"));
+    retouchLayout->addWidget(retouch_);
+    layout->addWidget(retouchGroup);
 
     auto* buttons = new QHBoxLayout;
     stackButton_ = new QPushButton(tr("&Stack"));
@@ -241,6 +275,8 @@ void MainWindow::createActions()
     redoAction_->setObjectName(QStringLiteral("actionRedo"));
     redoAction_->setShortcut(QKeySequence::Redo);
     edit->addActions({undoAction_, redoAction_});
+    edit->addSeparator();
+    edit->addAction(retouch_->brushAction());
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     viewModes_ = new QActionGroup(this);
@@ -279,6 +315,8 @@ void MainWindow::createActions()
     bar->addActions({fit, actual});
     bar->addSeparator();
     bar->addActions({undoAction_, redoAction_});
+    bar->addSeparator();
+    bar->addAction(retouch_->brushAction());
 }
 
 void MainWindow::openShotsDialog()
@@ -352,8 +390,10 @@ void MainWindow::startStack()
         return;
     }
     const auto method = VImageBlender::MultifocusMethod(methodBox_->currentData().toInt());
-    if (worker_.stack(shots_, method, Alignment(alignBox_->currentData().toInt())))
+    if (worker_.stack(shots_, method, Alignment(alignBox_->currentData().toInt()))) {
+        stackFiles_ = shots_;
         setBusy(true);
+    }
 }
 
 void MainWindow::startTool(const QString& title, const ToolFunction& tool)
@@ -370,9 +410,12 @@ void MainWindow::startTool(const QString& title, const ToolFunction& tool)
 
 void MainWindow::jobFinished(const JobResult& job)
 {
+    preparingShot_ = false;
     setBusy(false);
     if (job.cancelled) {
         stageLabel_->setText(tr("Cancelled; nothing was changed."));
+        if (job.kind == JobResult::RetouchSource)
+            retouch_->sourceReady(job.shots, VImage(), tr("Cancelled."));
         return;
     }
     switch (job.kind) {
@@ -392,7 +435,14 @@ void MainWindow::jobFinished(const JobResult& job)
         depth_ = job.depth;
         depthShots_ = job.shots;
         setResult(job.image);
+        stackBlender_ = job.blender;
+        stackFirst_ = job.firstShot;
+        retouch_->setStack(job.blender, stackFiles_, job.depth);
         stageLabel_->setText(tr("%n shot(s) stacked.", nullptr, job.shots));
+        break;
+    case JobResult::RetouchSource:
+        retouch_->sourceReady(job.shots, job.image, job.error);
+        stageLabel_->setText(job.error.isEmpty() ? tr("Shot %1 ready for the brush.").arg(job.shots + 1) : job.error);
         break;
     case JobResult::Tool:
         if (!job.error.isEmpty()) {
@@ -411,12 +461,14 @@ void MainWindow::jobFinished(const JobResult& job)
 void MainWindow::setResult(const VImage& image)
 {
     result_ = image;
+    retouch_->setResult(image);
     resultShown_ = displayImage(result_);
     updateView();
 }
 
 void MainWindow::setBusy(bool busy)
 {
+    retouch_->setPaused(busy && !preparingShot_);
     stackButton_->setEnabled(!busy);
     cancelButton_->setEnabled(busy);
     tools_->setEnabled(!busy);

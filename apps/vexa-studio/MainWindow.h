@@ -20,6 +20,7 @@ namespace studio {
 
 class HistogramWidget;
 class ImageViewer;
+class RetouchPanel;
 class ToolsMenu;
 
 // Installs the library's catalogue and the application's for "en" or "ru"; false for another language.
@@ -39,6 +40,7 @@ public:
     const VImage& result() const { return result_; }
     const VImage& depthMap() const { return depth_; }
     bool isBusy() const { return worker_.isBusy(); }
+    RetouchPanel* retouchPanel() const { return retouch_; }
     // The histogram follows the view a moment after it changes, once the view has settled: true until then.
     bool isHistogramPending() const { return histogramTimer_.isActive(); }
 
@@ -69,6 +71,10 @@ private:
     QStringList shots_;
     QStringList readErrors_;
     VImage result_, depth_;
+    QStringList stackFiles_;                            // the shots of the last stack started, in its order
+    std::shared_ptr<const VImageBlender> stackBlender_; // the last stack's, kept for retouching
+    VImageHeader stackFirst_;                           // its first shot's layout, which later shots take
+    bool preparingShot_ = false; // the worker's job prepares a shot for the brush, which may meanwhile paint
     QImage resultShown_;
     int depthShots_ = 0;
     int cachedShotIndex_ = -1;
@@ -87,6 +93,7 @@ private:
     QLabel* sizeLabel_ = nullptr;
     QLabel* zoomLabel_ = nullptr;
     ToolsMenu* tools_ = nullptr;
+    RetouchPanel* retouch_ = nullptr;
     QActionGroup* viewModes_ = nullptr;
     QAction* resultAction_ = nullptr;
     QAction* splitAction_ = nullptr;

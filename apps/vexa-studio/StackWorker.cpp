@@ -153,6 +153,29 @@ bool StackWorker::runTool(const QString& title, const VImage& source, const Tool
     });
 }
 
+bool StackWorker::retouchSource(const QString& file, int index, const std::shared_ptr<const VImageBlender>& blender,
+                                const VImageHeader& firstShot)
+{
+    return start([=] {
+        JobResult result;
+        result.kind = JobResult::RetouchSource;
+        result.title = QFileInfo(file).fileName();
+        result.shots = index;
+        progress_.report(0, tr("reading %1").arg(result.title));
+        const VImage shot = readShot(file, blender->method(), index > 0 ? &firstShot : nullptr);
+        const VStatus aligned =
+            shot.status() && !shot.isEmpty() ? blender->alignedShot(shot, index, &result.image) : shot.status();
+        if (!aligned || result.image.isEmpty()) {
+            result.cancelled = progress_.isCancelled();
+            result.error = tr("%1: %2").arg(result.title, aligned ? tr("cannot bring it to the first shot's layout")
+                                                                  : aligned.reason());
+            result.image = VImage();
+        }
+        progress_.report(1, QString());
+        return result;
+    });
+}
+
 JobResult StackWorker::doReadShots(const QStringList& files, int thumbnailSize)
 {
     JobResult result;
@@ -181,7 +204,10 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
     JobResult result;
     result.kind = JobResult::Stack;
     const LibraryErrors errors;
-    VImageBlender blender(method, alignment);
+    // Kept with the result: its fits give the brush each shot as the merge read it.
+    const auto kept = std::make_shared<VImageBlender>(method, alignment);
+    VImageBlender& blender = *kept;
+    blender.setKeepShotFits(true);
     const int count = int(files.size());
     VImageHeader first; // for describing a shot unlike it
     vexatool::MergeSteps steps;
@@ -233,6 +259,10 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
         result.depth = VImage();
     }
     result.shots = blender.count();
+    if (!result.image.isEmpty()) {
+        result.blender = kept;
+        result.firstShot = first;
+    }
     return result;
 }
 

@@ -24,13 +24,16 @@ using ToolFunction = std::function<VStatus(const VImage& source, VImage* result)
 
 // What a job hands back. An empty error and cancelled unset mean success.
 struct JobResult {
-    enum Kind { ReadShots, Stack, Tool };
+    enum Kind { ReadShots, Stack, Tool, RetouchSource };
     Kind kind = Stack;
     QString title; // a tool's name, for the undo history
     VImage source; // a tool's input
     VImage image;  // the stack's merge or the tool's output
     VImage depth;  // the stack's depth map (the depth-map method only)
-    int shots = 0; // how many shots the stack merged
+    int shots = 0; // how many shots the stack merged; for RetouchSource, the shot's number
+    // The stack's blender, kept for retouching (it holds each shot's fit), and its first shot's layout.
+    std::shared_ptr<const VImageBlender> blender;
+    VImageHeader firstShot;
     QString error;
     bool cancelled = false;
 };
@@ -62,6 +65,9 @@ public:
     bool readShots(const QStringList& files, int thumbnailSize);
     bool stack(const QStringList& files, VImageBlender::MultifocusMethod method, Alignment alignment);
     bool runTool(const QString& title, const VImage& source, const ToolFunction& tool);
+    // Shot `index` of a stack's files as its merge read it (VImageBlender::alignedShot), for the brush.
+    bool retouchSource(const QString& file, int index, const std::shared_ptr<const VImageBlender>& blender,
+                       const VImageHeader& firstShot);
     // Safe at any time; the job ends at the library's next check and reports cancelled.
     void cancel();
 

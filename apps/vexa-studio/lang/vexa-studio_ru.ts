@@ -309,6 +309,101 @@
         <source>On %1: %2</source>
         <translation>Изображение %1: %2</translation>
     </message>
+    <message>
+        <source>Retouch</source>
+        <translation>Ретушь</translation>
+    </message>
+    <message>
+        <source>Cancelled.</source>
+        <translation>Отменено.</translation>
+    </message>
+    <message>
+        <source>Shot %1 ready for the brush.</source>
+        <translation>Снимок %1 готов для кисти.</translation>
+    </message>
+</context>
+<context>
+    <name>studio::RetouchPanel</name>
+    <message>
+        <source>Retouch &amp;brush</source>
+        <translation>&amp;Кисть ретуши</translation>
+    </message>
+    <message>
+        <source>Paint the result from a single shot (B). The middle button pans meanwhile.</source>
+        <translation>Рисовать по результату пикселями одного снимка (B). Средняя кнопка мыши при этом сдвигает вид.</translation>
+    </message>
+    <message>
+        <source>The selected shot</source>
+        <translation>Выбранный снимок</translation>
+    </message>
+    <message>
+        <source>The shot sharpest here</source>
+        <translation>Самый резкий здесь снимок</translation>
+    </message>
+    <message>
+        <source>Where the brush paints from: the shot selected in the list, or the shot the depth map chose where the stroke starts.</source>
+        <translation>Откуда берёт пиксели кисть: из снимка, выбранного в списке, или из снимка, который карта глубины выбрала там, где начинается мазок.</translation>
+    </message>
+    <message>
+        <source> px</source>
+        <translation> пикс.</translation>
+    </message>
+    <message>
+        <source>The brush&apos;s radius, in pixels of the image</source>
+        <translation>Радиус кисти в пикселях изображения</translation>
+    </message>
+    <message>
+        <source>How much of the radius paints fully; the rest fades out. At 100 % the painted pixels are the shot&apos;s exactly.</source>
+        <translation>Какая доля радиуса закрашивается полностью; дальше кисть плавно сходит на нет. При 100 % закрашенные пиксели в точности равны пикселям снимка.</translation>
+    </message>
+    <message>
+        <source>From:</source>
+        <translation>Откуда:</translation>
+    </message>
+    <message>
+        <source>Size:</source>
+        <translation>Размер:</translation>
+    </message>
+    <message>
+        <source>Hardness:</source>
+        <translation>Жёсткость:</translation>
+    </message>
+    <message>
+        <source>shot %1, %2</source>
+        <translation>снимок %1, %2</translation>
+    </message>
+    <message>
+        <source>Stack the shots to retouch the result from them.</source>
+        <translation>Совместите снимки, чтобы ретушировать результат по ним.</translation>
+    </message>
+    <message>
+        <source>Stack the shots first: the brush paints the result from them.</source>
+        <translation>Сначала совместите снимки: кисть рисует по результату их пикселями.</translation>
+    </message>
+    <message>
+        <source>The selected shot is not one of the stack&apos;s.</source>
+        <translation>Выбранный снимок не входит в совмещённую серию.</translation>
+    </message>
+    <message>
+        <source>Painting from %1.</source>
+        <translation>Кисть рисует из: %1.</translation>
+    </message>
+    <message>
+        <source>Preparing %1...</source>
+        <translation>Подготовка: %1...</translation>
+    </message>
+    <message>
+        <source>Wait for the current work to finish, or cancel it.</source>
+        <translation>Дождитесь окончания текущей работы или отмените её.</translation>
+    </message>
+    <message>
+        <source>Retouch from %1</source>
+        <translation>Ретушь из: %1</translation>
+    </message>
+    <message>
+        <source>The brush paints only on the stack&apos;s own result: this result is %1 and the shot %2.</source>
+        <translation>Кисть рисует только по результату совмещения: этот результат — %1, а снимок — %2.</translation>
+    </message>
 </context>
 <context>
     <name>studio::StackWorker</name>
@@ -343,6 +438,10 @@
     <message>
         <source>it is %1, but the first shot is %2; all shots must be alike</source>
         <translation>снимок %1, а первый снимок — %2; все снимки должны быть одинаковыми</translation>
+    </message>
+    <message>
+        <source>cannot bring it to the first shot&apos;s layout</source>
+        <translation>его нельзя привести к формату первого снимка</translation>
     </message>
 </context>
 <context>

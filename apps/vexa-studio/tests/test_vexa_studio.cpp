@@ -4,6 +4,7 @@
 // look at.
 #include "ImageViewer.h"
 #include "MainWindow.h"
+#include "RetouchPanel.h"
 #include "focus_series.h"
 
 #include <vexa/Vexa.h>
@@ -15,6 +16,7 @@
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -26,10 +28,13 @@ namespace {
 
 constexpr int kWait = 600000; // generous: sanitizer builds on shared cores are slow
 
-// A rendered focus series of the "steps" scene, each shot scaled to `output` when one is given.
-QStringList renderSeries(const QString& folder, cv::Size size, int shots, cv::Size output, const char* suffix)
+// A rendered focus series of the "steps" scene (breathing and shaking as asked), each shot scaled to `output` when one is given.
+QStringList renderSeries(const QString& folder, cv::Size size, int shots, cv::Size output, const char* suffix,
+                         double breathing = 0, double shake = 0)
 {
     vexatool::FocusSeriesSettings settings;
+    settings.breathing = breathing;
+    settings.shake = shake;
     settings.size = size;
     settings.shots = shots;
     settings.depth = vexatool::DepthKind::Steps;
@@ -164,6 +169,102 @@ private slots:
         QCOMPARE(viewer->image(), VEXA::toQImage(expected));
     }
 
+    void retouchPaintsTheChosenShotAsAlignedAndUndoes()
+    {
+        // Shots that breathe and shake, stacked with automatic alignment: the brush paints a shot as the
+        // merge aligned it.
+        const QStringList files =
+            renderSeries(dir_.filePath("moving"), cv::Size(480, 360), 3, cv::Size(), "png", 0.03, 2.0);
+        QVERIFY(drop(window_.get(), files));
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        auto* align = window_->findChild<QComboBox*>("alignBox");
+        align->setCurrentIndex(align->findData(int(VImageBlender::AlignAuto)));
+        QTest::mouseClick(window_->findChild<QPushButton*>("stackButton"), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy() && !window_->result().isEmpty(), kWait);
+        const VImage before = window_->result().copy();
+
+        VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto);
+        blender.setKeepShotFits(true);
+        QList<VImage> shots;
+        for (const QString& file : files) {
+            shots << VEXA::readImageFile(file);
+            QVERIFY(blender.addImage(shots.last()));
+        }
+        QVERIFY(blender.image().isEqual(before));
+        QVERIFY(blender.shotFits().at(2).resampled);
+        VImage expected;
+        QVERIFY(blender.alignedShot(shots[2], 2, &expected));
+
+        auto* list = window_->findChild<QListWidget*>("shotList");
+        list->setCurrentRow(2);
+        auto* panel = window_->findChild<RetouchPanel*>("retouchPanel");
+        panel->findChild<QSpinBox*>("brushSizeBox")->setValue(20);
+        panel->findChild<QSpinBox*>("brushHardnessBox")->setValue(100);
+        window_->findChild<QAction*>("actionRetouch")->trigger();
+        QTRY_COMPARE_WITH_TIMEOUT(panel->readyShot(), 2, kWait);
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+
+        auto* viewer = window_->findChild<ImageViewer*>("viewer");
+        const QPoint from = viewer->toWidget(QPointF(120, 100)).toPoint(),
+                     to = viewer->toWidget(QPointF(330, 220)).toPoint();
+        QTest::mousePress(viewer, Qt::LeftButton, Qt::NoModifier, from);
+        for (int i = 1; i <= 12; ++i)
+            QTest::mouseMove(viewer, from + (to - from) * i / 12);
+        QTest::mouseRelease(viewer, Qt::LeftButton, Qt::NoModifier, to);
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->result().isEqual(before), kWait);
+        const VImage after = window_->result().copy();
+        QCOMPARE(viewer->image(), VEXA::toQImage(after));
+
+        // Inside the stroke the shot's pixels exactly; outside it the result untouched.
+        const QPointF a = viewer->toImage(from), b = viewer->toImage(to);
+        int inside = 0, outside = 0;
+        for (int y = 0; y < after.height(); ++y)
+            for (int x = 0; x < after.width(); ++x) {
+                const QPointF p(x + 0.5, y + 0.5), ab = b - a;
+                const double t = std::clamp(QPointF::dotProduct(p - a, ab) / QPointF::dotProduct(ab, ab), 0.0, 1.0);
+                const QPointF q = p - (a + ab * t);
+                const double d = std::hypot(q.x(), q.y());
+                const auto pixel = [&](const VImage& image) {
+                    return QByteArray(reinterpret_cast<const char*>(image.rawData() + y * image.bytesPerLine() + 4 * x),
+                                      4);
+                };
+                if (d <= 17) {
+                    ++inside;
+                    QCOMPARE(pixel(after), pixel(expected));
+                } else if (d > 21.5) {
+                    ++outside;
+                    QCOMPARE(pixel(after), pixel(before));
+                }
+            }
+        QVERIFY(inside > 5000 && outside > 100000);
+        screenshot(window_.get(), "5-retouched.png");
+
+        window_->findChild<QAction*>("actionUndo")->trigger();
+        QVERIFY(window_->result().isEqual(before));
+        window_->findChild<QAction*>("actionRedo")->trigger();
+        QVERIFY(window_->result().isEqual(after));
+
+        // From the shot the depth map chose where the stroke starts: the first, at a point it won.
+        auto* source = panel->findChild<QComboBox*>("retouchSourceBox");
+        source->setCurrentIndex(source->findData(RetouchPanel::SharpestHere));
+        const VImage depth = window_->depthMap();
+        const auto chosenAt = [&](QPoint widgetPoint) {
+            const QPoint p = viewer->toImage(widgetPoint).toPoint();
+            return reinterpret_cast<const quint16*>(depth.rawData() + p.y() * depth.bytesPerLine())[p.x()];
+        };
+        QPoint at;
+        for (int y = 30; y < depth.height() - 30 && at.isNull(); y += 10)
+            for (int x = 30; x < depth.width() - 30 && at.isNull(); x += 10)
+                if (chosenAt(viewer->toWidget(QPointF(x, y)).toPoint()) == 0)
+                    at = viewer->toWidget(QPointF(x, y)).toPoint();
+        QVERIFY(!at.isNull());
+        QTest::mouseClick(viewer, Qt::LeftButton, Qt::NoModifier, at);
+        QTRY_VERIFY_WITH_TIMEOUT(panel->readyShot() == 0 && !window_->isBusy(), kWait);
+        QVERIFY(window_->findChild<QAction*>("actionUndo")->text().contains(QLatin1String("shot 1,")));
+        window_->findChild<QAction*>("actionRetouch")->trigger();
+        QCOMPARE(viewer->brushRadius(), 0.0);
+    }
+
     void cancelKeepsTheResultAndTheWindowResponsive()
     {
         const VImage before = window_->result();
@@ -187,13 +288,13 @@ private slots:
         QTest::keyClick(window_.get(), Qt::Key_1, Qt::ControlModifier);
         QCOMPARE(viewer->scale(), 1.0);
         QVERIFY(window_->isBusy());
-        screenshot(window_.get(), "5-stacking-big.png");
+        screenshot(window_.get(), "6-stacking-big.png");
 
         QTest::mouseClick(window_->findChild<QPushButton*>("cancelButton"), Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
         QVERIFY(window_->result().isEqual(before));
         QCOMPARE(viewer->image(), VEXA::toQImage(before));
-        screenshot(window_.get(), "6-cancelled.png");
+        screenshot(window_.get(), "7-cancelled.png");
     }
 
     void errorsAreShownWithTheirText()
@@ -233,7 +334,7 @@ private slots:
         QVERIFY(QCoreApplication::translate("QObject", "Operation cancelled") != QLatin1String("Operation cancelled"));
         russian.show();
         QVERIFY(QTest::qWaitForWindowExposed(&russian));
-        screenshot(&russian, "7-russian.png");
+        screenshot(&russian, "8-russian.png");
     }
 
 private:
