@@ -7,6 +7,7 @@
 
 #include "ImageViewer.h"
 #include "RetouchPanel.h"
+#include "ShotList.h"
 #include "Tools.h"
 #include "natural_order.h"
 
@@ -31,6 +32,7 @@
 #include <QPushButton>
 #include <QStatusBar>
 #include <QStyle>
+#include <QToolButton>
 #include <QToolBar>
 #include <QTranslator>
 #include <QVBoxLayout>
@@ -144,20 +146,23 @@ void MainWindow::createPanels()
 {
     auto* panel = new QWidget;
     auto* layout = new QVBoxLayout(panel);
-    shotList_ = new QListWidget;
+    shotList_ = new ShotList(kThumbnailSize);
     shotList_->setObjectName(QStringLiteral("shotList"));
-    shotList_->setViewMode(QListView::IconMode);
-    shotList_->setIconSize(QSize(kThumbnailSize, kThumbnailSize));
-    shotList_->setGridSize(QSize(kThumbnailSize + 16, kThumbnailSize + 34));
-    shotList_->setResizeMode(QListView::Adjust);
-    shotList_->setMovement(QListView::Static);
-    shotList_->setWordWrap(true);
-    shotList_->setToolTip(tr("The shots. Select one to see it, or to compare it with the result."));
-    connect(shotList_, &QListWidget::currentRowChanged, this, [this](int row) {
-        retouch_->setSelectedFile(shots_.value(std::max(0, row)));
+    connect(shotList_, &ShotList::selectedFileChanged, this, [this](const QString& file) {
+        retouch_->setSelectedFile(file);
         updateView();
     });
+    connect(shotList_, &ShotList::stackChanged, this, &MainWindow::updateStackButton);
     layout->addWidget(shotList_, 1);
+    auto* shotButtons = new QHBoxLayout;
+    for (QAction* action : shotList_->actions()) {
+        auto* button = new QToolButton;
+        button->setDefaultAction(action);
+        button->setAutoRaise(true);
+        shotButtons->addWidget(button);
+    }
+    shotButtons->addStretch(1);
+    layout->addLayout(shotButtons);
 
     auto* form = new QFormLayout;
     methodBox_ = new QComboBox;
@@ -211,6 +216,7 @@ void MainWindow::createPanels()
     progressBar_->setTextVisible(false);
     layout->addWidget(progressBar_);
     stageLabel_ = new QLabel;
+    stageLabel_->setObjectName(QStringLiteral("stageLabel"));
     stageLabel_->setWordWrap(true);
     layout->addWidget(stageLabel_);
 
@@ -265,7 +271,7 @@ void MainWindow::createActions()
     file->addActions({save, saveDepth});
     file->addSeparator();
     file->addAction(quit);
-    idleOnly_ << openShots << openFolder << save << saveDepth;
+    idleOnly_ << openShots << openFolder << save << saveDepth << shotList_->actions();
 
     QMenu* edit = menuBar()->addMenu(tr("&Edit"));
     undoAction_ = undo_.createUndoAction(this, tr("&Undo"));
@@ -300,6 +306,9 @@ void MainWindow::createActions()
     view->addActions(viewModes_->actions());
     view->addSeparator();
     view->addActions({fit, actual, zoomIn, zoomOut});
+
+    QMenu* shotsMenu = menuBar()->addMenu(tr("S&hots"));
+    shotsMenu->addActions(shotList_->actions());
 
     tools_ = new ToolsMenu(this);
     menuBar()->addMenu(tools_);
@@ -349,50 +358,70 @@ bool MainWindow::openPaths(const QStringList& paths)
         return false;
     }
     lastFolder_ = QFileInfo(files.first()).absolutePath();
-    shots_ = files;
-    cachedShotIndex_ = -1;
+    cachedShotFile_.clear();
     cachedShot_ = VImage();
     readErrors_.clear();
-    const QSignalBlocker blocker(shotList_);
-    shotList_->clear();
-    QPixmap blank(kThumbnailSize, kThumbnailSize * 3 / 4);
-    blank.fill(QColor(90, 90, 96));
-    for (const QString& file : files) {
-        auto* item = new QListWidgetItem(QIcon(blank), QFileInfo(file).fileName(), shotList_);
-        item->setToolTip(QDir::toNativeSeparators(file));
-    }
-    shotList_->setCurrentRow(0);
+    shotList_->setFiles(files);
+    thumbnailFiles_ = files;
+    retouch_->setSelectedFile(shotList_->selectedFile());
     setBusy(true);
     worker_.readShots(files, kThumbnailSize);
+    updateStackButton();
     updateView();
     return true;
 }
 
 void MainWindow::thumbnailRead(int index, const QImage& thumbnail, const QString& error)
 {
-    QListWidgetItem* item = shotList_->item(index);
-    if (!item)
-        return;
-    if (!error.isEmpty()) {
-        item->setIcon(style()->standardIcon(QStyle::SP_MessageBoxWarning));
-        item->setToolTip(item->toolTip() + QLatin1Char('\n') + error);
-        readErrors_ << tr("%1: %2").arg(item->text(), error);
-    } else {
-        item->setIcon(QIcon(QPixmap::fromImage(thumbnail)));
+    const QString file = thumbnailFiles_.value(index);
+    shotList_->setThumbnail(file, thumbnail, error);
+    if (!error.isEmpty())
+        readErrors_ << tr("%1: %2").arg(QFileInfo(file).fileName(), error);
+}
+
+QStringList MainWindow::shots() const { return shotList_->files(); }
+
+void MainWindow::updateStackButton()
+{
+    const int all = shotList_->count(), included = int(shotList_->includedFiles().size());
+    stackButton_->setText(included == all ? tr("&Stack") : tr("&Stack %1 of %2").arg(included).arg(all));
+}
+
+// A stack that only adds shots after those of the last one, merged the same way, goes on from its blender.
+StackRequest MainWindow::stackRequest() const
+{
+    StackRequest request;
+    request.files = shotList_->includedFiles();
+    request.method = VImageBlender::MultifocusMethod(methodBox_->currentData().toInt());
+    request.alignment = Alignment(alignBox_->currentData().toInt());
+    const bool extends = stackBlender_ && request.method == stackMethod_ && request.alignment == stackAlignment_ &&
+                         request.files.size() > stackFiles_.size() &&
+                         request.files.mid(0, stackFiles_.size()) == stackFiles_;
+    if (extends) {
+        request.resume = stackBlender_;
+        request.firstShot = stackFirst_;
     }
+    return request;
 }
 
 void MainWindow::startStack()
 {
-    if (shots_.isEmpty()) {
+    if (shotList_->count() == 0) {
         showError(tr("No shots"), tr("Open the shots first: File > Open shots, or drop image files or a folder "
                                      "on the window."));
         return;
     }
-    const auto method = VImageBlender::MultifocusMethod(methodBox_->currentData().toInt());
-    if (worker_.stack(shots_, method, Alignment(alignBox_->currentData().toInt()))) {
-        stackFiles_ = shots_;
+    const StackRequest request = stackRequest();
+    if (request.files.isEmpty()) {
+        showError(tr("No shots"), tr("Every shot is left out: tick the boxes of the shots to stack."));
+        return;
+    }
+    if (worker_.stack(request)) {
+        pendingStack_ = request;
         setBusy(true);
+        if (request.resume)
+            stageLabel_->setText(
+                tr("Adding %n shot(s) to the last stack...", nullptr, int(request.files.size() - stackFiles_.size())));
     }
 }
 
@@ -420,16 +449,19 @@ void MainWindow::jobFinished(const JobResult& job)
     }
     switch (job.kind) {
     case JobResult::ReadShots:
-        stageLabel_->setText(tr("%n shot(s) opened.", nullptr, int(shots_.size())));
+        stageLabel_->setText(tr("%n shot(s) opened.", nullptr, shotList_->count()));
         if (!readErrors_.isEmpty())
             showError(tr("Some shots cannot be read"), readErrors_.join(QLatin1Char('\n')));
         break;
     case JobResult::Stack:
         if (!job.error.isEmpty()) {
             stageLabel_->setText(tr("Stacking failed."));
-            showError(tr("Stacking failed"), job.error);
+            stackFailed(job);
             break;
         }
+        stackFiles_ = pendingStack_.files;
+        stackMethod_ = pendingStack_.method;
+        stackAlignment_ = pendingStack_.alignment;
         // A new stack starts a new history: the steps before it were on another image.
         undo_.clear();
         depth_ = job.depth;
@@ -483,16 +515,31 @@ void MainWindow::setBusy(bool busy)
 
 VImage MainWindow::selectedShot(QString* name)
 {
-    const int index = std::max(0, shotList_->currentRow());
-    if (index >= shots_.size())
+    const QString file = shotList_->selectedFile();
+    if (file.isEmpty())
         return VImage();
     if (name)
-        *name = QFileInfo(shots_[index]).fileName();
-    if (index != cachedShotIndex_) {
-        cachedShotIndex_ = index;
-        cachedShot_ = VEXA::readImageFile(shots_[index]); // a failure is already shown on its thumbnail
+        *name = QFileInfo(file).fileName();
+    if (file != cachedShotFile_) {
+        cachedShotFile_ = file;
+        cachedShot_ = VEXA::readImageFile(file); // a failure is already shown on its thumbnail
     }
     return cachedShot_;
+}
+
+void MainWindow::stackFailed(const JobResult& job)
+{
+    const QString file = pendingStack_.files.value(job.failedShot);
+    QMessageBox box(QMessageBox::Warning, tr("Stacking failed"), job.error, QMessageBox::Ok, this);
+    QPushButton* leaveOut =
+        file.isEmpty() ? nullptr
+                       : box.addButton(tr("Leave %1 out").arg(QFileInfo(file).fileName()), QMessageBox::ActionRole);
+    box.exec();
+    if (leaveOut && box.clickedButton() == leaveOut) {
+        shotList_->setIncluded(file, false);
+        statusBar()->showMessage(tr("%1 is left out; Stack again to merge the others.").arg(QFileInfo(file).fileName()),
+                                 8000);
+    }
 }
 
 void MainWindow::updateView()
@@ -515,9 +562,10 @@ void MainWindow::updateView()
     } else if (!result_.isEmpty()) {
         viewer_->setImage(resultShown_, tr("Result"));
     } else {
-        viewer_->setPlaceholder(shots_.isEmpty() ? tr("Open shots (File > Open shots or Open folder), or drop image "
-                                                      "files or a folder here.")
-                                                 : tr("This shot cannot be shown."));
+        viewer_->setPlaceholder(shotList_->count() == 0
+                                    ? tr("Open shots (File > Open shots or Open folder), or drop image "
+                                         "files or a folder here.")
+                                    : tr("This shot cannot be shown."));
         viewer_->setImage(displayImage(shot), name);
     }
     sizeLabel_->setText(describeImage(result_.isEmpty() ? shot : result_));

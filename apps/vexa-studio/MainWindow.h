@@ -21,6 +21,7 @@ namespace studio {
 class HistogramWidget;
 class ImageViewer;
 class RetouchPanel;
+class ShotList;
 class ToolsMenu;
 
 // Installs the library's catalogue and the application's for "en" or "ru"; false for another language.
@@ -36,7 +37,8 @@ public:
     // reads their thumbnails on the worker; the result so far stays until a new stack replaces it.
     bool openPaths(const QStringList& paths);
 
-    const QStringList& shots() const { return shots_; }
+    // Every shot opened, in stacking order.
+    QStringList shots() const;
     const VImage& result() const { return result_; }
     const VImage& depthMap() const { return depth_; }
     bool isBusy() const { return worker_.isBusy(); }
@@ -56,6 +58,9 @@ private:
     void openFolderDialog();
     void saveImage(const VImage& image, const QString& title);
     void startStack();
+    StackRequest stackRequest() const;
+    void stackFailed(const JobResult& job);
+    void updateStackButton();
     void startTool(const QString& title, const ToolFunction& tool);
     void thumbnailRead(int index, const QImage& thumbnail, const QString& error);
     void jobFinished(const JobResult& job);
@@ -68,22 +73,25 @@ private:
     void showError(const QString& title, const QString& text);
 
     QUndoStack undo_;
-    QStringList shots_;
     QStringList readErrors_;
     VImage result_, depth_;
-    QStringList stackFiles_;                            // the shots of the last stack started, in its order
+    QStringList stackFiles_; // the shots of the last stack made, in its order
+    VImageBlender::MultifocusMethod stackMethod_ = VImageBlender::MultifocusDepthMap;
+    Alignment stackAlignment_ = VImageBlender::AlignAuto;
     std::shared_ptr<const VImageBlender> stackBlender_; // the last stack's, kept for retouching
     VImageHeader stackFirst_;                           // its first shot's layout, which later shots take
+    StackRequest pendingStack_;                         // the stack the worker is making
     bool preparingShot_ = false; // the worker's job prepares a shot for the brush, which may meanwhile paint
     QImage resultShown_;
     int depthShots_ = 0;
-    int cachedShotIndex_ = -1;
+    QString cachedShotFile_;
+    QStringList thumbnailFiles_; // the files of the thumbnails being read, in the order they come
     VImage cachedShot_;
     QString lastFolder_;
 
     ImageViewer* viewer_ = nullptr;
     HistogramWidget* histogram_ = nullptr;
-    QListWidget* shotList_ = nullptr;
+    ShotList* shotList_ = nullptr;
     QComboBox* methodBox_ = nullptr;
     QComboBox* alignBox_ = nullptr;
     QPushButton* stackButton_ = nullptr;

@@ -131,9 +131,9 @@ bool StackWorker::readShots(const QStringList& files, int thumbnailSize)
     return start([=] { return doReadShots(files, thumbnailSize); });
 }
 
-bool StackWorker::stack(const QStringList& files, VImageBlender::MultifocusMethod method, Alignment alignment)
+bool StackWorker::stack(const StackRequest& request)
 {
-    return start([=] { return doStack(files, method, alignment); });
+    return start([=] { return doStack(request); });
 }
 
 bool StackWorker::runTool(const QString& title, const VImage& source, const ToolFunction& tool)
@@ -199,20 +199,25 @@ JobResult StackWorker::doReadShots(const QStringList& files, int thumbnailSize)
     return result;
 }
 
-JobResult StackWorker::doStack(const QStringList& files, VImageBlender::MultifocusMethod method, Alignment alignment)
+JobResult StackWorker::doStack(const StackRequest& request)
 {
     JobResult result;
     result.kind = JobResult::Stack;
     const LibraryErrors errors;
+    const QStringList& files = request.files;
+    const VImageBlender::MultifocusMethod method = request.method;
     // Kept with the result: its fits give the brush each shot as the merge read it.
-    const auto kept = std::make_shared<VImageBlender>(method, alignment);
+    const auto kept = request.resume ? std::make_shared<VImageBlender>(*request.resume)
+                                     : std::make_shared<VImageBlender>(method, request.alignment);
     VImageBlender& blender = *kept;
     blender.setKeepShotFits(true);
+    const int from = request.resume ? request.resume->count() : 0;
     const int count = int(files.size());
-    VImageHeader first; // for describing a shot unlike it
+    VImageHeader first = request.firstShot; // for describing a shot unlike it
     vexatool::MergeSteps steps;
     steps.shotsEnd = 0.95; // the bar's last twentieth is the merge's final pass
-    steps.read = [&](int i) {
+    steps.read = [&](int j) {
+        const int i = from + j;
         const QString name = QFileInfo(files[i]).fileName();
         stagePrefix_ = tr("shot %1 of %2: ").arg(i + 1).arg(count);
         progress_.report(0, tr("reading %1").arg(name));
@@ -220,12 +225,14 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
         if (!shot.status() || shot.isEmpty()) {
             result.error = tr("%1: %2").arg(name, shot.status() ? tr("cannot bring it to the first shot's layout")
                                                                  : shot.status().reason());
+            result.failedShot = i;
             return VImage();
         }
         result.cancelled = progress_.isCancelled();
         return result.cancelled ? VImage() : shot;
     };
-    steps.added = [&](int i, const VImage& shot, bool added) {
+    steps.added = [&](int j, const VImage& shot, bool added) {
+        const int i = from + j;
         if (!added) {
             result.cancelled = progress_.isCancelled();
             if (!result.cancelled) {
@@ -237,6 +244,7 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
                                  .arg(describeImage(shot), describeImage(first));
                 result.error = tr("%1: %2").arg(QFileInfo(files[i]).fileName(),
                                                 reason.isEmpty() ? tr("the stack cannot take this shot") : reason);
+                result.failedShot = i;
             }
             return false;
         }
@@ -250,7 +258,7 @@ JobResult StackWorker::doStack(const QStringList& files, VImageBlender::Multifoc
         result.image = blender.image();
         result.depth = blender.depthMap();
     };
-    if (!vexatool::mergeShots(blender, count, &progress_, steps))
+    if (!vexatool::mergeShots(blender, count - from, &progress_, steps))
         return result;
     if (result.image.isEmpty()) {
         result.cancelled = progress_.isCancelled();

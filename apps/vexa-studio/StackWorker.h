@@ -22,6 +22,17 @@ using Alignment = VImageBlender::Alignment;
 // A single-image tool: reads the source, writes a new image into *result.
 using ToolFunction = std::function<VStatus(const VImage& source, VImage* result)>;
 
+// A stack to make: its shots in order, how to merge them, and optionally a stack to go on from.
+struct StackRequest {
+    QStringList files;
+    VImageBlender::MultifocusMethod method = VImageBlender::MultifocusDepthMap;
+    Alignment alignment = VImageBlender::AlignAuto;
+    // A stack whose blender merged the first resume->count() of files, the first of layout firstShot: only
+    // the later shots are read and merged, into a copy of it (which a failure or a cancellation drops).
+    std::shared_ptr<const VImageBlender> resume;
+    VImageHeader firstShot;
+};
+
 // What a job hands back. An empty error and cancelled unset mean success.
 struct JobResult {
     enum Kind { ReadShots, Stack, Tool, RetouchSource };
@@ -35,6 +46,7 @@ struct JobResult {
     std::shared_ptr<const VImageBlender> blender;
     VImageHeader firstShot;
     QString error;
+    int failedShot = -1; // the shot (its number in the stack's files) that ended a failed stack
     bool cancelled = false;
 };
 
@@ -63,7 +75,7 @@ public:
     bool isBusy() const { return busy_; }
     // Each starts a job and returns false, doing nothing, while another runs.
     bool readShots(const QStringList& files, int thumbnailSize);
-    bool stack(const QStringList& files, VImageBlender::MultifocusMethod method, Alignment alignment);
+    bool stack(const StackRequest& request);
     bool runTool(const QString& title, const VImage& source, const ToolFunction& tool);
     // Shot `index` of a stack's files as its merge read it (VImageBlender::alignedShot), for the brush.
     bool retouchSource(const QString& file, int index, const std::shared_ptr<const VImageBlender>& blender,
@@ -79,7 +91,7 @@ signals:
 private:
     bool start(std::function<JobResult()> job);
     JobResult doReadShots(const QStringList& files, int thumbnailSize);
-    JobResult doStack(const QStringList& files, VImageBlender::MultifocusMethod method, Alignment alignment);
+    JobResult doStack(const StackRequest& request);
 
     QThread thread_;
     QObject runner_; // lives on thread_: jobs are queued to it

@@ -8,10 +8,6 @@
         <translation>Vexa Studio</translation>
     </message>
     <message>
-        <source>The shots. Select one to see it, or to compare it with the result.</source>
-        <translation>Снимки. Выберите снимок, чтобы посмотреть его или сравнить с результатом.</translation>
-    </message>
-    <message>
         <source>Depth map</source>
         <translation>Карта глубины</translation>
     </message>
@@ -321,6 +317,34 @@
         <source>Shot %1 ready for the brush.</source>
         <translation>Снимок %1 готов для кисти.</translation>
     </message>
+    <message>
+        <source>S&amp;hots</source>
+        <translation>&amp;Снимки</translation>
+    </message>
+    <message>
+        <source>&amp;Stack %1 of %2</source>
+        <translation>&amp;Объединить %1 из %2</translation>
+    </message>
+    <message>
+        <source>Every shot is left out: tick the boxes of the shots to stack.</source>
+        <translation>Все снимки исключены: отметьте снимки, которые нужно объединить.</translation>
+    </message>
+    <message numerus="yes">
+        <source>Adding %n shot(s) to the last stack...</source>
+        <translation>
+            <numerusform>Добавление %n снимка к прошлому объединению...</numerusform>
+            <numerusform>Добавление %n снимков к прошлому объединению...</numerusform>
+            <numerusform>Добавление %n снимков к прошлому объединению...</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Leave %1 out</source>
+        <translation>Исключить %1</translation>
+    </message>
+    <message>
+        <source>%1 is left out; Stack again to merge the others.</source>
+        <translation>%1 исключён; нажмите «Объединить», чтобы объединить остальные.</translation>
+    </message>
 </context>
 <context>
     <name>studio::RetouchPanel</name>
@@ -403,6 +427,33 @@
     <message>
         <source>The brush paints only on the stack&apos;s own result: this result is %1 and the shot %2.</source>
         <translation>Кисть рисует только по результату совмещения: этот результат — %1, а снимок — %2.</translation>
+    </message>
+</context>
+<context>
+    <name>studio::ShotList</name>
+    <message>
+        <source>The shots, in stacking order. Select one to see it, or to compare it with the result; clear its box to leave it out of the stack.</source>
+        <translation>Снимки в порядке объединения. Выберите снимок, чтобы увидеть его или сравнить с результатом; снимите отметку, чтобы исключить его из объединения.</translation>
+    </message>
+    <message>
+        <source>Move &amp;earlier</source>
+        <translation>&amp;Раньше</translation>
+    </message>
+    <message>
+        <source>Move &amp;later</source>
+        <translation>&amp;Позже</translation>
+    </message>
+    <message>
+        <source>Make it the &amp;reference</source>
+        <translation>Сделать &amp;опорным</translation>
+    </message>
+    <message>
+        <source>Move the shot to the front: the first shot is the one the others are aligned and exposed to.</source>
+        <translation>Переместить снимок в начало: по первому снимку выравниваются остальные и подбирается их экспозиция.</translation>
+    </message>
+    <message>
+        <source>Re&amp;move</source>
+        <translation>&amp;Удалить</translation>
     </message>
 </context>
 <context>

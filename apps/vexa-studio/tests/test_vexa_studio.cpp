@@ -10,6 +10,7 @@
 #include <vexa/Vexa.h>
 
 #include <QComboBox>
+#include <QLabel>
 #include <QDropEvent>
 #include <QListWidget>
 #include <QMessageBox>
@@ -70,15 +71,23 @@ bool drop(QWidget* window, const QStringList& paths)
     return enter.isAccepted() && dropped.isAccepted();
 }
 
-// Runs the action and returns the text of the message box it leads to, answering the box.
-QString messageAfter(const std::function<void()>& action)
+// Runs the action and returns the text of the message box it leads to, answering the box (with the button
+// of that text, if one is named).
+QString messageAfter(const std::function<void()>& action, const QString& button = QString())
 {
     QString text;
     QTimer answer;
     QObject::connect(&answer, &QTimer::timeout, [&] {
         if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
             text = box->text();
-            box->accept();
+            QAbstractButton* chosen = nullptr;
+            for (QAbstractButton* b : box->buttons())
+                if (b->text() == button)
+                    chosen = b;
+            if (chosen)
+                chosen->click();
+            else
+                box->accept();
         }
     });
     answer.start(20);
@@ -265,6 +274,59 @@ private slots:
         QCOMPARE(viewer->brushRadius(), 0.0);
     }
 
+    void managedStacksMergeAsTheLibraryDoes()
+    {
+        const QDir small(dir_.filePath("small"));
+        const QStringList files = {small.filePath("shot-1.png"), small.filePath("shot-2.png"),
+                                   small.filePath("shot-3.png")};
+        QVERIFY(drop(window_.get(), files));
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        auto* method = window_->findChild<QComboBox*>("methodBox");
+        method->setCurrentIndex(method->findData(VImageBlender::MultifocusMaxSharpness));
+        auto* align = window_->findChild<QComboBox*>("alignBox");
+        align->setCurrentIndex(align->findData(int(VImageBlender::AlignNone)));
+        auto* list = window_->findChild<QListWidget*>("shotList");
+        auto* stack = window_->findChild<QPushButton*>("stackButton");
+        auto* stage = window_->findChild<QLabel*>("stageLabel");
+        QString said; // what the window says as the stack starts
+        const auto stacked = [&](const QStringList& order) {
+            QTest::mouseClick(stack, Qt::LeftButton);
+            said = stage->text();
+            if (!QTest::qWaitFor([&] { return !window_->isBusy(); }, kWait))
+                return false;
+            VImageBlender blender(VImageBlender::MultifocusMaxSharpness);
+            for (const QString& file : order)
+                if (!blender.addImage(VEXA::readImageFile(file)))
+                    return false;
+            return window_->result().isEqual(blender.image());
+        };
+        const auto select = [&](const QString& file) { list->setCurrentRow(int(window_->shots().indexOf(file))); };
+
+        // Shot 2 left out, then added back after the others: the second stack goes on from the first.
+        list->item(1)->setCheckState(Qt::Unchecked);
+        QCOMPARE(stack->text(), QStringLiteral("&Stack 2 of 3"));
+        QVERIFY(stacked({files[0], files[2]}));
+        select(files[1]);
+        window_->findChild<QAction*>("actionShotLater")->trigger();
+        list->item(2)->setCheckState(Qt::Checked);
+        QCOMPARE(window_->shots(), (QStringList{files[0], files[2], files[1]}));
+        QVERIFY(stacked({files[0], files[2], files[1]}));
+        QVERIFY2(said.startsWith(QLatin1String("Adding 1 shot")), qPrintable(said));
+
+        // Shot 3 made the reference, shot 1 removed.
+        select(files[2]);
+        window_->findChild<QAction*>("actionShotReference")->trigger();
+        QCOMPARE(window_->shots(), (QStringList{files[2], files[0], files[1]}));
+        QVERIFY(stacked({files[2], files[0], files[1]}));
+        QVERIFY2(!said.startsWith(QLatin1String("Adding")), qPrintable(said));
+        select(files[0]);
+        window_->findChild<QAction*>("actionShotRemove")->trigger();
+        QCOMPARE(window_->shots(), (QStringList{files[2], files[1]}));
+        QVERIFY(stacked({files[2], files[1]}));
+        screenshot(window_.get(), "6-managed-stack.png");
+        method->setCurrentIndex(method->findData(VImageBlender::MultifocusDepthMap));
+    }
+
     void cancelKeepsTheResultAndTheWindowResponsive()
     {
         const VImage before = window_->result();
@@ -288,13 +350,13 @@ private slots:
         QTest::keyClick(window_.get(), Qt::Key_1, Qt::ControlModifier);
         QCOMPARE(viewer->scale(), 1.0);
         QVERIFY(window_->isBusy());
-        screenshot(window_.get(), "6-stacking-big.png");
+        screenshot(window_.get(), "7-stacking-big.png");
 
         QTest::mouseClick(window_->findChild<QPushButton*>("cancelButton"), Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
         QVERIFY(window_->result().isEqual(before));
         QCOMPARE(viewer->image(), VEXA::toQImage(before));
-        screenshot(window_.get(), "7-cancelled.png");
+        screenshot(window_.get(), "8-cancelled.png");
     }
 
     void errorsAreShownWithTheirText()
@@ -319,9 +381,14 @@ private slots:
         QVERIFY(QImage(folder + "/a-1.png").scaled(240, 180).save(folder + "/b.png"));
         QVERIFY(drop(window_.get(), {folder + "/a-1.png", folder + "/b.png"}));
         QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
-        const QString refused = messageAfter([&] { QTest::mouseClick(stack, Qt::LeftButton); });
+        const QString refused = messageAfter([&] { QTest::mouseClick(stack, Qt::LeftButton); }, "Leave b.png out");
         QVERIFY2(refused.startsWith("b.png: ") && refused.contains(QStringLiteral("240 × 180")), qPrintable(refused));
         QVERIFY(window_->result().isEqual(before));
+        // Its button left the refused shot out: the stack goes on without it.
+        QCOMPARE(stack->text(), QStringLiteral("&Stack 1 of 2"));
+        QTest::mouseClick(stack, Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        QCOMPARE(window_->result().size(), QSize(480, 360));
     }
 
     void russianInterface()
@@ -334,7 +401,7 @@ private slots:
         QVERIFY(QCoreApplication::translate("QObject", "Operation cancelled") != QLatin1String("Operation cancelled"));
         russian.show();
         QVERIFY(QTest::qWaitForWindowExposed(&russian));
-        screenshot(&russian, "8-russian.png");
+        screenshot(&russian, "9-russian.png");
     }
 
 private:
