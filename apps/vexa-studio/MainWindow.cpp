@@ -5,11 +5,11 @@
 
 #include <vexa/imp/image_files.h>
 
+#include "BatchDialog.h"
 #include "ImageViewer.h"
 #include "RetouchPanel.h"
 #include "ShotList.h"
 #include "Tools.h"
-#include "natural_order.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -23,6 +23,7 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QImageReader>
+#include <QInputDialog>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenuBar>
@@ -45,26 +46,6 @@ namespace studio {
 namespace {
 
 constexpr int kThumbnailSize = 112;
-
-// The image files among paths, folders replaced by the images they hold, in natural order of names.
-QStringList imageFiles(const QStringList& paths)
-{
-    QStringList files;
-    for (const QString& path : paths) {
-        const QFileInfo info(path);
-        if (info.isDir()) {
-            const QDir dir(path);
-            for (const QString& name : dir.entryList(QDir::Files | QDir::Readable))
-                if (VImage::canLoad(dir.filePath(name)))
-                    files << dir.filePath(name);
-        } else if (info.isFile() && VImage::canLoad(path)) {
-            files << info.filePath();
-        }
-    }
-    std::sort(files.begin(), files.end(), vexatool::naturalLess);
-    files.removeDuplicates();
-    return files;
-}
 
 } // namespace
 
@@ -261,14 +242,22 @@ void MainWindow::createActions()
     connect(openFolder, &QAction::triggered, this, &MainWindow::openFolderDialog);
     QAction* save = make(tr("&Save result..."), "actionSave", QKeySequence::Save);
     save->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
-    connect(save, &QAction::triggered, this, [this] { saveImage(result_, tr("Save result")); });
+    connect(save, &QAction::triggered, this, [this] {
+        // Named after the stack's folder, where there is one.
+        const QString folder = stackFiles_.isEmpty() ? QString() : QFileInfo(stackFiles_.first()).dir().dirName();
+        saveImage(result_, tr("Save result"), folder.isEmpty() ? tr("result") : folder + QStringLiteral("-stacked"));
+    });
     QAction* saveDepth = make(tr("Save &depth map..."), "actionSaveDepth");
-    connect(saveDepth, &QAction::triggered, this, [this] { saveImage(depth_, tr("Save depth map")); });
+    connect(saveDepth, &QAction::triggered, this, [this] { saveImage(depth_, tr("Save depth map"), tr("depth-map")); });
+    QAction* batch = make(tr("&Batch stacking..."), "actionBatch", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_B));
+    connect(batch, &QAction::triggered, this, &MainWindow::openBatch);
     QAction* quit = make(tr("&Quit"), "actionQuit", QKeySequence::Quit);
     connect(quit, &QAction::triggered, this, &QWidget::close);
     file->addActions({openShots, openFolder});
     file->addSeparator();
     file->addActions({save, saveDepth});
+    file->addSeparator();
+    file->addAction(batch);
     file->addSeparator();
     file->addAction(quit);
     idleOnly_ << openShots << openFolder << save << saveDepth << shotList_->actions();
@@ -472,6 +461,15 @@ void MainWindow::jobFinished(const JobResult& job)
         retouch_->setStack(job.blender, stackFiles_, job.depth);
         stageLabel_->setText(tr("%n shot(s) stacked.", nullptr, job.shots));
         break;
+    case JobResult::Save:
+        if (!job.error.isEmpty()) {
+            showError(tr("Cannot save %1").arg(job.title), job.error);
+            break;
+        }
+        stageLabel_->setText(tr("Saved %1.").arg(job.title));
+        statusBar()->showMessage(
+            job.warning.isEmpty() ? tr("Saved %1").arg(QDir::toNativeSeparators(job.saved)) : job.warning, 8000);
+        break;
     case JobResult::RetouchSource:
         retouch_->sourceReady(job.shots, job.image, job.error);
         stageLabel_->setText(job.error.isEmpty() ? tr("Shot %1 ready for the brush.").arg(job.shots + 1) : job.error);
@@ -577,27 +575,71 @@ void MainWindow::updateHistogram()
     histogram_->setImage(shown.isNull() ? QImage() : shown.copy(viewer_->visibleRect()));
 }
 
-void MainWindow::saveImage(const VImage& image, const QString& title)
+void MainWindow::saveImage(const VImage& image, const QString& title, const QString& suggestedName)
 {
     if (image.isEmpty()) {
         showError(title, tr("There is nothing to save yet."));
         return;
     }
-    QString name = QFileDialog::getSaveFileName(this, title, lastFolder_,
-                                                tr("PNG image (*.png);;TIFF image (*.tif *.tiff);;JPEG image (*.jpg);;"
-                                                   "All files (*)"));
+    const QString folder = lastSaveFolder_.isEmpty() ? lastFolder_ : lastSaveFolder_;
+    QString name =
+        QFileDialog::getSaveFileName(this, title, QDir(folder).filePath(suggestedName + QStringLiteral(".png")),
+                                     tr("PNG image (*.png);;TIFF image (*.tif *.tiff);;JPEG image (*.jpg);;"
+                                        "All files (*)"));
     if (name.isEmpty())
         return;
     if (QFileInfo(name).suffix().isEmpty())
         name += QStringLiteral(".png");
-    const LibraryErrors errors;
-    const VStatus saved = VEXA::writeImageFile(image, name); // 16-bit results stay 16-bit in PNG and TIFF
-    if (!saved) {
-        const QString reason = saved.reason().isEmpty() ? errors.first() : saved.reason();
-        showError(tr("Cannot save %1").arg(QDir::toNativeSeparators(name)), reason);
-        return;
+    const QString suffix = QFileInfo(name).suffix().toLower();
+    if (suffix == QLatin1String("jpg") || suffix == QLatin1String("jpeg")) {
+        bool ok = false;
+        const int quality = QInputDialog::getInt(this, title, tr("JPEG quality (0 to 100):"), saveSettings_.jpegQuality,
+                                                 0, 100, 1, &ok);
+        if (!ok)
+            return;
+        saveSettings_.jpegQuality = quality;
     }
-    statusBar()->showMessage(tr("Saved %1").arg(QDir::toNativeSeparators(name)), 5000);
+    lastSaveFolder_ = QFileInfo(name).absolutePath();
+    saveAs(image, name);
+}
+
+bool MainWindow::saveAs(const VImage& image, const QString& file)
+{
+    SaveSettings settings = saveSettings_;
+    // The result carries the first shot's EXIF and colour profile; a depth map or a tool's image of a
+    // single shot has no stack to take them from.
+    settings.metadataFrom = image.isEqual(result_) ? stackFiles_.value(0) : QString();
+    if (!worker_.save(image, file, settings))
+        return false;
+    setBusy(true);
+    return true;
+}
+
+void MainWindow::openBatch()
+{
+    if (!batch_) {
+        batch_ = new BatchDialog(
+            [this] {
+                StackRequest request;
+                request.method = VImageBlender::MultifocusMethod(methodBox_->currentData().toInt());
+                request.alignment = Alignment(alignBox_->currentData().toInt());
+                request.saving = saveSettings_;
+                return request;
+            },
+            this);
+        for (QComboBox* box : {methodBox_, alignBox_})
+            connect(box, qOverload<int>(&QComboBox::currentIndexChanged), batch_,
+                    [this] { batch_->setSettingsText(settingsText()); });
+    }
+    batch_->setSettingsText(settingsText());
+    batch_->show();
+    batch_->raise();
+}
+
+QString MainWindow::settingsText() const
+{
+    return tr("Each folder is stacked with the settings of the Shots panel: %1, alignment %2.")
+        .arg(methodBox_->currentText(), alignBox_->currentText().toLower());
 }
 
 void MainWindow::showError(const QString& title, const QString& text)

@@ -20,6 +20,7 @@ namespace studio {
 
 class HistogramWidget;
 class ImageViewer;
+class BatchDialog;
 class RetouchPanel;
 class ShotList;
 class ToolsMenu;
@@ -43,6 +44,11 @@ public:
     const VImage& depthMap() const { return depth_; }
     bool isBusy() const { return worker_.isBusy(); }
     RetouchPanel* retouchPanel() const { return retouch_; }
+    BatchDialog* batchDialog() const { return batch_; }
+    // Writes an image on the worker, with the first shot's metadata when it is the result; false while
+    // other work runs. The outcome is shown as a message.
+    bool saveAs(const VImage& image, const QString& file);
+    SaveSettings& saveSettings() { return saveSettings_; }
     // The histogram follows the view a moment after it changes, once the view has settled: true until then.
     bool isHistogramPending() const { return histogramTimer_.isActive(); }
 
@@ -56,7 +62,9 @@ private:
     void createPanels();
     void openShotsDialog();
     void openFolderDialog();
-    void saveImage(const VImage& image, const QString& title);
+    void saveImage(const VImage& image, const QString& title, const QString& suggestedName);
+    void openBatch();
+    QString settingsText() const;
     void startStack();
     StackRequest stackRequest() const;
     void stackFailed(const JobResult& job);
@@ -88,6 +96,9 @@ private:
     QStringList thumbnailFiles_; // the files of the thumbnails being read, in the order they come
     VImage cachedShot_;
     QString lastFolder_;
+    QString lastSaveFolder_;
+    SaveSettings saveSettings_;
+    BatchDialog* batch_ = nullptr;
 
     ImageViewer* viewer_ = nullptr;
     HistogramWidget* histogram_ = nullptr;

@@ -3,10 +3,13 @@
 #include <vexa/imp/image_files.h>
 #include <vexa/imp/qimage_support.h>
 
+#include "natural_order.h"
 #include "stacking.h"
 
+#include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <thread>
 
 namespace studio {
@@ -30,6 +33,25 @@ VImage readShot(const QString& file, VImageBlender::MultifocusMethod method, con
 }
 
 } // namespace
+
+QStringList imageFiles(const QStringList& paths)
+{
+    QStringList files;
+    for (const QString& path : paths) {
+        const QFileInfo info(path);
+        if (info.isDir()) {
+            const QDir dir(path);
+            for (const QString& name : dir.entryList(QDir::Files | QDir::Readable))
+                if (VImage::canLoad(dir.filePath(name)))
+                    files << dir.filePath(name);
+        } else if (info.isFile() && VImage::canLoad(path)) {
+            files << info.filePath();
+        }
+    }
+    std::sort(files.begin(), files.end(), vexatool::naturalLess);
+    files.removeDuplicates();
+    return files;
+}
 
 LibraryErrors::LibraryErrors() : texts_(std::make_shared<QStringList>())
 {
@@ -153,6 +175,21 @@ bool StackWorker::runTool(const QString& title, const VImage& source, const Tool
     });
 }
 
+bool StackWorker::save(const VImage& image, const QString& file, const SaveSettings& settings)
+{
+    return start([=] {
+        JobResult result;
+        result.kind = JobResult::Save;
+        result.title = QFileInfo(file).fileName();
+        progress_.report(0, tr("writing %1").arg(result.title));
+        result.error = saveImageFile(image, file, settings, &result.warning);
+        result.cancelled = !result.error.isEmpty() && progress_.isCancelled();
+        if (result.error.isEmpty())
+            result.saved = file;
+        return result;
+    });
+}
+
 bool StackWorker::retouchSource(const QString& file, int index, const std::shared_ptr<const VImageBlender>& blender,
                                 const VImageHeader& firstShot)
 {
@@ -267,9 +304,22 @@ JobResult StackWorker::doStack(const StackRequest& request)
         result.depth = VImage();
     }
     result.shots = blender.count();
-    if (!result.image.isEmpty()) {
+    if (result.image.isEmpty())
+        return result;
+    if (request.keepForRetouch) {
         result.blender = kept;
         result.firstShot = first;
+    }
+    if (!request.saveTo.isEmpty()) {
+        progress_.report(0.97, tr("writing %1").arg(QFileInfo(request.saveTo).fileName()));
+        SaveSettings saving = request.saving;
+        saving.metadataFrom = files.value(0);
+        const QString failed = saveImageFile(result.image, request.saveTo, saving, &result.warning);
+        result.cancelled = !failed.isEmpty() && progress_.isCancelled();
+        if (!failed.isEmpty())
+            result.error = tr("%1: cannot write it: %2").arg(QFileInfo(request.saveTo).fileName(), failed);
+        else
+            result.saved = request.saveTo;
     }
     return result;
 }

@@ -7,6 +7,8 @@
 #include <vexa/imp/VImageBlender.h>
 #include <vexa/imp/VProgress.h>
 
+#include "Saving.h"
+
 #include <QImage>
 #include <QObject>
 #include <QStringList>
@@ -31,11 +33,15 @@ struct StackRequest {
     // the later shots are read and merged, into a copy of it (which a failure or a cancellation drops).
     std::shared_ptr<const VImageBlender> resume;
     VImageHeader firstShot;
+    bool keepForRetouch = true; // the result carries the blender (with every shot's fit) for the brush
+    // Where the result is written once merged (a batch's), with the first shot's metadata; empty for none.
+    QString saveTo;
+    SaveSettings saving;
 };
 
 // What a job hands back. An empty error and cancelled unset mean success.
 struct JobResult {
-    enum Kind { ReadShots, Stack, Tool, RetouchSource };
+    enum Kind { ReadShots, Stack, Tool, RetouchSource, Save };
     Kind kind = Stack;
     QString title; // a tool's name, for the undo history
     VImage source; // a tool's input
@@ -46,6 +52,8 @@ struct JobResult {
     std::shared_ptr<const VImageBlender> blender;
     VImageHeader firstShot;
     QString error;
+    QString saved;       // the file written (a save, or a stack that was to be saved)
+    QString warning;     // what went wrong short of a failure (metadata not carried)
     int failedShot = -1; // the shot (its number in the stack's files) that ended a failed stack
     bool cancelled = false;
 };
@@ -77,6 +85,8 @@ public:
     bool readShots(const QStringList& files, int thumbnailSize);
     bool stack(const StackRequest& request);
     bool runTool(const QString& title, const VImage& source, const ToolFunction& tool);
+    // Writes an image (see saveImageFile).
+    bool save(const VImage& image, const QString& file, const SaveSettings& settings);
     // Shot `index` of a stack's files as its merge read it (VImageBlender::alignedShot), for the brush.
     bool retouchSource(const QString& file, int index, const std::shared_ptr<const VImageBlender>& blender,
                        const VImageHeader& firstShot);
@@ -100,6 +110,9 @@ private:
     QString stagePrefix_;   // which shot the library's stage texts are about; worker thread only
     bool busy_ = false;     // touched on the window's thread only
 };
+
+// The image files among paths, folders replaced by the images they hold, in natural order of names.
+QStringList imageFiles(const QStringList& paths);
 
 // The image as the screen shows it: 8-bit images as they are, others brought to 8 bits; null when the
 // library has no displayable form of it.

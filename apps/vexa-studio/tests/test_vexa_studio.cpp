@@ -3,6 +3,7 @@
 // long stack cancelled with the Cancel button. Screenshots go to VEXA_STUDIO_SCREENSHOTS for a person to
 // look at.
 #include "ImageViewer.h"
+#include "BatchDialog.h"
 #include "MainWindow.h"
 #include "RetouchPanel.h"
 #include "focus_series.h"
@@ -95,10 +96,11 @@ QString messageAfter(const std::function<void()>& action, const QString& button 
     return QTest::qWaitFor([&] { return !text.isEmpty(); }, kWait) ? text : QString();
 }
 
-void screenshot(MainWindow* window, const char* name)
+void screenshot(QWidget* window, const char* name)
 {
     QCoreApplication::processEvents(); // changes of the view still queued start the histogram's wait
-    QTRY_VERIFY_WITH_TIMEOUT(!window->isHistogramPending(), kWait);
+    if (auto* main = qobject_cast<MainWindow*>(window))
+        QTRY_VERIFY_WITH_TIMEOUT(!main->isHistogramPending(), kWait);
     QDir().mkpath(QStringLiteral(VEXA_STUDIO_SCREENSHOTS));
     QVERIFY(window->grab().save(QDir(QStringLiteral(VEXA_STUDIO_SCREENSHOTS)).filePath(QLatin1String(name))));
 }
@@ -327,6 +329,51 @@ private slots:
         method->setCurrentIndex(method->findData(VImageBlender::MultifocusDepthMap));
     }
 
+    void batchWritesEachStackAndGoesOnAfterACancel()
+    {
+        const QDir root(dir_.filePath("batch"));
+        QVERIFY(renderSeries(root.filePath("a"), cv::Size(160, 120), 3, cv::Size(), "png").size() == 3);
+        QVERIFY(renderSeries(root.filePath("b"), cv::Size(200, 150), 3, cv::Size(), "png").size() == 3);
+        QVERIFY(renderSeries(root.filePath("c"), cv::Size(480, 360), 6, cv::Size(2400, 1800), "jpg").size() == 6);
+        auto* align = window_->findChild<QComboBox*>("alignBox");
+        align->setCurrentIndex(align->findData(int(VImageBlender::AlignAuto)));
+        window_->findChild<QAction*>("actionBatch")->trigger();
+        BatchDialog* batch = window_->batchDialog();
+        QVERIFY(batch && batch->isVisible());
+        batch->addFolders({root.filePath("a"), root.filePath("b")});
+        QTest::mouseClick(batch->findChild<QPushButton*>("batchStart"), Qt::LeftButton);
+        QVERIFY(batch->isRunning());
+        QTRY_VERIFY_WITH_TIMEOUT(!batch->isRunning(), kWait);
+        for (int row = 0; row < 2; ++row) {
+            QCOMPARE(batch->state(row), BatchDialog::Done);
+            const QString folder = root.filePath(row == 0 ? "a" : "b");
+            QCOMPARE(batch->result(row), folder + "-stacked.png");
+            VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto);
+            for (const QString& file : imageFiles({folder}))
+                QVERIFY(blender.addImage(VEXA::readImageFile(file)));
+            const VImage written = VEXA::readImageFile(batch->result(row));
+            QVERIFY(written.convert(VEXA::BGR, VEXA::Channel8u)
+                        .isEqual(blender.image().convert(VEXA::BGR, VEXA::Channel8u)));
+        }
+
+        // A long stack cancelled leaves nothing written; Start goes on with it.
+        batch->addFolders({root.filePath("c")});
+        batch->start();
+        QTRY_VERIFY_WITH_TIMEOUT(batch->state(2) == BatchDialog::Running, kWait);
+        screenshot(batch, "7-batch-running.png");
+        QTest::mouseClick(batch->findChild<QPushButton*>("batchCancel"), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(!batch->isRunning(), kWait);
+        QCOMPARE(batch->state(2), BatchDialog::Cancelled);
+        QVERIFY(!QFileInfo::exists(root.filePath("c-stacked.png")));
+        batch->start();
+        QTRY_VERIFY_WITH_TIMEOUT(!batch->isRunning(), kWait);
+        QCOMPARE(batch->state(2), BatchDialog::Done);
+        QCOMPARE(VEXA::readImageFile(batch->result(2)).size(), QSize(2400, 1800));
+        QCOMPARE(batch->state(0), BatchDialog::Done); // done once, not again
+        screenshot(batch, "8-batch-done.png");
+        batch->hide();
+    }
+
     void cancelKeepsTheResultAndTheWindowResponsive()
     {
         const VImage before = window_->result();
@@ -350,13 +397,13 @@ private slots:
         QTest::keyClick(window_.get(), Qt::Key_1, Qt::ControlModifier);
         QCOMPARE(viewer->scale(), 1.0);
         QVERIFY(window_->isBusy());
-        screenshot(window_.get(), "7-stacking-big.png");
+        screenshot(window_.get(), "9-stacking-big.png");
 
         QTest::mouseClick(window_->findChild<QPushButton*>("cancelButton"), Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
         QVERIFY(window_->result().isEqual(before));
         QCOMPARE(viewer->image(), VEXA::toQImage(before));
-        screenshot(window_.get(), "8-cancelled.png");
+        screenshot(window_.get(), "10-cancelled.png");
     }
 
     void errorsAreShownWithTheirText()
@@ -401,7 +448,7 @@ private slots:
         QVERIFY(QCoreApplication::translate("QObject", "Operation cancelled") != QLatin1String("Operation cancelled"));
         russian.show();
         QVERIFY(QTest::qWaitForWindowExposed(&russian));
-        screenshot(&russian, "9-russian.png");
+        screenshot(&russian, "11-russian.png");
     }
 
 private:

@@ -1,0 +1,34 @@
+#include "Saving.h"
+
+#include <vexa/imp/file_metadata.h>
+#include <vexa/imp/image_files.h>
+
+namespace studio {
+
+QString saveImageFile(const VImage& image, const QString& file, const SaveSettings& settings, QString* warning)
+{
+    VEXA::FileMetadata metadata;
+    if (!settings.metadataFrom.isEmpty())
+        metadata = VEXA::readFileMetadata(settings.metadataFrom);
+    VEXA::FileWriteOptions options;
+    options.quality = settings.jpegQuality;
+    options.compression = settings.tiffCompressed ? 1 : 0;
+    if (file.endsWith(QLatin1String(".png"), Qt::CaseInsensitive))
+        options.compression = -1; // PNG's own fast default
+    options.iccProfile = metadata.iccProfile;
+    const VStatus written = VEXA::writeImageFile(image, file, options);
+    if (!written)
+        return written.reason().isEmpty() ? QObject::tr("the library gave no reason") : written.reason();
+    // The EXIF block, and a profile the writer could not embed, go in by rewriting the file.
+    const bool afterwards =
+        !metadata.exif.isEmpty() || (!metadata.iccProfile.isEmpty() && !VEXA::embedsProfile(file, metadata.iccProfile));
+    if (afterwards && VEXA::holdsMetadata(file)) {
+        // The shots were read upright, so the result's pixels are upright already.
+        const VStatus kept = VEXA::writeFileMetadata(file, metadata, true);
+        if (!kept && warning)
+            *warning = QObject::tr("The first shot's metadata could not be kept: %1").arg(kept.reason());
+    }
+    return QString();
+}
+
+} // namespace studio
