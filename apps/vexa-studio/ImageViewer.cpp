@@ -123,12 +123,64 @@ void ImageViewer::patchImage(const QImage& patch, QPoint at)
         QRectF(origin_ + QPointF(at) * scale_, QSizeF(patch.size()) * scale_).toAlignedRect().adjusted(-2, -2, 2, 2));
 }
 
+void ImageViewer::setCropMode(bool on)
+{
+    cropping_ = on;
+    crop_ = QRect();
+    if (on)
+        setCursor(Qt::CrossCursor);
+    else if (brushRadius_ <= 0)
+        unsetCursor();
+    update();
+    emit cropChanged(crop_);
+}
+
+void ImageViewer::setCropRatio(double ratio)
+{
+    cropRatio_ = std::max(0.0, ratio);
+    if (crop_.isEmpty())
+        return;
+    // The rectangle keeps its corner and its width where it can, its height following the ratio.
+    cropStart_ = crop_.topLeft();
+    dragCropTo(QPointF(crop_.right() + 1, crop_.bottom() + 1));
+}
+
+void ImageViewer::setCropRect(const QRect& rect)
+{
+    crop_ = rect.intersected(image_.rect());
+    update();
+    emit cropChanged(crop_);
+}
+
+void ImageViewer::dragCropTo(QPointF imagePoint)
+{
+    const QPointF end(std::clamp(imagePoint.x(), 0.0, double(image_.width())),
+                      std::clamp(imagePoint.y(), 0.0, double(image_.height())));
+    double w = end.x() - cropStart_.x(), h = end.y() - cropStart_.y();
+    if (cropRatio_ > 0 && w != 0 && h != 0) {
+        // The smaller side of the two the ratio allows: the rectangle stays inside the image.
+        if (std::abs(w) / std::abs(h) > cropRatio_)
+            w = std::copysign(std::abs(h) * cropRatio_, w);
+        else
+            h = std::copysign(std::abs(w) / cropRatio_, h);
+    }
+    const QRectF rect = QRectF(cropStart_, QSizeF(w, h)).normalized();
+    setCropRect(QRect(QPoint(int(std::lround(rect.left())), int(std::lround(rect.top()))),
+                      QPoint(int(std::lround(rect.right())) - 1, int(std::lround(rect.bottom())) - 1)));
+}
+
 void ImageViewer::mousePressEvent(QMouseEvent* event)
 {
-    const bool paint = brushRadius_ > 0 && event->button() == Qt::LeftButton && !image_.isNull();
-    const bool pan = event->button() == Qt::MiddleButton || (event->button() == Qt::LeftButton && !paint);
-    if (!paint && !pan)
+    const bool left = event->button() == Qt::LeftButton && !image_.isNull();
+    const bool paint = brushRadius_ > 0 && left, crop = cropping_ && left;
+    const bool pan = event->button() == Qt::MiddleButton || (event->button() == Qt::LeftButton && !paint && !crop);
+    if (!paint && !crop && !pan)
         return;
+    if (crop) {
+        drag_ = Drag::Crop;
+        cropStart_ = toImage(event->position());
+        return;
+    }
     drag_ = paint ? Drag::Paint : nearDivider(event->position()) ? Drag::Divider : Drag::Pan;
     dragStart_ = event->position();
     originAtStart_ = origin_;
@@ -146,7 +198,9 @@ void ImageViewer::mouseMoveEvent(QMouseEvent* event)
         cursor_ = event->position();
         update(QRectF(cursor_ - QPointF(r, r), QSizeF(2 * r, 2 * r)).toAlignedRect());
     }
-    if (drag_ == Drag::Paint) {
+    if (drag_ == Drag::Crop) {
+        dragCropTo(toImage(event->position()));
+    } else if (drag_ == Drag::Paint) {
         emit brushMoved(toImage(event->position()));
     } else if (drag_ == Drag::Divider) {
         split_ = std::clamp(event->position().x() / std::max(1, width()), 0.0, 1.0);
@@ -156,7 +210,7 @@ void ImageViewer::mouseMoveEvent(QMouseEvent* event)
         fit_ = false;
         update();
         emit viewChanged();
-    } else if (brushRadius_ <= 0) {
+    } else if (brushRadius_ <= 0 && !cropping_) {
         setCursor(nearDivider(event->position()) ? Qt::SplitHCursor : Qt::OpenHandCursor);
     }
 }
@@ -165,7 +219,7 @@ void ImageViewer::mouseReleaseEvent(QMouseEvent*)
 {
     const bool painting = drag_ == Drag::Paint;
     drag_ = Drag::None;
-    if (brushRadius_ > 0)
+    if (brushRadius_ > 0 || cropping_)
         setCursor(Qt::CrossCursor);
     else
         unsetCursor();
@@ -206,6 +260,7 @@ void ImageViewer::paintEvent(QPaintEvent*)
     if (!isSplit()) {
         painter.drawImage(target, image_);
         drawLabel(painter, label_, true);
+        drawCrop(painter);
         drawBrush(painter);
         return;
     }
@@ -224,7 +279,27 @@ void ImageViewer::paintEvent(QPaintEvent*)
     painter.drawEllipse(QPointF(x, height() / 2.0), 7, 7);
     drawLabel(painter, beforeLabel_, true);
     drawLabel(painter, label_, false);
+    drawCrop(painter);
     drawBrush(painter);
+}
+
+void ImageViewer::drawCrop(QPainter& painter)
+{
+    if (!cropping_ || crop_.isEmpty())
+        return;
+    const QRectF inside(toWidget(crop_.topLeft()), QSizeF(crop_.size()) * scale_);
+    QPainterPath outside;
+    outside.addRect(QRectF(toWidget(QPointF(0, 0)), QSizeF(image_.size()) * scale_));
+    outside.addRect(inside);
+    painter.fillPath(outside, QColor(0, 0, 0, 150)); // odd-even fill: all but the rectangle
+    painter.setPen(QPen(Qt::white, 1, Qt::DashLine));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRect(inside);
+    const QString size = QStringLiteral("%1 × %2").arg(crop_.width()).arg(crop_.height());
+    const QFontMetrics metrics(painter.font());
+    const QRectF box(inside.left(), inside.bottom() + 4, metrics.horizontalAdvance(size) + 12, metrics.height() + 6);
+    painter.fillRect(box, QColor(0, 0, 0, 170));
+    painter.drawText(box, Qt::AlignCenter, size);
 }
 
 void ImageViewer::drawBrush(QPainter& painter)

@@ -35,6 +35,13 @@ public:
     void patchImage(const QImage& patch, QPoint at);
     QPointF toImage(QPointF widgetPoint) const { return (widgetPoint - origin_) / scale_; }
     QPointF toWidget(QPointF imagePoint) const { return origin_ + imagePoint * scale_; }
+    // Crop mode: the left button drags a rectangle, kept to `ratio` (width over height) when that is over
+    // 0, and the image outside it is dimmed; the middle button pans.
+    void setCropMode(bool on);
+    void setCropRatio(double ratio);
+    // In image pixels, inside the image; empty for none.
+    QRect cropRect() const { return crop_; }
+    void setCropRect(const QRect& rect);
 
 public slots:
     void zoomToFit();
@@ -46,6 +53,7 @@ signals:
     void brushPressed(QPointF imagePoint);
     void brushMoved(QPointF imagePoint);
     void brushReleased();
+    void cropChanged(const QRect& rect);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -60,6 +68,8 @@ private:
     void placeToFit();
     void drawLabel(QPainter& painter, const QString& text, bool left);
     void drawBrush(QPainter& painter);
+    void drawCrop(QPainter& painter);
+    void dragCropTo(QPointF imagePoint);
     double dividerX() const { return split_ * width(); }
     bool nearDivider(const QPointF& position) const;
 
@@ -69,7 +79,11 @@ private:
     QPointF origin_;  // where the image's top-left corner lies in the widget
     bool fit_ = true; // refit on resize and on a new image size
     double split_ = 0.5;
-    enum class Drag { None, Pan, Divider, Paint } drag_ = Drag::None;
+    enum class Drag { None, Pan, Divider, Paint, Crop } drag_ = Drag::None;
+    bool cropping_ = false;
+    double cropRatio_ = 0;
+    QRect crop_;
+    QPointF cropStart_;
     double brushRadius_ = 0;
     QPointF cursor_{-1, -1}; // where the brush's outline is drawn; off the widget when outside
     QPointF dragStart_, originAtStart_;

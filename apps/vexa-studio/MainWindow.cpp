@@ -3,6 +3,7 @@
 // what the actions do lives in Tools and the shared stacking code.
 #include "MainWindow.h"
 
+#include <vexa/gen/gen_copy_image.h>
 #include <vexa/imp/image_files.h>
 
 #include "BatchDialog.h"
@@ -113,6 +114,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
             updateView();
         }
     });
+    connect(depthAction_, &QAction::triggered, cropAction_, [this] { cropAction_->setChecked(false); });
     connect(depthAction_, &QAction::triggered, retouch_->brushAction(),
             [this] { retouch_->brushAction()->setChecked(false); });
     connect(&worker_, &StackWorker::finished, this, &MainWindow::jobFinished);
@@ -272,6 +274,27 @@ void MainWindow::createActions()
     edit->addActions({undoAction_, redoAction_});
     edit->addSeparator();
     edit->addAction(retouch_->brushAction());
+    cropAction_ = make(tr("&Crop"), "actionCrop", QKeySequence(Qt::Key_C));
+    cropAction_->setCheckable(true);
+    cropAction_->setToolTip(tr("Crop the result: drag a rectangle, free or at a fixed ratio, then press Enter (C)."));
+    edit->addAction(cropAction_);
+    idleOnly_ << cropAction_;
+    // Cropping and the brush both take the left button over the result, which the view then shows.
+    connect(cropAction_, &QAction::toggled, this, [this](bool on) {
+        if (on) {
+            retouch_->brushAction()->setChecked(false);
+            if (!resultAction_->isChecked() && !splitAction_->isChecked()) {
+                resultAction_->setChecked(true);
+                updateView();
+            }
+        }
+        viewer_->setCropMode(on);
+        cropBar_->setVisible(on);
+    });
+    connect(retouch_->brushAction(), &QAction::toggled, cropAction_, [this](bool on) {
+        if (on)
+            cropAction_->setChecked(false);
+    });
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     viewModes_ = new QActionGroup(this);
@@ -315,6 +338,65 @@ void MainWindow::createActions()
     bar->addActions({undoAction_, redoAction_});
     bar->addSeparator();
     bar->addAction(retouch_->brushAction());
+    bar->addAction(cropAction_);
+    createCropBar();
+}
+
+void MainWindow::createCropBar()
+{
+    cropBar_ = new QToolBar(tr("Crop"), this);
+    cropBar_->setObjectName(QStringLiteral("cropBar"));
+    cropRatioBox_ = new QComboBox;
+    cropRatioBox_->setObjectName(QStringLiteral("cropRatioBox"));
+    cropRatioBox_->addItem(tr("Free"), 0.0);
+    cropRatioBox_->addItem(tr("As the image"), -1.0);
+    for (const auto& [w, h] : {std::pair{1, 1}, {3, 2}, {2, 3}, {4, 3}, {3, 4}, {16, 9}, {9, 16}})
+        cropRatioBox_->addItem(QStringLiteral("%1:%2").arg(w).arg(h), double(w) / h);
+    connect(cropRatioBox_, qOverload<int>(&QComboBox::currentIndexChanged), this, [this] {
+        const double ratio = cropRatioBox_->currentData().toDouble();
+        const QSize size = viewer_->image().size();
+        viewer_->setCropRatio(ratio < 0 && !size.isEmpty() ? double(size.width()) / size.height() : ratio);
+    });
+    cropSizeLabel_ = new QLabel;
+    connect(viewer_, &ImageViewer::cropChanged, this, [this](const QRect& rect) {
+        cropSizeLabel_->setText(
+            rect.isEmpty()
+                ? tr("Drag a rectangle over the image.")
+                : tr("%1 × %2 at (%3, %4)").arg(rect.width()).arg(rect.height()).arg(rect.x()).arg(rect.y()));
+    });
+    auto* apply = new QAction(tr("Apply crop"), this);
+    apply->setObjectName(QStringLiteral("actionApplyCrop"));
+    apply->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
+    connect(apply, &QAction::triggered, this, &MainWindow::applyCrop);
+    auto* cancel = new QAction(tr("Cancel"), this);
+    cancel->setShortcut(QKeySequence(Qt::Key_Escape));
+    connect(cancel, &QAction::triggered, cropAction_, [this] { cropAction_->setChecked(false); });
+    cropBar_->addWidget(new QLabel(tr("Ratio:")));
+    cropBar_->addWidget(cropRatioBox_);
+    cropBar_->addAction(apply);
+    cropBar_->addAction(cancel);
+    cropBar_->addWidget(cropSizeLabel_);
+    addToolBar(Qt::TopToolBarArea, cropBar_);
+    insertToolBarBreak(cropBar_);
+    cropBar_->hide();
+}
+
+void MainWindow::applyCrop()
+{
+    const QRect rect = viewer_->cropRect();
+    if (rect.isEmpty()) {
+        statusBar()->showMessage(tr("Drag a rectangle over the image first."), 5000);
+        return;
+    }
+    cropAction_->setChecked(false);
+    startTool(tr("Crop"), [rect](const VImage& source, VImage* result) {
+        result->create(rect.width(), rect.height(), source.format(), source.channelType(), source.origin(),
+                       source.rowsAlignment());
+        if (result->isEmpty())
+            return result->status();
+        return VEXA::copyImageUsingRois(source, result, {rect.x(), rect.y(), rect.width(), rect.height()},
+                                        {0, 0, rect.width(), rect.height()});
+    });
 }
 
 void MainWindow::openShotsDialog()

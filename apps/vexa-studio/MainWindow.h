@@ -14,6 +14,7 @@ class QComboBox;
 class QLabel;
 class QListWidget;
 class QProgressBar;
+class QToolBar;
 class QPushButton;
 
 namespace studio {
@@ -64,6 +65,8 @@ private:
     void openFolderDialog();
     void saveImage(const VImage& image, const QString& title, const QString& suggestedName);
     void openBatch();
+    void createCropBar();
+    void applyCrop();
     QString settingsText() const;
     void startStack();
     StackRequest stackRequest() const;
@@ -117,6 +120,10 @@ private:
     QAction* resultAction_ = nullptr;
     QAction* splitAction_ = nullptr;
     QAction* depthAction_ = nullptr;
+    QAction* cropAction_ = nullptr;
+    QToolBar* cropBar_ = nullptr;
+    QComboBox* cropRatioBox_ = nullptr;
+    QLabel* cropSizeLabel_ = nullptr;
     QList<QAction*> idleOnly_; // actions that start work or change the image: off while the worker is busy
     QAction* undoAction_ = nullptr;
     QAction* redoAction_ = nullptr;
