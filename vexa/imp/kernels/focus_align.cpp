@@ -209,16 +209,18 @@ std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv:
 // DIS's flow between two planes, in tiles that overlap by more than the longest motion taken: DIS keeps
 // some fifty bytes a pixel while it works, so that tiles bound its memory whatever the shots' size. Each
 // tile's own centre is kept; the smoothing that follows hides what little differs at the tiles' edges.
+// Each tile has a DIS of its own: OpenCV 4.6's DIS, called again on a plane of another size, now and then
+// reads past its buffers in its parallel loops (a crash on about half the runs of a 12-megapixel stack).
 cv::Mat tiledFlow(const cv::Mat& target, const cv::Mat& moving)
 {
     constexpr int tile = 512, overlap = 64;
-    const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
     cv::Mat flow(target.size(), CV_32FC2), part;
     const cv::Rect whole(cv::Point(), target.size());
     for (int y = 0; y < target.rows; y += tile)
         for (int x = 0; x < target.cols; x += tile) {
             const cv::Rect inner = cv::Rect(x, y, tile, tile) & whole;
             const cv::Rect outer = cv::Rect(x - overlap, y - overlap, tile + 2 * overlap, tile + 2 * overlap) & whole;
+            const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
             dis->calc(target(outer).clone(), moving(outer).clone(), part); // DIS takes continuous planes only
             part(inner - outer.tl()).copyTo(flow(inner));
         }
