@@ -4,6 +4,7 @@
 #include <vexa/imp/qimage_support.h>
 
 #include <QMouseEvent>
+#include <QtConcurrent/QtConcurrentRun>
 #include <QPainter>
 #include <QPainterPath>
 #include <QWheelEvent>
@@ -316,26 +317,52 @@ void ImageViewer::drawBrush(QPainter& painter)
     painter.drawEllipse(cursor_, r, r);
 }
 
-HistogramWidget::HistogramWidget(QWidget* parent) : QWidget(parent) { setMinimumSize(160, 100); }
+namespace {
 
-void HistogramWidget::setImage(const QImage& image)
+HistogramWidget::Curves countCurves(const QImage& image, const QRect& area)
 {
-    curves_.clear();
-    const VImage counted = VEXA::fromQImage(image);
+    HistogramWidget::Curves curves;
+    if (image.isNull() || area.isEmpty())
+        return curves;
+    const VImage counted = VEXA::fromQImage(image.copy(area));
     VHistogram histogram;
-    if (!image.isNull() && VEXA::calculateHistogram(counted, &histogram)) {
-        const bool gray = counted.format() == VEXA::GrayScale;
-        const QList<QPair<VEXA::Component, QColor>> planes =
-            gray ? QList<QPair<VEXA::Component, QColor>>{{VEXA::ComponentLuminance, QColor(220, 220, 220)}}
-                 : QList<QPair<VEXA::Component, QColor>>{{VEXA::ComponentRed, QColor(235, 70, 70)},
-                                                         {VEXA::ComponentGreen, QColor(70, 200, 70)},
-                                                         {VEXA::ComponentBlue, QColor(80, 120, 255)}};
-        for (const auto& [component, colour] : planes) {
-            if (const qint64* counts = histogram.componentData(component))
-                curves_.append({colour, QVector<qint64>(counts, counts + 256)});
-        }
+    if (!VEXA::calculateHistogram(counted, &histogram))
+        return curves;
+    const bool gray = counted.format() == VEXA::GrayScale;
+    const QList<QPair<VEXA::Component, QColor>> planes =
+        gray ? QList<QPair<VEXA::Component, QColor>>{{VEXA::ComponentLuminance, QColor(220, 220, 220)}}
+             : QList<QPair<VEXA::Component, QColor>>{{VEXA::ComponentRed, QColor(235, 70, 70)},
+                                                     {VEXA::ComponentGreen, QColor(70, 200, 70)},
+                                                     {VEXA::ComponentBlue, QColor(80, 120, 255)}};
+    for (const auto& [component, colour] : planes) {
+        if (const qint64* counts = histogram.componentData(component))
+            curves.append({colour, QVector<qint64>(counts, counts + 256)});
     }
-    update();
+    return curves;
+}
+
+} // namespace
+
+HistogramWidget::HistogramWidget(QWidget* parent) : QWidget(parent)
+{
+    setMinimumSize(160, 100);
+    connect(&counting_, &QFutureWatcher<Curves>::finished, this, [this] {
+        curves_ = counting_.result();
+        update();
+        if (next_) {
+            const auto [image, area] = *std::exchange(next_, std::nullopt);
+            counting_.setFuture(QtConcurrent::run(countCurves, image, area));
+        }
+    });
+}
+
+void HistogramWidget::setImage(const QImage& image, const QRect& area)
+{
+    // The task holds its own copy of the image (shared, never written), not the widget.
+    if (counting_.isRunning())
+        next_ = std::make_pair(image, area);
+    else
+        counting_.setFuture(QtConcurrent::run(countCurves, image, area));
 }
 
 void HistogramWidget::paintEvent(QPaintEvent*)

@@ -5,8 +5,12 @@
 
 #include <vexa/imp/VImage.h>
 
+#include <QFutureWatcher>
 #include <QImage>
 #include <QWidget>
+
+#include <optional>
+#include <utility>
 
 namespace studio {
 
@@ -94,15 +98,21 @@ private:
 class HistogramWidget : public QWidget {
     Q_OBJECT
 public:
+    using Curves = QList<QPair<QColor, QVector<qint64>>>;
     explicit HistogramWidget(QWidget* parent = nullptr);
-    void setImage(const QImage& image);
+    // Counts the area of the image on a thread of the pool (a 12-megapixel view takes longer than the
+    // window may wait), the latest request replacing any not yet started.
+    void setImage(const QImage& image, const QRect& area);
+    bool isCounting() const { return counting_.isRunning() || next_.has_value(); }
     QSize sizeHint() const override { return {280, 160}; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    QList<QPair<QColor, QVector<qint64>>> curves_;
+    Curves curves_;
+    QFutureWatcher<Curves> counting_;
+    std::optional<std::pair<QImage, QRect>> next_;
 };
 
 // A depth map of shot indices (GrayScale 16u) in false colour: the first shot (nearest focus) blue, the

@@ -5,8 +5,10 @@
 
 #include <vexa/gen/gen_copy_image.h>
 #include <vexa/imp/image_files.h>
+#include <vexa/imp/qimage_support.h>
 
 #include "BatchDialog.h"
+#include "Help.h"
 #include "ImageViewer.h"
 #include "RetouchPanel.h"
 #include "ShotList.h"
@@ -32,6 +34,8 @@
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSettings>
+#include <QtConcurrent/QtConcurrentRun>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolButton>
@@ -80,6 +84,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     createPanels();
     createActions();
 
+    connect(&shotReading_, &QFutureWatcher<std::pair<VImage, QImage>>::finished, this, &MainWindow::shotRead);
     histogramTimer_.setSingleShot(true);
     histogramTimer_.setInterval(120);
     connect(&histogramTimer_, &QTimer::timeout, this, &MainWindow::updateHistogram);
@@ -121,6 +126,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     setBusy(false);
     updateView();
     resize(1400, 900);
+    readSettings();
 }
 
 MainWindow::~MainWindow() = default;
@@ -271,6 +277,8 @@ void MainWindow::createActions()
     redoAction_ = undo_.createRedoAction(this, tr("&Redo"));
     redoAction_->setObjectName(QStringLiteral("actionRedo"));
     redoAction_->setShortcut(QKeySequence::Redo);
+    undoAction_->setProperty("shortcutName", tr("Undo"));
+    redoAction_->setProperty("shortcutName", tr("Redo"));
     edit->addActions({undoAction_, redoAction_});
     edit->addSeparator();
     edit->addAction(retouch_->brushAction());
@@ -324,7 +332,19 @@ void MainWindow::createActions()
 
     tools_ = new ToolsMenu(this);
     menuBar()->addMenu(tools_);
+
+    QMenu* help = menuBar()->addMenu(tr("&Help"));
+    QAction* guide = make(tr("&Guide"), "actionGuide", QKeySequence::HelpContents);
+    connect(guide, &QAction::triggered, this, [this] { showGuide(this); });
+    QAction* shortcuts = make(tr("&Keyboard shortcuts"), "actionShortcuts");
+    connect(shortcuts, &QAction::triggered, this, [this] { showShortcuts(this); });
+    QAction* about = make(tr("&About Vexa Studio"), "actionAbout");
+    connect(about, &QAction::triggered, this, [this] { showAbout(this); });
+    help->addActions({guide, shortcuts});
+    help->addSeparator();
+    help->addAction(about);
     connect(tools_, &ToolsMenu::toolRequested, this, &MainWindow::startTool);
+    tools_->setPreview([this](const ToolFunction& tool) { previewTool(tool); });
 
     QToolBar* bar = addToolBar(tr("Main"));
     bar->setObjectName(QStringLiteral("mainToolBar"));
@@ -369,6 +389,7 @@ void MainWindow::createCropBar()
     apply->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
     connect(apply, &QAction::triggered, this, &MainWindow::applyCrop);
     auto* cancel = new QAction(tr("Cancel"), this);
+    cancel->setProperty("shortcutName", tr("Cancel the crop"));
     cancel->setShortcut(QKeySequence(Qt::Key_Escape));
     connect(cancel, &QAction::triggered, cropAction_, [this] { cropAction_->setChecked(false); });
     cropBar_->addWidget(new QLabel(tr("Ratio:")));
@@ -379,6 +400,36 @@ void MainWindow::createCropBar()
     addToolBar(Qt::TopToolBarArea, cropBar_);
     insertToolBarBreak(cropBar_);
     cropBar_->hide();
+}
+
+void MainWindow::previewTool(const ToolFunction& tool)
+{
+    if (!tool) {
+        previewBase_ = QImage();
+        updateView();
+        return;
+    }
+    if (previewBase_.isNull())
+        previewBase_ = viewer_->image();
+    const QRect area = viewer_->visibleRect();
+    if (previewBase_.isNull() || area.isEmpty())
+        return;
+    // The part in view, at most about 2 megapixels of it (a zoomed-out view of a large image is reduced
+    // first), so that a preview stays a few tens of milliseconds on this thread.
+    QImage part = previewBase_.copy(area);
+    const double pixels = double(area.width()) * area.height(), most = 2.0e6;
+    if (pixels > most)
+        part = part.scaled((QSizeF(area.size()) * std::sqrt(most / pixels)).toSize(), Qt::IgnoreAspectRatio,
+                           Qt::SmoothTransformation);
+    VImage changed;
+    if (!tool(VEXA::fromQImage(part), &changed) || changed.isEmpty())
+        return; // a setting the tool refuses leaves the view as it was
+    QImage shown = displayImage(changed);
+    if (shown.size() != part.size())
+        return;
+    if (part.size() != area.size())
+        shown = shown.scaled(area.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    viewer_->patchImage(shown.convertToFormat(previewBase_.format()), area.topLeft());
 }
 
 void MainWindow::applyCrop()
@@ -499,12 +550,13 @@ void MainWindow::startStack()
 void MainWindow::startTool(const QString& title, const ToolFunction& tool)
 {
     // Without a result the tools work on the selected shot, which then becomes the result.
-    const VImage source = result_.isEmpty() ? selectedShot() : result_;
-    if (source.isEmpty()) {
+    const QString file = shotList_->selectedFile();
+    if (result_.isEmpty() && file.isEmpty()) {
         showError(title, tr("There is no image to work on: open shots, or stack them first."));
         return;
     }
-    if (worker_.runTool(title, source, tool))
+    const bool started = result_.isEmpty() ? worker_.runTool(title, file, tool) : worker_.runTool(title, result_, tool);
+    if (started)
         setBusy(true);
 }
 
@@ -593,18 +645,36 @@ void MainWindow::setBusy(bool busy)
         stageLabel_->setText(tr("starting..."));
 }
 
-VImage MainWindow::selectedShot(QString* name)
+bool MainWindow::isHistogramPending() const { return histogramTimer_.isActive() || histogram_->isCounting(); }
+
+VImage MainWindow::selectedShot(QString* name, QImage* shown)
 {
     const QString file = shotList_->selectedFile();
-    if (file.isEmpty())
-        return VImage();
     if (name)
         *name = QFileInfo(file).fileName();
-    if (file != cachedShotFile_) {
-        cachedShotFile_ = file;
-        cachedShot_ = VEXA::readImageFile(file); // a failure is already shown on its thumbnail
+    if (file.isEmpty())
+        return VImage();
+    if (file == cachedShotFile_) {
+        if (shown)
+            *shown = cachedShown_;
+        return cachedShot_;
     }
-    return cachedShot_;
+    if (!shotReading_.isRunning()) {
+        readingFile_ = file;
+        // A failure is already shown on the shot's thumbnail.
+        shotReading_.setFuture(QtConcurrent::run([file] {
+            const VImage shot = VEXA::readImageFile(file);
+            return std::make_pair(shot, displayImage(shot));
+        }));
+    }
+    return VImage();
+}
+
+void MainWindow::shotRead()
+{
+    cachedShotFile_ = readingFile_;
+    std::tie(cachedShot_, cachedShown_) = shotReading_.result();
+    updateView(); // shows it, or starts reading the one selected meanwhile
 }
 
 void MainWindow::stackFailed(const JobResult& job)
@@ -625,7 +695,8 @@ void MainWindow::stackFailed(const JobResult& job)
 void MainWindow::updateView()
 {
     QString name;
-    const VImage shot = selectedShot(&name);
+    QImage shotShown;
+    const VImage shot = selectedShot(&name, &shotShown);
     viewer_->setBeforeImage(QImage());
     if (depthAction_->isChecked()) {
         viewer_->setPlaceholder(tr("No depth map: stack the shots with the depth-map method."));
@@ -638,24 +709,21 @@ void MainWindow::updateView()
         viewer_->setPlaceholder(tr("No result yet: stack the shots to compare the result with them."));
         viewer_->setImage(resultShown_, tr("After: result"));
         if (!resultShown_.isNull())
-            viewer_->setBeforeImage(displayImage(shot), tr("Before: %1").arg(name));
+            viewer_->setBeforeImage(shotShown, tr("Before: %1").arg(name));
     } else if (!result_.isEmpty()) {
         viewer_->setImage(resultShown_, tr("Result"));
     } else {
         viewer_->setPlaceholder(shotList_->count() == 0
                                     ? tr("Open shots (File > Open shots or Open folder), or drop image "
                                          "files or a folder here.")
-                                    : tr("This shot cannot be shown."));
-        viewer_->setImage(displayImage(shot), name);
+                                : isReadingShot() ? tr("Reading %1...").arg(name)
+                                                  : tr("This shot cannot be shown."));
+        viewer_->setImage(shotShown, name);
     }
     sizeLabel_->setText(describeImage(result_.isEmpty() ? shot : result_));
 }
 
-void MainWindow::updateHistogram()
-{
-    const QImage& shown = viewer_->image();
-    histogram_->setImage(shown.isNull() ? QImage() : shown.copy(viewer_->visibleRect()));
-}
+void MainWindow::updateHistogram() { histogram_->setImage(viewer_->image(), viewer_->visibleRect()); }
 
 void MainWindow::saveImage(const VImage& image, const QString& title, const QString& suggestedName)
 {
@@ -695,6 +763,49 @@ bool MainWindow::saveAs(const VImage& image, const QString& file)
         return false;
     setBusy(true);
     return true;
+}
+
+namespace {
+QSettings storedSettings() { return QSettings(QStringLiteral("Vexa"), QStringLiteral("vexa-studio")); }
+} // namespace
+
+void MainWindow::readSettings()
+{
+    const QSettings stored = storedSettings();
+    restoreGeometry(stored.value(QStringLiteral("window/geometry")).toByteArray());
+    restoreState(stored.value(QStringLiteral("window/state")).toByteArray());
+    cropBar_->hide(); // shown only while cropping, whatever the last run left
+    const auto choose = [&](QComboBox* box, const QString& key) {
+        const int index = box->findData(stored.value(key));
+        if (index >= 0)
+            box->setCurrentIndex(index);
+    };
+    choose(methodBox_, QStringLiteral("stack/method"));
+    choose(alignBox_, QStringLiteral("stack/alignment"));
+    lastFolder_ = stored.value(QStringLiteral("folders/open")).toString();
+    lastSaveFolder_ = stored.value(QStringLiteral("folders/save")).toString();
+    saveSettings_.jpegQuality = stored.value(QStringLiteral("save/jpegQuality"), saveSettings_.jpegQuality).toInt();
+    saveSettings_.tiffCompressed =
+        stored.value(QStringLiteral("save/tiffCompressed"), saveSettings_.tiffCompressed).toBool();
+    Brush brush = retouch_->brush();
+    brush.radius = stored.value(QStringLiteral("retouch/size"), brush.radius).toDouble();
+    brush.hardness = stored.value(QStringLiteral("retouch/hardness"), brush.hardness).toDouble();
+    retouch_->setBrush(brush);
+}
+
+void MainWindow::writeSettings() const
+{
+    QSettings stored = storedSettings();
+    stored.setValue(QStringLiteral("window/geometry"), saveGeometry());
+    stored.setValue(QStringLiteral("window/state"), saveState());
+    stored.setValue(QStringLiteral("stack/method"), methodBox_->currentData());
+    stored.setValue(QStringLiteral("stack/alignment"), alignBox_->currentData());
+    stored.setValue(QStringLiteral("folders/open"), lastFolder_);
+    stored.setValue(QStringLiteral("folders/save"), lastSaveFolder_);
+    stored.setValue(QStringLiteral("save/jpegQuality"), saveSettings_.jpegQuality);
+    stored.setValue(QStringLiteral("save/tiffCompressed"), saveSettings_.tiffCompressed);
+    stored.setValue(QStringLiteral("retouch/size"), retouch_->brush().radius);
+    stored.setValue(QStringLiteral("retouch/hardness"), retouch_->brush().hardness);
 }
 
 void MainWindow::openBatch()
@@ -747,6 +858,7 @@ void MainWindow::dropEvent(QDropEvent* event)
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
+    writeSettings();
     // A running job ends at the library's next check; the worker waits for it as the window goes.
     worker_.cancel();
     event->accept();

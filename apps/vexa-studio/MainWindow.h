@@ -5,6 +5,7 @@
 
 #include "StackWorker.h"
 
+#include <QFutureWatcher>
 #include <QMainWindow>
 #include <QTimer>
 #include <QUndoStack>
@@ -51,7 +52,9 @@ public:
     bool saveAs(const VImage& image, const QString& file);
     SaveSettings& saveSettings() { return saveSettings_; }
     // The histogram follows the view a moment after it changes, once the view has settled: true until then.
-    bool isHistogramPending() const { return histogramTimer_.isActive(); }
+    bool isHistogramPending() const;
+    // Whether the selected shot is still being read for the view.
+    bool isReadingShot() const { return shotReading_.isRunning(); }
 
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -65,7 +68,12 @@ private:
     void openFolderDialog();
     void saveImage(const VImage& image, const QString& title, const QString& suggestedName);
     void openBatch();
+    // The settings kept between runs (QSettings): the window's layout, the stack's method and alignment,
+    // the folders last used, the saving options and the brush.
+    void readSettings();
+    void writeSettings() const;
     void createCropBar();
+    void previewTool(const ToolFunction& tool);
     void applyCrop();
     QString settingsText() const;
     void startStack();
@@ -79,9 +87,11 @@ private:
     void setBusy(bool busy);
     void updateView();
     void updateHistogram();
-    // The selected shot (the first when none is), read on demand and kept until another is asked for.
-    VImage selectedShot(QString* name = nullptr);
+    // The selected shot (the first when none is) as read and as shown, once read: asking for another
+    // starts reading it on a thread of the pool, and the view follows when it is in.
+    VImage selectedShot(QString* name = nullptr, QImage* shown = nullptr);
     void showError(const QString& title, const QString& text);
+    void shotRead();
 
     QUndoStack undo_;
     QStringList readErrors_;
@@ -94,10 +104,14 @@ private:
     StackRequest pendingStack_;                         // the stack the worker is making
     bool preparingShot_ = false; // the worker's job prepares a shot for the brush, which may meanwhile paint
     QImage resultShown_;
+    QImage previewBase_; // what the view showed when a tool's preview began; null without a preview
     int depthShots_ = 0;
     QString cachedShotFile_;
     QStringList thumbnailFiles_; // the files of the thumbnails being read, in the order they come
     VImage cachedShot_;
+    QImage cachedShown_;
+    QString readingFile_;
+    QFutureWatcher<std::pair<VImage, QImage>> shotReading_;
     QString lastFolder_;
     QString lastSaveFolder_;
     SaveSettings saveSettings_;

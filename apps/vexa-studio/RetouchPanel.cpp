@@ -85,6 +85,12 @@ bool RetouchPanel::isActive() const { return brushAction_->isChecked() && blende
 
 Brush RetouchPanel::brush() const { return {double(sizeBox_->value()), hardnessBox_->value() / 100.0}; }
 
+void RetouchPanel::setBrush(const Brush& brush)
+{
+    sizeBox_->setValue(int(std::lround(brush.radius)));
+    hardnessBox_->setValue(int(std::lround(brush.hardness * 100)));
+}
+
 RetouchPanel::Source RetouchPanel::source() const { return Source(sourceBox_->currentData().toInt()); }
 
 QString RetouchPanel::shotName(int index) const

@@ -45,6 +45,7 @@ public:
     QAction* brushAction() const { return brushAction_; }
     bool isActive() const;
     Brush brush() const;
+    void setBrush(const Brush& brush);
     Source source() const;
     // The shot the brush paints from now, -1 while none is ready.
     int readyShot() const { return sources_.contains(wantedShot_) ? wantedShot_ : -1; }

@@ -160,19 +160,27 @@ bool StackWorker::stack(const StackRequest& request)
 
 bool StackWorker::runTool(const QString& title, const VImage& source, const ToolFunction& tool)
 {
-    return start([=] {
-        JobResult result;
-        result.kind = JobResult::Tool;
-        result.title = title;
-        result.source = source;
-        const VStatus status = tool(source, &result.image);
-        if (!status) {
-            result.cancelled = progress_.isCancelled();
-            result.error = status.reason();
-            result.image = VImage();
-        }
-        return result;
-    });
+    return start([=] { return doTool(title, source, tool); });
+}
+
+bool StackWorker::runTool(const QString& title, const QString& file, const ToolFunction& tool)
+{
+    return start([=] { return doTool(title, VEXA::readImageFile(file), tool); });
+}
+
+JobResult StackWorker::doTool(const QString& title, const VImage& source, const ToolFunction& tool)
+{
+    JobResult result;
+    result.kind = JobResult::Tool;
+    result.title = title;
+    result.source = source;
+    const VStatus status = tool(source, &result.image);
+    if (!status) {
+        result.cancelled = progress_.isCancelled();
+        result.error = status.reason();
+        result.image = VImage();
+    }
+    return result;
 }
 
 bool StackWorker::save(const VImage& image, const QString& file, const SaveSettings& settings)

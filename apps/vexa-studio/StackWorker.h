@@ -85,6 +85,8 @@ public:
     bool readShots(const QStringList& files, int thumbnailSize);
     bool stack(const StackRequest& request);
     bool runTool(const QString& title, const VImage& source, const ToolFunction& tool);
+    // The same on a file the job reads first.
+    bool runTool(const QString& title, const QString& file, const ToolFunction& tool);
     // Writes an image (see saveImageFile).
     bool save(const VImage& image, const QString& file, const SaveSettings& settings);
     // Shot `index` of a stack's files as its merge read it (VImageBlender::alignedShot), for the brush.
@@ -102,6 +104,7 @@ private:
     bool start(std::function<JobResult()> job);
     JobResult doReadShots(const QStringList& files, int thumbnailSize);
     JobResult doStack(const StackRequest& request);
+    JobResult doTool(const QString& title, const VImage& source, const ToolFunction& tool);
 
     QThread thread_;
     QObject runner_; // lives on thread_: jobs are queued to it

@@ -57,6 +57,7 @@ ToolFunction flip(int mode)
 
 // Brightness and contrast from 0 to 1, a half leaving the image as it is, as the level curve takes them.
 class BrightnessContrastDialog : public QDialog {
+    Q_OBJECT
 public:
     explicit BrightnessContrastDialog(QWidget* parent) : QDialog(parent)
     {
@@ -68,6 +69,11 @@ public:
             slider->setValue(50);
             slider->setMinimumWidth(240);
         }
+        for (QSlider* slider : {&brightness_, &contrast_})
+            connect(slider, &QSlider::valueChanged, this, &BrightnessContrastDialog::changed);
+        setObjectName(QStringLiteral("brightnessContrastDialog"));
+        brightness_.setObjectName(QStringLiteral("brightnessSlider"));
+        contrast_.setObjectName(QStringLiteral("contrastSlider"));
         form->addRow(ToolsMenu::tr("Brightness"), &brightness_);
         form->addRow(ToolsMenu::tr("Contrast"), &contrast_);
         auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
@@ -77,6 +83,9 @@ public:
     }
     double brightness() const { return brightness_.value() / 100.0; }
     double contrast() const { return contrast_.value() / 100.0; }
+
+signals:
+    void changed();
 
 private:
     QSlider brightness_, contrast_;
@@ -100,40 +109,32 @@ ToolsMenu::ToolsMenu(QWidget* parent) : QMenu(tr("&Tools"), parent)
     addTool(convert, tr("Colour with alpha (ARGB), 8 bits"), "actionToArgb8", convertTo(ARGB, Channel8u));
 
     QMenu* filters = addMenu(tr("&Filters"));
-    addTool(filters, tr("Gaussian blur..."), "actionGaussian", [window]() -> ToolFunction {
-        bool ok = false;
-        const int size =
-            QInputDialog::getInt(window, tr("Gaussian blur"), tr("Kernel size (pixels):"), 5, 1, 99, 2, &ok);
-        if (!ok)
-            return {};
-        return [size](const VImage& source, VImage* result) { return smoothGaussian(source, result, size); };
+    addTool(filters, tr("Gaussian blur..."), "actionGaussian", [this]() -> ToolFunction {
+        return askInt(tr("Gaussian blur"), tr("Kernel size (pixels):"), 5, 1, 99, 2, [](int size) -> ToolFunction {
+            return [size](const VImage& source, VImage* result) { return smoothGaussian(source, result, size); };
+        });
     });
-    addTool(filters, tr("Median..."), "actionMedian", [window]() -> ToolFunction {
-        bool ok = false;
-        const int size = QInputDialog::getInt(window, tr("Median"), tr("Kernel size (pixels):"), 3, 1, 31, 2, &ok);
-        if (!ok)
-            return {};
-        return [size](const VImage& source, VImage* result) { return smoothMedian(source, result, size); };
+    addTool(filters, tr("Median..."), "actionMedian", [this]() -> ToolFunction {
+        return askInt(tr("Median"), tr("Kernel size (pixels):"), 3, 1, 31, 2, [](int size) -> ToolFunction {
+            return [size](const VImage& source, VImage* result) { return smoothMedian(source, result, size); };
+        });
     });
-    addTool(filters, tr("Sharpen..."), "actionSharpen", [window]() -> ToolFunction {
-        bool ok = false;
-        const double amount = QInputDialog::getDouble(window, tr("Sharpen"),
-                                                      tr("Strength (1 leaves the image as it is):"), 2, 1, 10, 1, &ok);
-        if (!ok)
-            return {};
-        return [amount](const VImage& source, VImage* result) { return sharpImage(source, result, 5, amount, 0, 255); };
+    addTool(filters, tr("Sharpen..."), "actionSharpen", [this]() -> ToolFunction {
+        return askDouble(tr("Sharpen"), tr("Strength (1 leaves the image as it is):"), 2, 1, 10, 1,
+                         [](double amount) -> ToolFunction {
+                             return [amount](const VImage& source, VImage* result) {
+                                 return sharpImage(source, result, 5, amount, 0, 255);
+                             };
+                         });
     });
-    addTool(filters, tr("Local contrast..."), "actionLocalContrast", [window]() -> ToolFunction {
-        bool ok = false;
-        const int amount =
-            QInputDialog::getInt(window, tr("Local contrast"), tr("Amount (percent):"), 50, 1, 500, 10, &ok);
-        if (!ok)
-            return {};
-        return [amount](const VImage& source, VImage* result) {
-            // The enhancing form of contrastImage is chosen by a destination like the source.
-            *result = source.createCompatible();
-            return contrastImage(source, result, amount, 15);
-        };
+    addTool(filters, tr("Local contrast..."), "actionLocalContrast", [this]() -> ToolFunction {
+        return askInt(tr("Local contrast"), tr("Amount (percent):"), 50, 1, 500, 10, [](int amount) -> ToolFunction {
+            return [amount](const VImage& source, VImage* result) {
+                // The enhancing form of contrastImage is chosen by a destination like the source.
+                *result = source.createCompatible();
+                return contrastImage(source, result, amount, 15);
+            };
+        });
     });
     addTool(filters, tr("Erode"), "actionErode", morphology(true));
     addTool(filters, tr("Dilate"), "actionDilate", morphology(false));
@@ -169,16 +170,63 @@ ToolsMenu::ToolsMenu(QWidget* parent) : QMenu(tr("&Tools"), parent)
             return resizeImage(source, result, percent < 100 ? InterpolationArea : InterpolationCubic);
         };
     });
-    addTool(this, tr("Brightness and contrast..."), "actionBrightnessContrast", [window]() -> ToolFunction {
+    addTool(this, tr("Brightness and contrast..."), "actionBrightnessContrast", [this, window]() -> ToolFunction {
         BrightnessContrastDialog dialog(window);
-        if (dialog.exec() != QDialog::Accepted)
-            return {};
-        double x1 = 0, y1 = 0, x2 = 255, y2 = 255;
-        calcCoordinatesByBrightnessContrast(dialog.brightness(), dialog.contrast(), &x1, &y1, &x2, &y2);
-        return [=](const VImage& source, VImage* result) {
-            return adjustHistogram(source, result, level(x1), level(y1), level(x2), level(y2));
+        const auto tool = [&dialog]() -> ToolFunction {
+            double x1 = 0, y1 = 0, x2 = 255, y2 = 255;
+            calcCoordinatesByBrightnessContrast(dialog.brightness(), dialog.contrast(), &x1, &y1, &x2, &y2);
+            return [=](const VImage& source, VImage* result) {
+                return adjustHistogram(source, result, level(x1), level(y1), level(x2), level(y2));
+            };
         };
+        connect(&dialog, &BrightnessContrastDialog::changed, this, [this, &tool] { preview(tool()); });
+        const bool accepted = dialog.exec() == QDialog::Accepted;
+        preview({});
+        return accepted ? tool() : ToolFunction();
     });
+}
+
+void ToolsMenu::preview(const ToolFunction& tool)
+{
+    if (preview_)
+        preview_(tool);
+}
+
+template <class Value>
+ToolFunction ToolsMenu::previewed(QInputDialog& dialog, void (QInputDialog::*changed)(Value),
+                                  Value (QInputDialog::*current)() const,
+                                  const std::function<ToolFunction(Value)>& make)
+{
+    dialog.setObjectName(QStringLiteral("toolDialog"));
+    connect(&dialog, changed, this, [&](Value v) { preview(make(v)); });
+    preview(make((dialog.*current)()));
+    const bool accepted = dialog.exec() == QDialog::Accepted;
+    preview({});
+    return accepted ? make((dialog.*current)()) : ToolFunction();
+}
+
+ToolFunction ToolsMenu::askInt(const QString& title, const QString& label, int value, int min, int max, int step,
+                               const std::function<ToolFunction(int)>& make)
+{
+    QInputDialog dialog(parentWidget());
+    dialog.setWindowTitle(title);
+    dialog.setLabelText(label);
+    dialog.setIntRange(min, max);
+    dialog.setIntStep(step);
+    dialog.setIntValue(value);
+    return previewed(dialog, &QInputDialog::intValueChanged, &QInputDialog::intValue, make);
+}
+
+ToolFunction ToolsMenu::askDouble(const QString& title, const QString& label, double value, double min, double max,
+                                  int decimals, const std::function<ToolFunction(double)>& make)
+{
+    QInputDialog dialog(parentWidget());
+    dialog.setWindowTitle(title);
+    dialog.setLabelText(label);
+    dialog.setDoubleRange(min, max);
+    dialog.setDoubleDecimals(decimals);
+    dialog.setDoubleValue(value);
+    return previewed(dialog, &QInputDialog::doubleValueChanged, &QInputDialog::doubleValue, make);
 }
 
 QAction* ToolsMenu::addTool(QMenu* menu, const QString& title, const char* objectName, const ToolFunction& tool)
@@ -202,3 +250,5 @@ QAction* ToolsMenu::addTool(QMenu* menu, const QString& title, const char* objec
 }
 
 } // namespace studio
+
+#include "Tools.moc"

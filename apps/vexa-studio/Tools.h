@@ -5,6 +5,7 @@
 
 #include "StackWorker.h"
 
+#include <QInputDialog>
 #include <QMenu>
 #include <QUndoCommand>
 
@@ -17,6 +18,10 @@ class ToolsMenu : public QMenu {
 public:
     explicit ToolsMenu(QWidget* parent);
 
+    // Shows a tool's outcome on the view while its settings are being chosen (the tone tools and filters
+    // call it as their settings change); the empty function ends the preview.
+    void setPreview(std::function<void(const ToolFunction&)> preview) { preview_ = std::move(preview); }
+
 signals:
     void toolRequested(const QString& title, const studio::ToolFunction& tool);
 
@@ -26,6 +31,18 @@ private:
     // An action whose settings come from ask(), which returns an empty function when the user cancels.
     QAction* addTool(QMenu* menu, const QString& title, const char* objectName,
                      const std::function<ToolFunction()>& ask);
+    // Asks for one number, previewing make(value) as it changes; the tool, or empty when cancelled.
+    ToolFunction askInt(const QString& title, const QString& label, int value, int min, int max, int step,
+                        const std::function<ToolFunction(int)>& make);
+    ToolFunction askDouble(const QString& title, const QString& label, double value, double min, double max,
+                           int decimals, const std::function<ToolFunction(double)>& make);
+    // Runs the dialog, previewing make(value) as the value changes.
+    template <class Value>
+    ToolFunction previewed(QInputDialog& dialog, void (QInputDialog::*changed)(Value),
+                           Value (QInputDialog::*current)() const, const std::function<ToolFunction(Value)>& make);
+    void preview(const ToolFunction& tool);
+
+    std::function<void(const ToolFunction&)> preview_;
 };
 
 // One step of the history: the image before and after a tool, handed to set() on undo and redo.

@@ -2,6 +2,139 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ru_RU">
 <context>
+    <name>QObject</name>
+    <message>
+        <source>the library gave no reason</source>
+        <translation>библиотека не назвала причину</translation>
+    </message>
+    <message>
+        <source>The first shot&apos;s metadata could not be kept: %1</source>
+        <translation>Метаданные первого снимка сохранить не удалось: %1</translation>
+    </message>
+</context>
+<context>
+    <name>studio::BatchDialog</name>
+    <message>
+        <source>Batch stacking</source>
+        <translation>Пакетное объединение</translation>
+    </message>
+    <message>
+        <source>Folder</source>
+        <translation>Папка</translation>
+    </message>
+    <message>
+        <source>State</source>
+        <translation>Состояние</translation>
+    </message>
+    <message>
+        <source>&amp;Add folders...</source>
+        <translation>&amp;Добавить папки...</translation>
+    </message>
+    <message>
+        <source>Add a folder of shots</source>
+        <translation>Добавить папку со снимками</translation>
+    </message>
+    <message>
+        <source>&amp;Remove</source>
+        <translation>&amp;Убрать</translation>
+    </message>
+    <message>
+        <source>beside each folder</source>
+        <translation>рядом с каждой папкой</translation>
+    </message>
+    <message>
+        <source>Choose...</source>
+        <translation>Выбрать...</translation>
+    </message>
+    <message>
+        <source>Save the results in</source>
+        <translation>Сохранять результаты в</translation>
+    </message>
+    <message>
+        <source>Save results:</source>
+        <translation>Сохранять результаты:</translation>
+    </message>
+    <message>
+        <source>PNG (16 bits where the result has them)</source>
+        <translation>PNG (16 бит, если они есть в результате)</translation>
+    </message>
+    <message>
+        <source>TIFF (16 bits where the result has them)</source>
+        <translation>TIFF (16 бит, если они есть в результате)</translation>
+    </message>
+    <message>
+        <source>JPEG</source>
+        <translation>JPEG</translation>
+    </message>
+    <message>
+        <source>Format:</source>
+        <translation>Формат:</translation>
+    </message>
+    <message>
+        <source>&amp;Start</source>
+        <translation>&amp;Начать</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Отмена</translation>
+    </message>
+    <message>
+        <source>%1% %2</source>
+        <translation>%1% %2</translation>
+    </message>
+    <message>
+        <source>waiting</source>
+        <translation>ожидает</translation>
+    </message>
+    <message>
+        <source>needs two shots or more, has %1</source>
+        <translation>нужно не меньше двух снимков, а их %1</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n shot(s), starting...</source>
+        <translation>
+            <numerusform>%n снимок, начало...</numerusform>
+            <numerusform>%n снимка, начало...</numerusform>
+            <numerusform>%n снимков, начало...</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>cancelled: Start goes on from here</source>
+        <translation>отменено: «Начать» продолжит отсюда</translation>
+    </message>
+    <message>
+        <source>saved as %1</source>
+        <translation>сохранено как %1</translation>
+    </message>
+    <message>
+        <source>saved as %1 (%2)</source>
+        <translation>сохранено как %1 (%2)</translation>
+    </message>
+</context>
+<context>
+    <name>studio::Help</name>
+    <message>
+        <source>Vexa Studio guide</source>
+        <translation>Руководство Vexa Studio</translation>
+    </message>
+    <message>
+        <source>&lt;h3&gt;Focus stacking in five steps&lt;/h3&gt;&lt;ol&gt;&lt;li&gt;&lt;b&gt;Open the shots&lt;/b&gt; (File &amp;gt; Open shots or Open folder, or drop files or a folder on the window). They are listed in the order of their names: near focus first is usual.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Manage the stack.&lt;/b&gt; Clear a shot&apos;s box to leave it out; move shots earlier or later; &lt;i&gt;Make it the reference&lt;/i&gt; moves a shot to the front, and the others are aligned and exposed to it. Shots that are only added after the last stack are merged onto it without starting again.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Stack.&lt;/b&gt; &lt;i&gt;Depth map&lt;/i&gt; is made for real, hand-held series: it matches exposure and white balance, follows focus breathing, shake and parallax with &lt;i&gt;Automatic&lt;/i&gt; alignment, and keeps 16-bit shots at 16 bits. Cancel stops at once and changes nothing.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Check and retouch.&lt;/b&gt; &lt;i&gt;Before and after&lt;/i&gt; compares the result with the selected shot; &lt;i&gt;Depth map&lt;/i&gt; shows which shot each pixel came from. The &lt;i&gt;Retouch brush&lt;/i&gt; (B) paints the result from the selected shot, or from the shot sharpest where the stroke starts, exactly as the merge aligned it; every stroke can be undone.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Crop and save.&lt;/b&gt; &lt;i&gt;Crop&lt;/i&gt; (C) takes a rectangle, free or at a ratio, Enter applies it. Save keeps 16 bits in PNG and TIFF and carries the first shot&apos;s EXIF and colour profile.&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;&lt;b&gt;Many stacks:&lt;/b&gt; File &amp;gt; Batch stacking queues folders and stacks each with the settings of the Shots panel, saving each result beside its folder.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Viewing:&lt;/b&gt; the wheel zooms about the cursor, dragging pans (the middle button while the brush or the crop is on), Ctrl+1 shows 100%, Ctrl+0 fits the window.&lt;/p&gt;</source>
+        <translation>&lt;h3&gt;Объединение по фокусу в пять шагов&lt;/h3&gt;&lt;ol&gt;&lt;li&gt;&lt;b&gt;Откройте снимки&lt;/b&gt; (Файл &amp;gt; Открыть снимки или Открыть папку, либо перетащите файлы или папку в окно). Они идут в порядке имён: обычно сначала ближний фокус.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Настройте серию.&lt;/b&gt; Снимите отметку со снимка, чтобы исключить его; перемещайте снимки раньше или позже; &lt;i&gt;Сделать опорным&lt;/i&gt; переносит снимок в начало, и остальные выравниваются и подгоняются по экспозиции к нему. Снимки, только добавленные после прошлого объединения, присоединяются к нему без повторной работы.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Объедините.&lt;/b&gt; &lt;i&gt;Карта глубины&lt;/i&gt; сделана для настоящих серий с рук: выравнивает экспозицию и баланс белого, следует за «дыханием» фокуса, дрожанием и параллаксом при &lt;i&gt;автоматическом&lt;/i&gt; выравнивании и сохраняет 16-битные снимки в 16 битах. Отмена останавливает работу сразу и ничего не меняет.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Проверьте и отретушируйте.&lt;/b&gt; &lt;i&gt;До и после&lt;/i&gt; сравнивает результат с выбранным снимком; &lt;i&gt;Карта глубины&lt;/i&gt; показывает, из какого снимка взят каждый пиксель. &lt;i&gt;Кисть ретуши&lt;/i&gt; (B) рисует по результату пикселями выбранного снимка или самого резкого там, где начат мазок, ровно так, как их выровняло объединение; каждый мазок можно отменить.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Кадрируйте и сохраните.&lt;/b&gt; &lt;i&gt;Кадрировать&lt;/i&gt; (C) берёт прямоугольник, свободный или с соотношением сторон, Enter применяет его. Сохранение держит 16 бит в PNG и TIFF и переносит EXIF и цветовой профиль первого снимка.&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;&lt;b&gt;Много серий:&lt;/b&gt; Файл &amp;gt; Пакетное объединение ставит папки в очередь и объединяет каждую с настройками панели снимков, сохраняя результат рядом с папкой.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Просмотр:&lt;/b&gt; колесо меняет масштаб у курсора, перетаскивание сдвигает вид (средней кнопкой, пока включены кисть или кадрирование), Ctrl+1 показывает 100%, Ctrl+0 вписывает в окно.&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>Keyboard shortcuts</source>
+        <translation>Клавиатурные сокращения</translation>
+    </message>
+    <message>
+        <source>About Vexa Studio</source>
+        <translation>О программе Vexa Studio</translation>
+    </message>
+    <message>
+        <source>&lt;h3&gt;Vexa Studio %1&lt;/h3&gt;&lt;p&gt;Focus stacking and image tools on the Vexa library.&lt;/p&gt;&lt;p&gt;Vexa library %1&lt;br&gt;Qt %2 (built with %3)&lt;br&gt;OpenCV %4&lt;/p&gt;</source>
+        <translation>&lt;h3&gt;Vexa Studio %1&lt;/h3&gt;&lt;p&gt;Объединение по фокусу и обработка изображений на библиотеке Vexa.&lt;/p&gt;&lt;p&gt;Библиотека Vexa %1&lt;br&gt;Qt %2 (сборка с %3)&lt;br&gt;OpenCV %4&lt;/p&gt;</translation>
+    </message>
+</context>
+<context>
     <name>studio::MainWindow</name>
     <message>
         <source>Vexa Studio</source>
@@ -345,6 +478,102 @@
         <source>%1 is left out; Stack again to merge the others.</source>
         <translation>%1 исключён; нажмите «Объединить», чтобы объединить остальные.</translation>
     </message>
+    <message>
+        <source>result</source>
+        <translation>результат</translation>
+    </message>
+    <message>
+        <source>depth-map</source>
+        <translation>карта-глубины</translation>
+    </message>
+    <message>
+        <source>&amp;Batch stacking...</source>
+        <translation>&amp;Пакетное объединение...</translation>
+    </message>
+    <message>
+        <source>Undo</source>
+        <translation>Отменить</translation>
+    </message>
+    <message>
+        <source>Redo</source>
+        <translation>Повторить</translation>
+    </message>
+    <message>
+        <source>&amp;Crop</source>
+        <translation>&amp;Кадрировать</translation>
+    </message>
+    <message>
+        <source>Crop the result: drag a rectangle, free or at a fixed ratio, then press Enter (C).</source>
+        <translation>Кадрировать результат: обведите прямоугольник, свободный или с заданным соотношением сторон, и нажмите Enter (C).</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>&amp;Справка</translation>
+    </message>
+    <message>
+        <source>&amp;Guide</source>
+        <translation>&amp;Руководство</translation>
+    </message>
+    <message>
+        <source>&amp;Keyboard shortcuts</source>
+        <translation>&amp;Клавиатурные сокращения</translation>
+    </message>
+    <message>
+        <source>&amp;About Vexa Studio</source>
+        <translation>&amp;О программе Vexa Studio</translation>
+    </message>
+    <message>
+        <source>Crop</source>
+        <translation>Кадрирование</translation>
+    </message>
+    <message>
+        <source>Free</source>
+        <translation>Свободно</translation>
+    </message>
+    <message>
+        <source>As the image</source>
+        <translation>Как у изображения</translation>
+    </message>
+    <message>
+        <source>Drag a rectangle over the image.</source>
+        <translation>Обведите прямоугольник на изображении.</translation>
+    </message>
+    <message>
+        <source>%1 × %2 at (%3, %4)</source>
+        <translation>%1 × %2 в точке (%3, %4)</translation>
+    </message>
+    <message>
+        <source>Apply crop</source>
+        <translation>Кадрировать</translation>
+    </message>
+    <message>
+        <source>Cancel the crop</source>
+        <translation>Отменить кадрирование</translation>
+    </message>
+    <message>
+        <source>Ratio:</source>
+        <translation>Соотношение:</translation>
+    </message>
+    <message>
+        <source>Drag a rectangle over the image first.</source>
+        <translation>Сначала обведите прямоугольник на изображении.</translation>
+    </message>
+    <message>
+        <source>Saved %1.</source>
+        <translation>Сохранено: %1.</translation>
+    </message>
+    <message>
+        <source>Reading %1...</source>
+        <translation>Чтение %1...</translation>
+    </message>
+    <message>
+        <source>JPEG quality (0 to 100):</source>
+        <translation>Качество JPEG (от 0 до 100):</translation>
+    </message>
+    <message>
+        <source>Each folder is stacked with the settings of the Shots panel: %1, alignment %2.</source>
+        <translation>Каждая папка объединяется с настройками панели снимков: %1, выравнивание: %2.</translation>
+    </message>
 </context>
 <context>
     <name>studio::RetouchPanel</name>
@@ -493,6 +722,14 @@
     <message>
         <source>cannot bring it to the first shot&apos;s layout</source>
         <translation>его нельзя привести к формату первого снимка</translation>
+    </message>
+    <message>
+        <source>writing %1</source>
+        <translation>запись %1</translation>
+    </message>
+    <message>
+        <source>%1: cannot write it: %2</source>
+        <translation>%1: записать не удалось: %2</translation>
     </message>
 </context>
 <context>

@@ -19,7 +19,10 @@
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSlider>
 #include <QSpinBox>
+#include <QTextBrowser>
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -115,6 +118,8 @@ private slots:
     void initTestCase()
     {
         QVERIFY(dir_.isValid());
+        // The settings of these runs stay in the test's own folder: defaults first, nothing of a user's.
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(dir_.filePath("config")));
         window_ = std::make_unique<MainWindow>();
         window_->show();
         window_->activateWindow(); // keyboard shortcuts reach the active window only
@@ -161,7 +166,7 @@ private slots:
                           list->visualItemRect(list->item(2)).center());
         QCOMPARE(list->currentRow(), 2);
         window_->findChild<QAction*>("actionSplit")->trigger();
-        QVERIFY(viewer->isSplit());
+        QTRY_VERIFY_WITH_TIMEOUT(viewer->isSplit(), kWait); // once the shot is read
         QCOMPARE(viewer->image(), VEXA::toQImage(expected));
         screenshot(window_.get(), "3-before-after.png");
 
@@ -493,6 +498,103 @@ private slots:
         QTest::mouseClick(stack, Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
         QCOMPARE(window_->result().size(), QSize(480, 360));
+    }
+
+    void theWindowAnswersWithin100msWhileStackingTwelveMegapixels()
+    {
+#ifdef VEXA_STUDIO_SANITIZED
+        QSKIP("a sanitizer's slowdown says nothing of the window's latency");
+#endif
+        const QStringList files =
+            renderSeries(dir_.filePath("twelve"), cv::Size(480, 360), 3, cv::Size(4000, 3000), "jpg");
+        QCOMPARE(files.size(), 3);
+        // The longest time the window's event loop did not come round, from the drop to the histogram of the
+        // result: reading thumbnails, stacking, showing the result.
+        QElapsedTimer clock;
+        qint64 last = 0, worst = 0;
+        QTimer tick;
+        tick.setInterval(2);
+        connect(&tick, &QTimer::timeout, this, [&] {
+            const qint64 now = clock.elapsed();
+            worst = std::max(worst, now - last);
+            last = now;
+        });
+        clock.start();
+        tick.start();
+        QVERIFY(drop(window_.get(), files));
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        QTest::mouseClick(window_->findChild<QPushButton*>("stackButton"), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        QCOMPARE(window_->result().size(), QSize(4000, 3000));
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isHistogramPending(), kWait);
+        QTest::qWait(100);
+        tick.stop();
+        qInfo("longest wait of the event loop over %lld ms of a 12-megapixel stack: %lld ms", clock.elapsed(), worst);
+        QVERIFY2(worst < 100, qPrintable(QStringLiteral("%1 ms").arg(worst)));
+    }
+
+    void previewsHelpAndRememberedSettings()
+    {
+        // Brightness and contrast preview on the view while the dialog is open; Cancel takes it back.
+        auto* viewer = window_->findChild<ImageViewer*>("viewer");
+        const QImage shown = viewer->image();
+        QVERIFY(!shown.isNull());
+        QImage previewed;
+        const auto whileOpen = [&](const std::function<void(QWidget*)>& inside) {
+            QTimer::singleShot(0, [&] {
+                QWidget* dialog = nullptr;
+                QTest::qWaitFor([&] { return (dialog = QApplication::activeModalWidget()) != nullptr; }, kWait);
+                inside(dialog);
+            });
+            window_->findChild<QAction*>("actionBrightnessContrast")->trigger();
+        };
+        whileOpen([&](QWidget* dialog) {
+            dialog->findChild<QSlider*>("brightnessSlider")->setValue(80);
+            previewed = viewer->image();
+            screenshot(window_.get(), "13-brightness-preview.png");
+            qobject_cast<QDialog*>(dialog)->reject();
+        });
+        QVERIFY(previewed != shown);
+        QCOMPARE(viewer->image(), shown);
+        // OK applies it through the worker, as the preview showed.
+        whileOpen([&](QWidget* dialog) {
+            dialog->findChild<QSlider*>("brightnessSlider")->setValue(80);
+            qobject_cast<QDialog*>(dialog)->accept();
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(!window_->isBusy(), kWait);
+        QVERIFY(viewer->image() != shown);
+        window_->findChild<QAction*>("actionUndo")->trigger();
+
+        // Help: the guide, the shortcuts as the actions have them, and the versions.
+        window_->findChild<QAction*>("actionGuide")->trigger();
+        auto* guide = window_->findChild<QDialog*>("guideDialog");
+        QVERIFY(guide && guide->isVisible() &&
+                guide->findChild<QTextBrowser*>()->toPlainText().contains("Retouch brush"));
+        guide->hide();
+        window_->findChild<QAction*>("actionShortcuts")->trigger();
+        auto* keys = window_->findChild<QDialog*>("shortcutsDialog");
+        const QString listed = keys->findChild<QTextBrowser*>()->toPlainText();
+        QVERIFY2(listed.contains("Ctrl+Z") && listed.contains("Crop") && listed.contains("Retouch brush"),
+                 qPrintable(listed));
+        screenshot(keys, "14-shortcuts.png");
+        keys->hide();
+        const QString about = messageAfter([&] { window_->findChild<QAction*>("actionAbout")->trigger(); });
+        QVERIFY2(about.contains("Qt " + QString::fromLatin1(qVersion())) && about.contains("OpenCV 4"),
+                 qPrintable(about));
+
+        // Settings outlive the window.
+        auto* method = window_->findChild<QComboBox*>("methodBox");
+        method->setCurrentIndex(method->findData(VImageBlender::MultifocusPyramid));
+        window_->findChild<RetouchPanel*>("retouchPanel")->findChild<QSpinBox*>("brushSizeBox")->setValue(55);
+        window_->close();
+        {
+            MainWindow next;
+            QCOMPARE(next.findChild<QComboBox*>("methodBox")->currentData().toInt(),
+                     int(VImageBlender::MultifocusPyramid));
+            QCOMPARE(next.retouchPanel()->brush().radius, 55.0);
+        }
+        method->setCurrentIndex(method->findData(VImageBlender::MultifocusDepthMap));
+        window_->show();
     }
 
     void russianInterface()
