@@ -748,6 +748,14 @@ void MainWindow::saveImage(const VImage& image, const QString& title, const QStr
         if (!ok)
             return;
         saveSettings_.jpegQuality = quality;
+    } else if (suffix == QLatin1String("tif") || suffix == QLatin1String("tiff")) {
+        const QStringList choices = {tr("LZW (lossless, smaller)"), tr("None")};
+        bool ok = false;
+        const QString chosen = QInputDialog::getItem(this, title, tr("TIFF compression:"), choices,
+                                                     saveSettings_.tiffCompressed ? 0 : 1, false, &ok);
+        if (!ok)
+            return;
+        saveSettings_.tiffCompressed = chosen == choices.first();
     }
     lastSaveFolder_ = QFileInfo(name).absolutePath();
     saveAs(image, name);

@@ -574,6 +574,18 @@
         <source>Each folder is stacked with the settings of the Shots panel: %1, alignment %2.</source>
         <translation>Каждая папка объединяется с настройками панели снимков: %1, выравнивание: %2.</translation>
     </message>
+    <message>
+        <source>LZW (lossless, smaller)</source>
+        <translation>LZW (без потерь, меньше)</translation>
+    </message>
+    <message>
+        <source>None</source>
+        <translation>Без сжатия</translation>
+    </message>
+    <message>
+        <source>TIFF compression:</source>
+        <translation>Сжатие TIFF:</translation>
+    </message>
 </context>
 <context>
     <name>studio::RetouchPanel</name>

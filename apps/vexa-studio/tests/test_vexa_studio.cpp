@@ -340,7 +340,7 @@ private slots:
         const QDir root(dir_.filePath("batch"));
         QVERIFY(renderSeries(root.filePath("a"), cv::Size(160, 120), 3, cv::Size(), "png").size() == 3);
         QVERIFY(renderSeries(root.filePath("b"), cv::Size(200, 150), 3, cv::Size(), "png").size() == 3);
-        QVERIFY(renderSeries(root.filePath("c"), cv::Size(480, 360), 6, cv::Size(2400, 1800), "jpg").size() == 6);
+        QVERIFY(renderSeries(root.filePath("c"), cv::Size(480, 360), 6, cv::Size(1600, 1200), "jpg").size() == 6);
         auto* align = window_->findChild<QComboBox*>("alignBox");
         align->setCurrentIndex(align->findData(int(VImageBlender::AlignAuto)));
         window_->findChild<QAction*>("actionBatch")->trigger();
@@ -374,7 +374,7 @@ private slots:
         batch->start();
         QTRY_VERIFY_WITH_TIMEOUT(!batch->isRunning(), kWait);
         QCOMPARE(batch->state(2), BatchDialog::Done);
-        QCOMPARE(VEXA::readImageFile(batch->result(2)).size(), QSize(2400, 1800));
+        QCOMPARE(VEXA::readImageFile(batch->result(2)).size(), QSize(1600, 1200));
         QCOMPARE(batch->state(0), BatchDialog::Done); // done once, not again
         screenshot(batch, "8-batch-done.png");
         batch->hide();
