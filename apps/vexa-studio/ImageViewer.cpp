@@ -4,7 +4,6 @@
 #include <vexa/imp/qimage_support.h>
 
 #include <QMouseEvent>
-#include <QtConcurrent/QtConcurrentRun>
 #include <QPainter>
 #include <QPainterPath>
 #include <QWheelEvent>
@@ -317,11 +316,11 @@ void ImageViewer::drawBrush(QPainter& painter)
     painter.drawEllipse(cursor_, r, r);
 }
 
-namespace {
+HistogramWidget::HistogramWidget(QWidget* parent) : QWidget(parent) { setMinimumSize(160, 100); }
 
-HistogramWidget::Curves countCurves(const QImage& image, const QRect& area)
+HistogramWidget::Curves HistogramWidget::countCurves(const QImage& image, const QRect& area)
 {
-    HistogramWidget::Curves curves;
+    Curves curves;
     if (image.isNull() || area.isEmpty())
         return curves;
     const VImage counted = VEXA::fromQImage(image.copy(area));
@@ -341,28 +340,10 @@ HistogramWidget::Curves countCurves(const QImage& image, const QRect& area)
     return curves;
 }
 
-} // namespace
-
-HistogramWidget::HistogramWidget(QWidget* parent) : QWidget(parent)
+void HistogramWidget::setCurves(const Curves& curves)
 {
-    setMinimumSize(160, 100);
-    connect(&counting_, &QFutureWatcher<Curves>::finished, this, [this] {
-        curves_ = counting_.result();
-        update();
-        if (next_) {
-            const auto [image, area] = *std::exchange(next_, std::nullopt);
-            counting_.setFuture(QtConcurrent::run(countCurves, image, area));
-        }
-    });
-}
-
-void HistogramWidget::setImage(const QImage& image, const QRect& area)
-{
-    // The task holds its own copy of the image (shared, never written), not the widget.
-    if (counting_.isRunning())
-        next_ = std::make_pair(image, area);
-    else
-        counting_.setFuture(QtConcurrent::run(countCurves, image, area));
+    curves_ = curves;
+    update();
 }
 
 void HistogramWidget::paintEvent(QPaintEvent*)

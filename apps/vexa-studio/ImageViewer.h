@@ -5,12 +5,8 @@
 
 #include <vexa/imp/VImage.h>
 
-#include <QFutureWatcher>
 #include <QImage>
 #include <QWidget>
-
-#include <optional>
-#include <utility>
 
 namespace studio {
 
@@ -100,10 +96,9 @@ class HistogramWidget : public QWidget {
 public:
     using Curves = QList<QPair<QColor, QVector<qint64>>>;
     explicit HistogramWidget(QWidget* parent = nullptr);
-    // Counts the area of the image on a thread of the pool (a 12-megapixel view takes longer than the
-    // window may wait), the latest request replacing any not yet started.
-    void setImage(const QImage& image, const QRect& area);
-    bool isCounting() const { return counting_.isRunning() || next_.has_value(); }
+    // The curves of an area of an image, through the library's histograms; safe on any thread.
+    static Curves countCurves(const QImage& image, const QRect& area);
+    void setCurves(const Curves& curves);
     QSize sizeHint() const override { return {280, 160}; }
 
 protected:
@@ -111,8 +106,6 @@ protected:
 
 private:
     Curves curves_;
-    QFutureWatcher<Curves> counting_;
-    std::optional<std::pair<QImage, QRect>> next_;
 };
 
 // A depth map of shot indices (GrayScale 16u) in false colour: the first shot (nearest focus) blue, the
@@ -120,3 +113,5 @@ private:
 QImage depthMapColours(const VImage& depth, int shots);
 
 } // namespace studio
+
+Q_DECLARE_METATYPE(studio::HistogramWidget::Curves)

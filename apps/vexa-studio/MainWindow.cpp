@@ -35,7 +35,6 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
-#include <QtConcurrent/QtConcurrentRun>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolButton>
@@ -84,7 +83,12 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     createPanels();
     createActions();
 
-    connect(&shotReading_, &QFutureWatcher<std::pair<VImage, QImage>>::finished, this, &MainWindow::shotRead);
+    connect(&view_, &ViewWorker::shotRead, this, &MainWindow::shotRead);
+    connect(&view_, &ViewWorker::histogramCounted, this, [this](const HistogramWidget::Curves& curves) {
+        // Only the answer to the latest request is drawn: the view may have moved on meanwhile.
+        if (view_.pendingCounts() == 0)
+            histogram_->setCurves(curves);
+    });
     histogramTimer_.setSingleShot(true);
     histogramTimer_.setInterval(120);
     connect(&histogramTimer_, &QTimer::timeout, this, &MainWindow::updateHistogram);
@@ -645,7 +649,7 @@ void MainWindow::setBusy(bool busy)
         stageLabel_->setText(tr("starting..."));
 }
 
-bool MainWindow::isHistogramPending() const { return histogramTimer_.isActive() || histogram_->isCounting(); }
+bool MainWindow::isHistogramPending() const { return histogramTimer_.isActive() || view_.pendingCounts() > 0; }
 
 VImage MainWindow::selectedShot(QString* name, QImage* shown)
 {
@@ -659,22 +663,19 @@ VImage MainWindow::selectedShot(QString* name, QImage* shown)
             *shown = cachedShown_;
         return cachedShot_;
     }
-    if (!shotReading_.isRunning()) {
+    if (file != readingFile_ || view_.pendingShots() == 0) {
         readingFile_ = file;
-        // A failure is already shown on the shot's thumbnail.
-        shotReading_.setFuture(QtConcurrent::run([file] {
-            const VImage shot = VEXA::readImageFile(file);
-            return std::make_pair(shot, displayImage(shot));
-        }));
+        view_.readShot(file);
     }
     return VImage();
 }
 
-void MainWindow::shotRead()
+void MainWindow::shotRead(const QString& file, const VImage& shot, const QImage& shown)
 {
-    cachedShotFile_ = readingFile_;
-    std::tie(cachedShot_, cachedShown_) = shotReading_.result();
-    updateView(); // shows it, or starts reading the one selected meanwhile
+    cachedShotFile_ = file;
+    cachedShot_ = shot;
+    cachedShown_ = shown;
+    updateView(); // shows it, or asks for the one selected meanwhile
 }
 
 void MainWindow::stackFailed(const JobResult& job)
@@ -723,7 +724,7 @@ void MainWindow::updateView()
     sizeLabel_->setText(describeImage(result_.isEmpty() ? shot : result_));
 }
 
-void MainWindow::updateHistogram() { histogram_->setImage(viewer_->image(), viewer_->visibleRect()); }
+void MainWindow::updateHistogram() { view_.countHistogram(viewer_->image(), viewer_->visibleRect()); }
 
 void MainWindow::saveImage(const VImage& image, const QString& title, const QString& suggestedName)
 {

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "StackWorker.h"
+#include "ViewWorker.h"
 
-#include <QFutureWatcher>
 #include <QMainWindow>
 #include <QTimer>
 #include <QUndoStack>
@@ -54,7 +54,7 @@ public:
     // The histogram follows the view a moment after it changes, once the view has settled: true until then.
     bool isHistogramPending() const;
     // Whether the selected shot is still being read for the view.
-    bool isReadingShot() const { return shotReading_.isRunning(); }
+    bool isReadingShot() const { return view_.pendingShots() > 0; }
 
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -91,7 +91,7 @@ private:
     // starts reading it on a thread of the pool, and the view follows when it is in.
     VImage selectedShot(QString* name = nullptr, QImage* shown = nullptr);
     void showError(const QString& title, const QString& text);
-    void shotRead();
+    void shotRead(const QString& file, const VImage& shot, const QImage& shown);
 
     QUndoStack undo_;
     QStringList readErrors_;
@@ -110,8 +110,7 @@ private:
     QStringList thumbnailFiles_; // the files of the thumbnails being read, in the order they come
     VImage cachedShot_;
     QImage cachedShown_;
-    QString readingFile_;
-    QFutureWatcher<std::pair<VImage, QImage>> shotReading_;
+    QString readingFile_; // the shot asked of the view worker last
     QString lastFolder_;
     QString lastSaveFolder_;
     SaveSettings saveSettings_;
@@ -143,6 +142,7 @@ private:
     QAction* redoAction_ = nullptr;
     QTimer histogramTimer_;
 
+    ViewWorker view_;
     // Last, so that it goes first: its destructor cancels and waits for a running job while the widgets
     // its signals reach still exist.
     StackWorker worker_;
