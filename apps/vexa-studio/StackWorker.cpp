@@ -110,7 +110,10 @@ StackWorker::StackWorker(QObject* parent)
 {
     qRegisterMetaType<studio::JobResult>();
     // First connection, so every other receiver already sees the worker idle.
-    connect(this, &StackWorker::finished, this, [this] { busy_ = false; });
+    connect(this, &StackWorker::finished, this, [this] {
+        handOver_.receive();
+        busy_ = false;
+    });
     runner_.moveToThread(&thread_);
     thread_.start();
 }
@@ -134,14 +137,17 @@ bool StackWorker::start(std::function<JobResult()> job)
     progress_.reset();
     lastPermille_ = -1;
     stagePrefix_.clear();
+    handOver_.send();
     QMetaObject::invokeMethod(
         &runner_,
         [this, job = std::move(job)] {
+            handOver_.receive();
             JobResult result;
             {
                 const VProgressScope scope(&progress_);
                 result = job();
             }
+            handOver_.send();
             emit finished(result);
         },
         Qt::QueuedConnection);

@@ -1,7 +1,5 @@
 #include "ViewWorker.h"
 
-#include "StackWorker.h"
-
 #include <vexa/imp/image_files.h>
 
 namespace studio {
@@ -10,8 +8,14 @@ ViewWorker::ViewWorker(QObject* parent) : QObject(parent)
 {
     qRegisterMetaType<studio::HistogramWidget::Curves>();
     // First connections, so that every other receiver already sees the request answered.
-    connect(this, &ViewWorker::shotRead, this, [this] { --pendingShots_; });
-    connect(this, &ViewWorker::histogramCounted, this, [this] { --pendingCounts_; });
+    connect(this, &ViewWorker::shotRead, this, [this] {
+        handOver_.receive();
+        --pendingShots_;
+    });
+    connect(this, &ViewWorker::histogramCounted, this, [this] {
+        handOver_.receive();
+        --pendingCounts_;
+    });
     runner_.moveToThread(&thread_);
     thread_.start();
 }
@@ -25,12 +29,16 @@ ViewWorker::~ViewWorker()
 void ViewWorker::readShot(const QString& file)
 {
     ++pendingShots_;
+    handOver_.send();
     QMetaObject::invokeMethod(
         &runner_,
         [this, file] {
+            handOver_.receive();
             // A failure is shown on the shot's thumbnail already: here it is only an empty image.
             const VImage shot = VEXA::readImageFile(file);
-            emit shotRead(file, shot, displayImage(shot));
+            const QImage shown = displayImage(shot);
+            handOver_.send();
+            emit shotRead(file, shot, shown);
         },
         Qt::QueuedConnection);
 }
@@ -38,8 +46,15 @@ void ViewWorker::readShot(const QString& file)
 void ViewWorker::countHistogram(const QImage& image, const QRect& area)
 {
     ++pendingCounts_;
+    handOver_.send();
     QMetaObject::invokeMethod(
-        &runner_, [this, image, area] { emit histogramCounted(HistogramWidget::countCurves(image, area)); },
+        &runner_,
+        [this, image, area] {
+            handOver_.receive();
+            const HistogramWidget::Curves curves = HistogramWidget::countCurves(image, area);
+            handOver_.send();
+            emit histogramCounted(curves);
+        },
         Qt::QueuedConnection);
 }
 

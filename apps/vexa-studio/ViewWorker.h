@@ -5,6 +5,7 @@
 #pragma once
 
 #include "ImageViewer.h"
+#include "StackWorker.h"
 
 #include <vexa/imp/VImage.h>
 
@@ -34,6 +35,7 @@ private:
     QThread thread_;
     QObject runner_; // lives on thread_: requests are queued to it
     int pendingShots_ = 0, pendingCounts_ = 0;
+    HandOver handOver_;
 };
 
 } // namespace studio
