@@ -26,6 +26,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
 using namespace studio;
@@ -118,6 +119,11 @@ private slots:
     void initTestCase()
     {
         QVERIFY(dir_.isValid());
+#ifdef VEXA_UNDER_TSAN
+        // As in the library's tests: TBB, which runs OpenCV's parallel loops, is not instrumented, and the
+        // sanitizer would take every pixel its workers touch for a race.
+        cv::setNumThreads(0);
+#endif
         // The settings of these runs stay in the test's own folder: defaults first, nothing of a user's.
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(dir_.filePath("config")));
         window_ = std::make_unique<MainWindow>();
