@@ -123,8 +123,6 @@ void BatchDialog::addFolders(const QStringList& folders)
 
 void BatchDialog::setOutputFolder(const QString& folder) { outputEdit_->setText(folder); }
 
-int BatchDialog::folderCount() const { return queue_->topLevelItemCount(); }
-
 BatchDialog::State BatchDialog::state(int row) const
 {
     const QTreeWidgetItem* item = queue_->topLevelItem(row);

@@ -35,7 +35,6 @@ public:
     void start();
     void cancel();
     bool isRunning() const { return running_ >= 0; }
-    int folderCount() const;
     State state(int row) const;
     // The file a folder's result was written to; empty until it is.
     QString result(int row) const;

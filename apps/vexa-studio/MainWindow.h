@@ -50,7 +50,6 @@ public:
     // Writes an image on the worker, with the first shot's metadata when it is the result; false while
     // other work runs. The outcome is shown as a message.
     bool saveAs(const VImage& image, const QString& file);
-    SaveSettings& saveSettings() { return saveSettings_; }
     // The histogram follows the view a moment after it changes, once the view has settled: true until then.
     bool isHistogramPending() const;
     // Whether the selected shot is still being read for the view.

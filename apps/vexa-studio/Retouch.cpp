@@ -1,5 +1,9 @@
 #include "Retouch.h"
 
+#include "StackWorker.h"
+
+#include <vexa/gen/gen_copy_image.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -106,29 +110,13 @@ void RetouchStroke::blend(const QRect& area)
 
 QImage shownPart(const VImage& image, const QRect& area)
 {
-    const bool gray = image.format() == VEXA::GrayScale;
-    const int components = gray ? 1 : 4;
-    QImage out(area.size(), gray ? QImage::Format_Grayscale8 : QImage::Format_RGB32);
-    const auto eight = [&](const uchar* row, int i) -> uchar {
-        switch (image.channelType()) {
-        case VEXA::Channel8u: return row[i];
-        case VEXA::Channel16u: return uchar((reinterpret_cast<const std::uint16_t*>(row)[i] + 128) / 257);
-        default: {
-            const float v = reinterpret_cast<const float*>(row)[i];
-            return uchar(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f));
-        }
-        }
-    };
-    for (int y = 0; y < area.height(); ++y) {
-        const uchar* row = image.rawData() + (area.top() + y) * image.bytesPerLine();
-        uchar* o = out.scanLine(y);
-        for (int i = 0; i < area.width() * components; ++i)
-            o[i] = eight(row, area.left() * components + i);
-        if (!gray)
-            for (int x = 0; x < area.width(); ++x)
-                o[4 * x + 3] = 255;
-    }
-    return out;
+    VImage part;
+    part.create(area.width(), area.height(), image.format(), image.channelType(), image.origin(),
+                image.rowsAlignment());
+    if (part.isEmpty() || !VEXA::copyImageUsingRois(image, &part, {area.x(), area.y(), area.width(), area.height()},
+                                                    {0, 0, area.width(), area.height()}))
+        return QImage();
+    return displayImage(part);
 }
 
 } // namespace studio

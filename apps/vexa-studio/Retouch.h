@@ -47,9 +47,8 @@ private:
     QRect touched_;
 };
 
-// The pixels of `area` of an XRGB or GrayScale image of 8u, 16u or 32f as the viewer shows them (8 bits,
-// 16-bit values rounded from v / 257, floats from v * 255 over 0 .. 1), for redrawing a stroke's change
-// without converting the whole image.
+// The pixels of `area` of an image as the viewer shows them (displayImage of a copy of the area), for
+// redrawing a stroke's change without converting the whole image.
 QImage shownPart(const VImage& image, const QRect& area);
 
 } // namespace studio

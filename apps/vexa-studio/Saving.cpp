@@ -1,5 +1,7 @@
 #include "Saving.h"
 
+#include "metadata_carry.h"
+
 #include <vexa/imp/file_metadata.h>
 #include <vexa/imp/image_files.h>
 
@@ -19,10 +21,7 @@ QString saveImageFile(const VImage& image, const QString& file, const SaveSettin
     const VStatus written = VEXA::writeImageFile(image, file, options);
     if (!written)
         return written.reason().isEmpty() ? QObject::tr("the library gave no reason") : written.reason();
-    // The EXIF block, and a profile the writer could not embed, go in by rewriting the file.
-    const bool afterwards =
-        !metadata.exif.isEmpty() || (!metadata.iccProfile.isEmpty() && !VEXA::embedsProfile(file, metadata.iccProfile));
-    if (afterwards && VEXA::holdsMetadata(file)) {
+    if (vexatool::needsMetadataRewrite(file, metadata)) {
         // The shots were read upright, so the result's pixels are upright already.
         const VStatus kept = VEXA::writeFileMetadata(file, metadata, true);
         if (!kept && warning)

@@ -193,11 +193,16 @@ void ToolsMenu::preview(const ToolFunction& tool)
 }
 
 template <class Value>
-ToolFunction ToolsMenu::previewed(QInputDialog& dialog, void (QInputDialog::*changed)(Value),
-                                  Value (QInputDialog::*current)() const,
+ToolFunction ToolsMenu::previewed(const QString& title, const QString& label,
+                                  const std::function<void(QInputDialog&)>& configure,
+                                  void (QInputDialog::*changed)(Value), Value (QInputDialog::*current)() const,
                                   const std::function<ToolFunction(Value)>& make)
 {
+    QInputDialog dialog(parentWidget());
     dialog.setObjectName(QStringLiteral("toolDialog"));
+    dialog.setWindowTitle(title);
+    dialog.setLabelText(label);
+    configure(dialog);
     connect(&dialog, changed, this, [&](Value v) { preview(make(v)); });
     preview(make((dialog.*current)()));
     const bool accepted = dialog.exec() == QDialog::Accepted;
@@ -208,25 +213,24 @@ ToolFunction ToolsMenu::previewed(QInputDialog& dialog, void (QInputDialog::*cha
 ToolFunction ToolsMenu::askInt(const QString& title, const QString& label, int value, int min, int max, int step,
                                const std::function<ToolFunction(int)>& make)
 {
-    QInputDialog dialog(parentWidget());
-    dialog.setWindowTitle(title);
-    dialog.setLabelText(label);
-    dialog.setIntRange(min, max);
-    dialog.setIntStep(step);
-    dialog.setIntValue(value);
-    return previewed(dialog, &QInputDialog::intValueChanged, &QInputDialog::intValue, make);
+    const auto configure = [=](QInputDialog& dialog) {
+        dialog.setIntRange(min, max);
+        dialog.setIntStep(step);
+        dialog.setIntValue(value);
+    };
+    return previewed<int>(title, label, configure, &QInputDialog::intValueChanged, &QInputDialog::intValue, make);
 }
 
 ToolFunction ToolsMenu::askDouble(const QString& title, const QString& label, double value, double min, double max,
                                   int decimals, const std::function<ToolFunction(double)>& make)
 {
-    QInputDialog dialog(parentWidget());
-    dialog.setWindowTitle(title);
-    dialog.setLabelText(label);
-    dialog.setDoubleRange(min, max);
-    dialog.setDoubleDecimals(decimals);
-    dialog.setDoubleValue(value);
-    return previewed(dialog, &QInputDialog::doubleValueChanged, &QInputDialog::doubleValue, make);
+    const auto configure = [=](QInputDialog& dialog) {
+        dialog.setDoubleRange(min, max);
+        dialog.setDoubleDecimals(decimals);
+        dialog.setDoubleValue(value);
+    };
+    return previewed<double>(title, label, configure, &QInputDialog::doubleValueChanged, &QInputDialog::doubleValue,
+                             make);
 }
 
 QAction* ToolsMenu::addTool(QMenu* menu, const QString& title, const char* objectName, const ToolFunction& tool)

@@ -36,9 +36,10 @@ private:
                         const std::function<ToolFunction(int)>& make);
     ToolFunction askDouble(const QString& title, const QString& label, double value, double min, double max,
                            int decimals, const std::function<ToolFunction(double)>& make);
-    // Runs the dialog, previewing make(value) as the value changes.
+    // A dialog of one number, set up by configure, previewing make(value) as the value changes.
     template <class Value>
-    ToolFunction previewed(QInputDialog& dialog, void (QInputDialog::*changed)(Value),
+    ToolFunction previewed(const QString& title, const QString& label,
+                           const std::function<void(QInputDialog&)>& configure, void (QInputDialog::*changed)(Value),
                            Value (QInputDialog::*current)() const, const std::function<ToolFunction(Value)>& make);
     void preview(const ToolFunction& tool);
 

@@ -3,6 +3,8 @@
 // because every command goes through these few entry points and they share their checks.
 #include "image_io.h"
 
+#include "metadata_carry.h"
+
 #include "cli.h"
 
 #include <vexa/gen/gen_image_converters.h>
@@ -618,10 +620,7 @@ void writeImage(const VImage& image, const QString& fileName, Task* task, bool c
             task ? task->fail(message) : runtimeError(message);
         }
     }
-    // Rewriting the file for the EXIF block costs a copy of it: only when there is one to carry.
-    const bool afterwards = !metadata.exif.isEmpty() ||
-                            (!metadata.iccProfile.isEmpty() && !VEXA::embedsProfile(written, metadata.iccProfile));
-    if (carryMetadata && !byteArray && afterwards && VEXA::holdsMetadata(written)) {
+    if (carryMetadata && !byteArray && needsMetadataRewrite(written, metadata)) {
         const VStatus kept = VEXA::writeFileMetadata(written, metadata, readSettings().applyOrientation);
         if (!kept)
             printError(QStringLiteral("warning: %1: the input's metadata could not be kept: %2").arg(fileName, kept.reason()));

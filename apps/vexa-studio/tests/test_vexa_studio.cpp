@@ -549,7 +549,7 @@ private slots:
         const auto whileOpen = [&](const std::function<void(QWidget*)>& inside) {
             QTimer::singleShot(0, [&] {
                 QWidget* dialog = nullptr;
-                QTest::qWaitFor([&] { return (dialog = QApplication::activeModalWidget()) != nullptr; }, kWait);
+                (void)QTest::qWaitFor([&] { return (dialog = QApplication::activeModalWidget()) != nullptr; }, kWait);
                 inside(dialog);
             });
             window_->findChild<QAction*>("actionBrightnessContrast")->trigger();
