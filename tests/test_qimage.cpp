@@ -305,6 +305,20 @@ TEST_F(Files, OwnPngAndTiffWritersReadBackAsQtsAndWriteWholeFilesOnly)
     const VStatus missing = writeImageFile(makeImage(4, 4, XRGB, Channel8u), path("no/such/folder/x.png"));
     EXPECT_FALSE(missing);
     EXPECT_FALSE(missing.message().isEmpty());
+    // A device that fills up under the encoder: a failed save naming the encoder's complaint.
+    FileWriteOptions straight;
+    straight.replaceWhenComplete = false;
+    for (const char* full : {"/dev/full.png", "/dev/full.tif"}) {
+        const QString name = QString::fromLatin1(full).section('.', 0, 0);
+        if (!QFile::exists(name))
+            continue;
+        QFile::link(name, path(full + 5)); // the suffix picks the encoder
+        const VStatus status = writeImageFile(makeImage(512, 512, XRGB, Channel8u, 3), path(full + 5), straight);
+        EXPECT_FALSE(status);
+        EXPECT_EQ(status.issue(), Issue::Saving) << full;
+        const QString encoder = QString::fromLatin1(full).endsWith("png") ? "PNG: " : "TIFF: ";
+        EXPECT_TRUE(status.reason().startsWith("failed to write to file. " + encoder)) << status.reason().toStdString();
+    }
 }
 
 // Files whose headers promise a picture of width x height and carry no pixel data: a PNG (with the

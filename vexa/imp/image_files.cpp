@@ -228,12 +228,19 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
         return fail(VEXA_CALL_SITE, QStringLiteral("failed to write to file. ") + file.errorString());
     const VStatus written = guarded(VEXA_CALL_SITE, [&]() -> VStatus {
         checkCancelled();
-        if (png) {
-            writePng(storable, &file, options.compression, options.iccProfile);
-            return VStatus::Ok;
-        }
-        if (isTiff(suffix) && writesTiff(storable.format(), storable.channelType())) {
-            writeTiff(storable, &file, options.compression, options.iccProfile);
+        if (png || (isTiff(suffix) && writesTiff(storable.format(), storable.channelType()))) {
+            // The encoders' own failures (a full disk, libpng or libtiff refusing) are a failed save naming
+            // the cause; cancellation and the library's refusals go on to the frame.
+            try {
+                if (png)
+                    writePng(storable, &file, options.compression, options.iccProfile);
+                else
+                    writeTiff(storable, &file, options.compression, options.iccProfile);
+            } catch (const dip_exception&) {
+                throw;
+            } catch (const exception& e) {
+                return fail(VEXA_CALL_SITE, QStringLiteral("failed to write to file. ") + QString::fromUtf8(e.what()));
+            }
             return VStatus::Ok;
         }
         QImage qImage = storable.channelType() == Channel16u ? deepQImage(storable) : eightBitQImage(storable);
