@@ -47,6 +47,9 @@ TEST(MathUtils, RoundForHistogramRoundsUpToOneTwoOrFiveTimesAPowerOfTen)
     }
     EXPECT_EQ(MathUtils::roundForHistogram(0.0), 0.0);
     EXPECT_EQ(MathUtils::roundForHistogram(-3.0), -3.0);
+    // The smallest subnormals, whose decade underflows to 0, come back instead of looping forever.
+    for (const double tiny : {4.9e-324, 9.9e-324})
+        EXPECT_EQ(MathUtils::roundForHistogram(tiny), tiny);
 }
 
 TEST(MathUtils, AreaIgnoresOrientationAndNeedsThreePoints)

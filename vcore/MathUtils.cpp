@@ -20,6 +20,9 @@ double roundForHistogram(double width)
     if (!(width > 0.0) || std::isinf(width))
         return width;
     double decade = std::pow(10.0, std::floor(std::log10(width)));
+    // Below 1e-323 the decade underflows to 0 and would never grow: no rounder width exists there.
+    if (decade == 0.0)
+        return width;
     // log10 can land a hair off for exact powers of ten; step back or forward one decade to be sure.
     if (decade > width)
         decade /= 10.0;
