@@ -1,4 +1,8 @@
-// The whole public interface of the Vexa image library.
+/// @file
+/// @brief The whole public interface of the Vexa image library in one include.
+///
+/// Includes every header of the library's types and operations (the `vexa/imp` and `vexa/gen` ones),
+/// `vlog/VLog.h`, and through them `vcore/VSerialization.h`. Each header may also be included on its own.
 #pragma once
 
 #include <vlog/VLog.h>

@@ -4,18 +4,13 @@
 #include <vexa/imp/detail/dispatch.h>
 #include <vexa/imp/detail/frame.h>
 #include <vexa/imp/detail/opencv_frame.h>
+#include <vexa/imp/kernels/matrix_image.h>
 
 #include <opencv2/imgproc.hpp>
 
 namespace VEXA {
 
 namespace {
-
-using TemplatePixels = PixelList<PixelGray<quint8>, PixelBGR<quint8>, PixelGray<float>, PixelBGR<float>>;
-using MatrixPixels = PixelList<PixelGray<float>>;
-using DftPixels = PixelList<PixelGray<quint8>, PixelGray<quint16>, PixelGray<qint16>, PixelGray<float>>;
-using MinMaxPixels = AllChannelsOf<PixelGray>;
-using MaskPixels = PixelList<PixelGray<quint8>>;
 
 cv::Mat matrixOf(const VImage& image)
 {
@@ -220,7 +215,7 @@ VStatus getMinMax(const VImage& src, double* min, double* max, QPoint* minAt, QP
         checkStatus(mask);
         cv::Mat m;
         if (!mask.isEmpty()) {
-            requireListed(MaskPixels{}, mask);
+            requireListed(MinMaxMaskPixels{}, mask);
             checkSameSize(src, mask);
             m = asCvMat(mask);
             // minMaxLoc answers 0 and 0 at (-1, -1) for an empty selection, which reads as a value.

@@ -115,8 +115,6 @@ void calcBrightnessContrastByCoordinates(double x1, double y1, double x2, double
 
 namespace {
 
-using NormalizePixels = PixelList<PixelGray<quint8>>;
-
 VStatus normalizeThroughOpenCv(const VImage& src, VImage* dst, double a, double b, int normType)
 {
     checkSource(src);

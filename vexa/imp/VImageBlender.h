@@ -1,55 +1,6 @@
-// Focus stacking: shots of one scene, each sharp at another depth, merged one by one into an image sharp
-// everywhere.
-//
-// Methods:
-// - MultifocusPyramid: the shots' pyramids (VRasterPyramid) merged coefficient by coefficient, the larger
-//   magnitude winning;
-// - MultifocusMaxSharpness (the default): per pixel, the sharpest shot so far wins (multifocusImages);
-// - MultifocusWeighted: a running average weighted by sharpness (multifocusImagesWeighted);
-// - MultifocusWeightedAll: every shot kept with its sharpness map, averaged over all of them by image();
-// - MultifocusDepthMap: made for real series (hand-held, JPEG, drifting exposure), in the shots' own depth:
-//   every shot is brought to the first shot's exposure and white balance (a gain per channel) and, with
-//   AlignAuto, to its geometry (breathing, shake and parallax: see imp/focus_align.h); its sharpness is
-//   scored at three scales, so that where no shot is sharp the choice follows the depths decided around
-//   it; each pixel's finest detail comes from the one sharpest shot (shots nearly as sharp as each other
-//   are averaged, which lowers the noise), and a Laplacian pyramid blend of that decision hides seams and
-//   exposure residue at the coarser scales (imp/focus_merge.h). GrayScale, BGR,
-//   XRGB and ARGB shots of 8u, 16u or 32f merge at their depth with no 8-bit step: gray gives GrayScale,
-//   colour gives XRGB, of the shots' channel type; other shots are merged in XRGB 8u, as the same
-//   picture (convertScaled). The index of the shot each pixel came from is readable as a depth map.
-//   The running state is 16 bytes a pixel in colour (11 in gray) whatever the stack's length.
-// Sharpness maps are GrayScale 32f maps of the shot's size, contrastImage(shot, &map, 1, 3).
-//
-// image() hands out the merge so far; later shots never change an image handed out.
-//
-// Progress and cancellation: with a VProgress current on the calling thread, addImage() reports the
-// shot's fraction (aligning, measuring, merging) and, once cancel() is called, returns false with the
-// blender exactly as it was before the shot: every method measures and aligns the shot aside, checked
-// between bands of rows, and then changes its state in one short step that is not interrupted (on 12 MP
-// about 15 ms for the maximum-sharpness merge, 32 ms for the depth map's). The alignments' own searches
-// (keypoints, local stabilization) are single calls of a few tenths of a second, checked before and after. A cancelled first shot leaves the
-// blender uninitialised. image() and depthMap() of a cancelled computation return an empty image and
-// change nothing.
-//
-// The first shot initialises the blender; a later shot of another size or format is refused (addImage
-// returns false and nothing changes), and lastStatus() says why. The first shot is the reference of every
-// alignment. AlignAuto (setAlignment) fits each shot to the one before it, chained to the first, with a
-// global affine fit refined by a smooth local correction; a shot that does not move is never resampled,
-// and one that cannot be fitted is refused with its reason. For the methods other than the depth map its
-// uncovered pixels are black, and so stay out of the merge. With alignByKeypoints each shot is first warped onto the running
-// result by the homography between their keypoints; with stabilizeLocally it is then lined up by
-// stabilizeLocal. Pixels that alignment leaves black carry no data: they never enter the result.
-//
-// - multifocusImages(image, imageSharpness, result, resultSharpness): XRGB 8u images and GrayScale 32f
-//   maps of one size; per pixel, in row order, the result pixel (all four bytes) and its sharpness are
-//   replaced by the image's where the image's sharpness is not smaller (ties go to the image) and no pixel
-//   of the image's 3 x 3 neighbourhood (clipped to the image) is pure black (B = G = R = 0).
-// - multifocusImagesWeighted(image, imageSharpness, result, resultSharpness): with L = (29 B + 150 G +
-//   76 R) >> 8: a result pixel of L < 3 becomes the image pixel; otherwise, where the image pixel has
-//   L > 3, red, green and blue become bound8u((wi * image + wr * result) / (wi + wr)) with the two
-//   sharpnesses as weights, or the integer mean (result + image) >> 1 when |wi + wr| is 0. The sharpness
-//   map keeps the larger of the two, and is then measured afresh on the merged result.
-// Both merge in place: checked for a cancellation before they start, they then run whole.
+/// @file
+/// @brief Focus stacking: shots of one scene, each sharp at another depth, merged into one image sharp
+/// everywhere (group @ref focus).
 #pragma once
 
 #include <vexa/imp/VImage.h>
@@ -69,72 +20,276 @@ class FocusDepthMerge;
 struct KeptShotFit;
 } // namespace VEXA
 
+/// @addtogroup focus
+/// Focus stacking: shots of one scene, each sharp at another depth, merged one by one into an image sharp
+/// everywhere. VImageBlender takes the shots and keeps the merge so far; multifocusImages() and
+/// multifocusImagesWeighted() are the two running merges it uses, open to callers that keep their own
+/// images; VRasterPyramid is the pyramid of MultifocusPyramid.
+///
+/// **Methods** (VImageBlender::MultifocusMethod):
+/// - MultifocusPyramid: the shots' pyramids (VRasterPyramid) merged coefficient by coefficient, the larger
+///   magnitude winning;
+/// - MultifocusMaxSharpness (the default): per pixel, the sharpest shot so far wins (multifocusImages());
+/// - MultifocusWeighted: a running average weighted by sharpness (multifocusImagesWeighted());
+/// - MultifocusWeightedAll: every shot kept with its sharpness map, averaged over all of them by image();
+/// - MultifocusDepthMap: made for real series (hand-held, JPEG, drifting exposure), in the shots' own depth,
+///   with the index of the shot each pixel came from readable as a depth map (VImageBlender::depthMap()).
+///
+/// Sharpness maps are GrayScale 32f maps of the shot's size, contrastImage(shot, &map, 1, 3): per pixel
+/// |L(shot) - L(blurred)| in 0..255 units, with L the luminance 0.114 B + 0.587 G + 0.299 R and blurred the
+/// shot's 3 x 3 Gaussian.
+///
+/// **Pixel types:** the first shot fixes the layout. MultifocusMaxSharpness, MultifocusWeighted and
+/// MultifocusWeightedAll merge XRGB 8u shots. MultifocusPyramid is meant for 8u shots that VImage::convert()
+/// turns into BGR 8u (BGR and XRGB among them; GrayScale and ARGB are not) and gives XRGB 8u.
+/// MultifocusDepthMap merges GrayScale, BGR, XRGB and ARGB shots of 8u, 16u or 32f at their depth with no
+/// 8-bit step (an alpha is dropped): gray gives GrayScale, colour gives XRGB, of the shots' channel type;
+/// other shots are merged in XRGB 8u, as the same picture (VImage::convertScaled()). What each method does
+/// with other layouts is told at its value of VImageBlender::MultifocusMethod.
+///
+/// **Regions of interest:** MultifocusDepthMap, unless it aligns by keypoints or locally, reads each shot's
+/// roi, whose size must be the first shot's, and image() and depthMap() have that size. Every other method,
+/// and the depth map aligning by keypoints or locally, works on whole images (its shots are copied, and a
+/// copy's roi is the whole image): give those shots whose roi is the whole image.
+///
+/// **Alignment** (VImageBlender::Alignment): every alignment brings the shots into the first shot's geometry.
+/// AlignAuto fits each shot to the one before it, chained to the first, with a global affine fit refined by a
+/// smooth local correction; a shot that does not move is never resampled, and one that cannot be fitted is
+/// refused with its reason. With AlignKeypoints each shot is first warped onto the running result (onto the first
+/// shot for the depth map) by the homography between their keypoints; with AlignLocal it is then lined up by
+/// stabilizeLocal(). For the methods other than the depth map, the pixels an alignment leaves uncovered are
+/// black: MultifocusMaxSharpness takes no pixel within one pixel of a black one, MultifocusWeighted blends
+/// no shot pixel of luminance 3 or less, while MultifocusWeightedAll and MultifocusPyramid weigh them like
+/// any other. For the depth map they carry no data: with AlignAuto the pixels the fitted shot does not
+/// cover take no share of the result; with the keypoint or local alignment no pixel of luminance 0 does,
+/// nor its eight neighbours. The depth map matches every shot's exposure whatever the alignment.
+///
+/// **Failures:** VImageBlender::addImage() returns false and leaves the blender as it was, with the reason
+/// in VImageBlender::lastStatus() (message "Reason: " followed by the text, VStatus::reason() the text
+/// alone):
+/// - an invalid or empty shot: "Bad status of image!", "Empty source image!";
+/// - a later shot of another size, layout (format or channel type), or origin or rows alignment than the
+///   first: "The shot's size differs from the first shot's: 320x240 BGR 8u against 640x480 XRGB 8u" (with
+///   "layout" or "origin or row alignment" in place of "size" as the case is);
+/// - with AlignAuto: "The shot cannot be aligned: it does not match the shot before it" (no correlation) and
+///   "The shot cannot be aligned: it moved too far from the shot before it" (a scale outside 0.7 to 1.4, or
+///   the centre moved by more than a quarter of the width or height);
+/// - for the depth map, a shot that cannot be converted: "The shot's layout cannot be merged";
+/// - a failed inner step: "The shot could not be merged", whose reason names the step ("warping the shot
+///   onto its keypoint match failed: ...", "merging the shot's pyramid failed: ...");
+/// - OpenCV's errors and a lack of memory, as every operation reports them;
+/// - a cancellation: "Operation cancelled".
+///
+/// **Progress and cancellation** (VProgress): with a VProgress current on the calling thread, addImage()
+/// reports the shot's fraction under "merging" (the keypoint and local alignments, and AlignAuto for the
+/// methods other than the depth map, take the first 30%; the depth map's own steps report "aligning",
+/// "measuring" and "merging") and, once cancel() is called, returns false with the
+/// blender exactly as it was before the shot: every method measures and aligns the shot aside, checked
+/// between bands of rows and steps, and then changes its state in one short step that is not interrupted (on
+/// 12 MP about 15 ms for the maximum-sharpness merge, 32 ms for the depth map's). The alignments' own
+/// searches (keypoints and local stabilization, single calls of a few tenths of a second; the automatic fit)
+/// are checked before and after. A cancelled first shot leaves the blender uninitialised. image() of
+/// MultifocusWeightedAll reports "averaging" and, cancelled, returns an empty image and changes nothing; the
+/// other methods' image() and depthMap() run whole. multifocusImages() and multifocusImagesWeighted() are
+/// checked once before they start ("Operation cancelled", nothing written), then run whole.
+///
+/// **Memory:** the running state, whatever the stack's length, is the result and a 32f sharpness map
+/// (4 bytes a pixel) for MultifocusMaxSharpness and MultifocusWeighted; the running pyramid and the result,
+/// about 16 bytes a pixel, for MultifocusPyramid. MultifocusWeightedAll keeps a copy of every shot and its
+/// map, growing with the stack. MultifocusDepthMap keeps no running image: its state is about 16 bytes a
+/// pixel in colour and 11 in gray for 8u shots (24 and 13 for 16u and 32f), plus a copy of the first shot
+/// when it aligns by keypoints or locally. The depth map, and AlignAuto for every method, also keep the
+/// previous shot's luminance in floats, at half size (1 byte a pixel) for shots whose longer side passes
+/// 1024 pixels and at full size (4 bytes a pixel) otherwise. An image made by image() or depthMap() is kept
+/// until the next shot. While a shot is added a few more full-size planes of it are alive. Kept shot fits
+/// (VImageBlender::setKeepShotFits()) cost more for each shot.
+///
+/// **Threads:** the free functions are reentrant (their four images must not be used by another thread
+/// during the call). A VImageBlender is used by one thread at a time, and may be handed from one thread to
+/// another between calls; only its const members may run on several threads at once. Copies are
+/// independent: what either writes is its own. Images handed out by image() and depthMap() are never
+/// written again by the blender and may be read on any thread while it goes on. The blender keeps no
+/// reference to the caller's shots: each is copied or only read during the call.
+/// @{
+
+/// The focus stacker: takes the shots of a series one by one (addImage()) and keeps their merge so far
+/// (image()), by one of five methods and with an optional alignment of each shot onto the first (see the
+/// group @ref focus for the rules every method shares).
+///
+/// The first shot initialises the blender and fixes the layout that later shots must have; a later shot of
+/// another size or layout is refused (addImage() returns false and nothing changes), and lastStatus() says
+/// why. image() hands out the merge so far; later shots never change an image handed out.
+///
+/// A value type: a copy owns everything the merges write (images, pyramid, depth-map state, aligner) and
+/// shares only what is never written again, so the copy and the original go on independently. Settings
+/// are given to the constructor or to init(); init() and clear() start a new series.
+///
+/// Not thread-safe: one thread at a time (see the group's **Threads**).
 class VEXA_EXPORT VImageBlender {
 public:
+    /// How the shots are merged. Each method's rules for layouts other than those it merges are told here.
     enum MultifocusMethod : int {
+        /// Each shot's VRasterPyramid (as many levels as its size allows), built from the shot converted to
+        /// BGR 8u by VImage::convert(), is merged with the running one by VRasterPyramid::takeMostSharpness()
+        /// (per coefficient the larger magnitude wins; ties keep the earlier shots') and restored: image() is
+        /// XRGB 8u. Until a second shot is merged image() is the first shot as given; as later shots are
+        /// checked against the XRGB 8u result, a series of another layout is refused from its third shot on.
         MultifocusPyramid = 0,
+        /// The default: per pixel the sharpest shot so far wins, by multifocusImages() with each shot's
+        /// sharpness map against the running one. XRGB 8u shots; in a series of another layout the later
+        /// shots are taken (addImage() returns true, count() grows) but merge nothing, the merge's own failure
+        /// being only logged.
         MultifocusMaxSharpness = 1,
+        /// A running average weighted by sharpness, by multifocusImagesWeighted(); its map is measured
+        /// afresh on the merged result after each shot. XRGB 8u shots; in a series of another layout the
+        /// later shots are taken but merge nothing, as for MultifocusMaxSharpness.
         MultifocusWeighted = 2,
+        /// Every shot kept (a copy) with its sharpness map; image() averages all of them per pixel, each
+        /// component bound8u(sum of w c / sum of w) (clamped to 0..255, truncated) with w the absolute
+        /// sharpness of each shot there, where every w is 0 the first shot's pixel staying, the fourth byte
+        /// being the first shot's. XRGB 8u shots; with another layout image() gives the first shot.
         MultifocusWeightedAll = 3,
+        /// Made for real series (hand-held, JPEG, drifting exposure), in the shots' own depth. Every shot is
+        /// brought to the first shot's exposure and white balance (a gain per channel, measured against the
+        /// shot before it) and, with AlignAuto, to its geometry (breathing, shake and parallax). Its
+        /// sharpness is scored at three scales (the squared 3 x 3 Laplacian of its luminance, less twice the
+        /// series' noise floor, smoothed over about 2, 8 and 32 pixels), so that where no shot is sharp the
+        /// choice follows the depths decided around it. Each pixel's finest detail comes from the one
+        /// sharpest shot (isolated flips of that decision are removed by a 5 x 5 median; shots nearly as
+        /// sharp as each other are averaged, which lowers the noise), and a Laplacian pyramid blend of that
+        /// decision hides seams and exposure residue at the coarser scales. The running state is bounded
+        /// whatever the stack's length (see the group's **Memory**). image() is GrayScale for gray shots and
+        /// XRGB for colour ones (X at the type's full scale), of the shots' channel type (8u for shots merged
+        /// as XRGB 8u), rounded to the nearest and saturated; depthMap() gives the decision's shot indices.
         MultifocusDepthMap = 4,
     };
 
-    // How shots are lined up with the first before they are merged.
+    /// How shots are lined up with the first before they are merged.
     enum Alignment : int {
+        /// The shots are merged as they stand (the depth map still matches their exposure).
         AlignNone = 0,
-        AlignKeypoints = 1,         // alignByKeypoints
-        AlignLocal = 2,             // stabilizeLocally
+        /// `alignByKeypoints`: each shot is warped (warpPerspectiveImage(), bilinear, uncovered pixels
+        /// black) by the homography findTransformation() finds between the VKeypointDescriptors of the
+        /// target and of the shot; the target is the running result, or the first shot for the depth map. A
+        /// shot for which no homography is found, or whose homography moves no corner by a thousandth of a
+        /// pixel, is taken as it stands. Shot fits are not kept.
+        AlignKeypoints = 1, // alignByKeypoints
+        /// `stabilizeLocally`: each shot is lined up with the same target by stabilizeLocal(); a shot it
+        /// cannot line up is taken as it stands. Shot fits are not kept.
+        AlignLocal = 2, // stabilizeLocally
+        /// Both: keypoints first, then the local stabilization.
         AlignKeypointsAndLocal = 3, // both
-        AlignAuto = 4,              // breathing, shake and parallax, exposure-blind (see above)
+        /// Breathing, shake and parallax, blind to exposure. Each shot is fitted to the one before it, which
+        /// is already in the first shot's geometry, so that the fits chain to the first shot while every
+        /// comparison is between neighbours: a global affine fit (shift, rotation, scale, shear) by OpenCV's
+        /// ECC on the luminance, coarse to fine (at half resolution for shots whose longer side passes 1024
+        /// pixels), then a smooth local correction for parallax, from optical flow between the fitted shot
+        /// and its neighbour averaged over about 24 pixels with the detail both have as weights (vectors
+        /// longer than 1% of the diagonal are left out), applied only where the flow averaged over about 70
+        /// pixels still moves something by a quarter of a pixel. A shot whose fit moves no corner by 0.1
+        /// pixel and that needs no local correction is not resampled; shots under 100 pixels on a side are
+        /// taken as they stand. Resampling is bicubic. The fits are reported by shotFits().
+        AlignAuto = 4, // breathing, shake and parallax, exposure-blind (see above)
     };
 
-    // What the blender did with a shot it took, in order of the shots.
+    /// What the blender did with a shot it took, one per shot in order of the shots (shotFits()). The first
+    /// shot's is the default: gains 1, the identity, no shift, not resampled.
     struct ShotFit {
+        /// Blue, green and red gains that bring the shot to the first shot's exposure and white balance
+        /// (gray shots repeat the first); measured and applied by the depth map only, 1 for the other
+        /// methods. A gain within 0.3% of 1 is exactly 1.
         double gains[3] = {1.0, 1.0, 1.0}; // blue, green, red: into the first shot's exposure (depth map)
+        /// AlignAuto's global fit: maps the first shot's pixel coordinates (pixel centres at whole numbers,
+        /// relative to the roi) to where the merge reads them in this shot. The identity for a shot taken
+        /// as it stands and without AlignAuto.
         QTransform transform;              // the global fit, first shot's pixels to this shot's (AlignAuto)
-        double localShift = 0.0;           // the largest local correction on top of it, in pixels
+        /// The size of AlignAuto's local correction on top of the global fit, in pixels: the 99th percentile
+        /// of its lengths away from a 5% border; 0 where no local correction is applied.
+        double localShift = 0.0; // the local correction's size on top of it, in pixels
+        /// True when AlignAuto read the shot through its fit; false for a shot taken as it stands, and always
+        /// without AlignAuto (the keypoint and local alignments are not reported here).
         bool resampled = false;            // false for a shot taken as it stands
     };
 
+    /// An empty blender merging by @p method, aligning by keypoints and/or locally as the flags say
+    /// (AlignKeypoints, AlignLocal, both, or AlignNone).
     explicit VImageBlender(MultifocusMethod method = MultifocusMaxSharpness, bool alignByKeypoints = false,
                            bool stabilizeLocally = false);
+    /// An empty blender merging by @p method with @p alignment.
     VImageBlender(MultifocusMethod method, Alignment alignment);
+    /// An independent copy: its settings, shots, merge state, fits and last status, owning whatever the
+    /// merges write.
     VImageBlender(const VImageBlender& other);
+    /// Makes this blender an independent copy of @p other, as the copy constructor.
     VImageBlender& operator=(const VImageBlender& other);
+    /// Releases the merge state; images handed out stay valid.
     ~VImageBlender();
 
-    // Discards everything and takes new settings; always true.
+    /// Starts a new series: discards every shot, result and fit (as clear()) and takes the new settings, the
+    /// flags as in the constructor; whether fits are kept stays as set. Always true.
     bool init(MultifocusMethod method, bool alignByKeypoints, bool stabilizeLocally);
+    /// As init(MultifocusMethod, bool, bool), with @p alignment.
     bool init(MultifocusMethod method, Alignment alignment);
-    // Adds one shot; false, with nothing changed, for a shot the blender cannot take.
+    /// Adds one shot, aligned as set and merged by the method. The first shot initialises the blender and
+    /// fixes the layout (size, format, channel type, origin and rows alignment) that later shots must have.
+    /// Returns true when the shot was taken: count() grows by one, shotFits() gains its fit and lastStatus()
+    /// is good. Returns false, with nothing changed and the reason in lastStatus(), for a shot the blender
+    /// cannot take or a cancellation (see the group's **Failures**); a refused or cancelled first shot leaves
+    /// the blender uninitialised. The image is copied or only read during the call.
     bool addImage(const VImage& image);
-    // The merged result so far (computed here for MultifocusWeightedAll and MultifocusDepthMap).
+    /// The merged result so far; empty before the first shot. Computed here for MultifocusWeightedAll (on
+    /// every call) and MultifocusDepthMap (once after each shot), kept as they stand for the other methods.
+    /// Its layout is told at each MultifocusMethod value. Later shots never change an image handed out: the
+    /// blender writes a copy, or a new image, instead. An empty image when MultifocusWeightedAll's averaging
+    /// is cancelled, or when the depth map cannot be finished (for want of memory, say), with nothing
+    /// changed.
     VImage image();
-    // For MultifocusDepthMap: the index (0 for the first shot) of the shot each pixel's finest detail came
-    // from, GrayScale 16u; empty for the other methods.
+    /// For MultifocusDepthMap: per pixel the index (0 for the first shot) of the shot that won its decision,
+    /// the one sharpest there, from which its finest detail came (alone, or with the shots nearly as sharp
+    /// that share it); indices past 65535 count as 65535. GrayScale 16u of the merged roi's size, with the
+    /// first shot's origin; made when asked and kept until the next shot. Empty for the other methods and
+    /// before the first shot.
     VImage depthMap();
+    /// Discards every shot, result and fit: the blender is uninitialised, count() is 0 and lastStatus() is
+    /// good. The method, the alignment and whether fits are kept stay.
     void clear();
 
+    /// The number of shots taken since the last init() or clear(); refused and cancelled shots do not count.
     int count() const { return count_; }
+    /// The merging method.
     MultifocusMethod method() const { return method_; }
+    /// The alignment: AlignAuto, or AlignNone, AlignKeypoints, AlignLocal or AlignKeypointsAndLocal as the
+    /// keypoint and local flags are set.
     Alignment alignment() const;
+    /// Whether a first shot has been taken.
     bool isInitialized() const { return initialized_; }
-    // Ok after a shot was taken; after a refusal or a cancellation, the reason ("Reason: ...").
+    /// Good after a shot was taken, and after init() and clear(); after a refusal or a cancellation, the
+    /// failed status of addImage(): message "Reason: " followed by the text ("Operation cancelled" alone for
+    /// a cancellation), VStatus::reason() the text.
     VStatus lastStatus() const { return lastStatus_; }
+    /// What the blender did with each shot taken, in order of the shots (ShotFit).
     QList<ShotFit> shotFits() const { return fits_; }
 
-    // Keeps each shot's fit, so that alignedShot() can give the shot as the merge read it, for the shots
-    // added after it is set. Off by default, as fits cost memory: with AlignAuto, 2 bytes a pixel for each
-    // shot the local correction moved (none for one that did not move, nor without alignment).
+    /// Keeps each shot's fit, so that alignedShot() can give the shot as the merge read it, for the shots
+    /// added after it is set; init() and clear() leave the setting as it is. Off by default, as fits cost
+    /// memory: with AlignAuto, for each shot the local correction moved, a field of 2 bytes a pixel for
+    /// shots whose longer side passes 1024 pixels, 8 bytes a pixel otherwise (next to nothing for a shot
+    /// that was not moved locally, and without alignment).
     void setKeepShotFits(bool keep) { keepFits_ = keep; }
+    /// Whether shot fits are kept for the shots added from now on.
     bool keepsShotFits() const { return keepFits_; }
-    // Shot number `index` (0 for the first), which must be the image given to addImage() for it, as the
-    // merge read it: resampled by its fit (uncovered pixels repeat the border's for the depth map, black
-    // for the others, as in the merge) and, for the depth map, brought to the first shot's exposure by its
-    // gains; in image()'s format and channel type, so that a retouch copies its pixels into the result
-    // as they stand. Refused, with the reason, for a shot of another layout, a number not merged, and a shot
-    // whose fit was not kept: added while keeping was off, or aligned by keypoints or locally (those
-    // warps are not kept).
+    /// Shot number @p index (0 for the first), which must be the image given to addImage() for it, as the
+    /// merge read it, into @p aligned (replaced). For the depth map: the shot's roi resampled by its fit
+    /// (bicubic; uncovered pixels repeat the border's) and brought to the first shot's exposure by its gains
+    /// (rounded and saturated), in image()'s format, channel type and size, so that a retouch copies its
+    /// pixels into the result as they stand. For the other methods: the shot resampled by its fit,
+    /// uncovered pixels black, as in the merge, in the shot's own layout; a shot the merge took as it stands
+    /// (the first, and any not resampled) currently fails there with OpenCV's error ("The destination image
+    /// does not have the proper type") instead of giving the shot back. Refused, with the reason: an
+    /// invalid or empty shot ("Bad status of image!", "Empty source image!"), a null @p aligned ("Null
+    /// pointer argument!"), a number not merged ("No shot of that number was merged"), a shot whose fit was
+    /// not kept ("The shot's fit was not kept": added while keeping was off, or aligned by keypoints or
+    /// locally, whose warps are not kept), and a shot of another layout (the texts of addImage()).
     VStatus alignedShot(const VImage& shot, int index, VImage* aligned) const;
 
 private:
@@ -175,11 +330,35 @@ private:
     VImage reference_;
 };
 
+/// @}
+
 namespace VEXA {
 
+/// @addtogroup focus
+/// @{
+
+/// The maximum-sharpness merge of one image into a running result, in place. @p image and @p result are
+/// XRGB 8u, @p imageSharpness and @p resultSharpness GrayScale 32f sharpness maps, all four with rois of one
+/// size; @p result and @p resultSharpness must exist. Per pixel of the rois, in row order, the result pixel
+/// (all four bytes) and its sharpness are replaced by the image's where the image's sharpness is not smaller
+/// than the result's (ties, and a NaN on either side, go to the image) and no pixel of the image's 3 x 3
+/// neighbourhood (clipped to the roi) is pure black (B = G = R = 0). Fails with "Null pointer argument!",
+/// "Bad status of image!", "Empty source image!", "Can not find template with actual parameters!" (another
+/// pair) or "Image sizes differ", writing nothing; checked for a cancellation before it starts, then runs
+/// whole.
 VEXA_EXPORT VStatus multifocusImages(const VImage& image, const VImage& imageSharpness, VImage* result,
                                      VImage* resultSharpness);
+/// The weighted merge of one image into a running result, in place; images, checks and failures as
+/// multifocusImages(). With L = (29 B + 150 G + 76 R) >> 8, per pixel of the rois: a result pixel of L < 3
+/// becomes the image pixel (all four bytes); otherwise, where the image pixel has L > 3, red, green and blue
+/// become bound8u((wi * image + wr * result) / (wi + wr)) (clamped to 0..255, truncated) with wi and wr the
+/// image's and the result's sharpness, or the integer mean (result + image) >> 1 where |wi + wr| is 0; the
+/// fourth byte stays. @p resultSharpness is then measured afresh on the merged result, contrastImage(*result,
+/// resultSharpness, 1, 3), whose status is returned. Checked for a cancellation before it starts, then runs
+/// whole.
 VEXA_EXPORT VStatus multifocusImagesWeighted(const VImage& image, const VImage& imageSharpness, VImage* result,
                                              VImage* resultSharpness);
+
+/// @}
 
 } // namespace VEXA

@@ -11,6 +11,7 @@ namespace VEXA {
 
 using ContrastPixels = PixelList<PixelGray<quint8>, PixelBGR<quint8>, PixelXRGB<quint8>, PixelARGB<quint8>,
                                  PixelARGBP<quint8>>;
+using NormalizePixels = PixelList<PixelGray<quint8>>; // the OpenCV normalisations
 
 namespace kernel {
 
