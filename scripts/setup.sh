@@ -5,7 +5,7 @@ set -euo pipefail
 VEXA_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 VEXA_PACKAGES=(cmake ninja-build g++ pkg-config zlib1g-dev libpng-dev libraw-dev libexiv2-dev libtiff-dev
                qt6-base-dev qt6-l10n-tools qt6-image-formats-plugins xvfb xauth
-               libopencv-dev opencv-data libgtest-dev libbenchmark-dev clang libclang-rt-14-dev)
+               libopencv-dev opencv-data libgtest-dev libbenchmark-dev clang libclang-rt-14-dev help2man man-db)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"
