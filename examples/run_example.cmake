@@ -1,0 +1,35 @@
+# Runs one example and checks what it did:
+#   cmake -DCOMMAND=<program;args...> [-DEXPECT=<regex;...>] [-DFILES=<file;...>] [-DMIN_PSNR=<dB>]
+#         -P run_example.cmake
+# The command must exit with 0; every regular expression of EXPECT must match its standard output, every
+# file of FILES (removed before the run) must exist and not be empty. With MIN_PSNR the command is
+# `vexa compare --json`, and the PSNR it prints must reach that floor.
+if(FILES)
+  file(REMOVE ${FILES})
+endif()
+execute_process(COMMAND ${COMMAND} OUTPUT_VARIABLE output RESULT_VARIABLE code)
+message("${output}")
+if(NOT code EQUAL 0)
+  message(FATAL_ERROR "exit code ${code}")
+endif()
+foreach(expected IN LISTS EXPECT)
+  if(NOT output MATCHES "${expected}")
+    message(FATAL_ERROR "the output does not match: ${expected}")
+  endif()
+endforeach()
+foreach(file IN LISTS FILES)
+  if(NOT EXISTS "${file}")
+    message(FATAL_ERROR "not written: ${file}")
+  endif()
+  file(SIZE "${file}" size)
+  if(size EQUAL 0)
+    message(FATAL_ERROR "empty: ${file}")
+  endif()
+endforeach()
+if(DEFINED MIN_PSNR)
+  string(JSON psnr GET "${output}" psnr)
+  if(psnr LESS MIN_PSNR)
+    message(FATAL_ERROR "PSNR ${psnr} dB, below the floor of ${MIN_PSNR} dB")
+  endif()
+  message("PSNR ${psnr} dB, floor ${MIN_PSNR} dB")
+endif()
