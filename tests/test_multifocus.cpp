@@ -413,6 +413,17 @@ TEST(DepthMap, AlignsBreathingShakeAndParallaxToATenthOfAPixel)
         {rois.alignedShot(second, 1, &aligned), "fit was not kept"}};
     for (const auto& [status, reason] : refusals)
         EXPECT_TRUE(status.message().contains(reason)) << status.message().toStdString();
+
+    // The other methods give a shot that did not move (the first one, a tripod's) as it stands.
+    VImageBlender still(VImageBlender::MultifocusMaxSharpness, VImageBlender::AlignAuto);
+    still.setKeepShotFits(true);
+    const VImage tripod = toImage(truth, XRGB, Channel8u);
+    for (int k = 0; k < 2; ++k)
+        ASSERT_TRUE(still.addImage(tripod));
+    for (int k = 0; k < 2; ++k) {
+        ASSERT_TRUE(still.alignedShot(tripod, k, &aligned)) << k;
+        EXPECT_TRUE(sameRoiBytes(aligned, tripod)) << k;
+    }
 }
 
 } // namespace

@@ -657,7 +657,10 @@ VStatus VImageBlender::alignedShot(const VImage& shot, int index, VImage* aligne
             // As add() fits the shot: uncovered pixels black.
             VImage made = shot.createCompatible();
             cv::Mat to = asCvMat(made);
-            writeInto(to, [&](cv::Mat& dst) { applyFit(asCvMat(shot), fit, cv::BORDER_CONSTANT, dst); });
+            if (fit.moves)
+                writeInto(to, [&](cv::Mat& dst) { applyFit(asCvMat(shot), fit, cv::BORDER_CONSTANT, dst); });
+            else // taken as it stood: the merge read the shot itself
+                asCvMat(shot).copyTo(to);
             out = made;
             return VStatus::Ok;
         }

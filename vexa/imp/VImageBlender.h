@@ -283,9 +283,8 @@ public:
     /// (bicubic; uncovered pixels repeat the border's) and brought to the first shot's exposure by its gains
     /// (rounded and saturated), in image()'s format, channel type and size, so that a retouch copies its
     /// pixels into the result as they stand. For the other methods: the shot resampled by its fit,
-    /// uncovered pixels black, as in the merge, in the shot's own layout; a shot the merge took as it stands
-    /// (the first, and any not resampled) currently fails there with OpenCV's error ("The destination image
-    /// does not have the proper type") instead of giving the shot back. Refused, with the reason: an
+    /// uncovered pixels black, as in the merge, in the shot's own layout, and a shot the merge took as it
+    /// stands (the first, and any not resampled) as a copy of its roi. Refused, with the reason: an
     /// invalid or empty shot ("Bad status of image!", "Empty source image!"), a null @p aligned ("Null
     /// pointer argument!"), a number not merged ("No shot of that number was merged"), a shot whose fit was
     /// not kept ("The shot's fit was not kept": added while keeping was off, or aligned by keypoints or
