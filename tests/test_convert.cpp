@@ -309,6 +309,28 @@ TEST(VImageConversion, ConvertFastSharesWhenNothingChanges)
     EXPECT_EQ(log.records().back().text, "Can't convert invalid image.");
 }
 
+TEST(VImageConversion, NewXrgbImagesTakeTheXAMissingAlphaWouldGet)
+{
+    // The kernels never write X: a new image must not leave it to whatever buffer the pool hands out.
+    const VImage bgr = makeImage(3, 2, BGR, Channel8u);
+    const struct {
+        VImage image;
+        double x;
+    } cases[] = {
+        {bgr.convert(XRGB, Channel8u), 255},       {bgr.convert(XRGB, Channel16u), 255},
+        {bgr.convert(XRGB, Channel8s), -1},        {bgr.convertScaled(XRGB, Channel16u), 65535},
+        {bgr.convertScaled(XRGB, Channel8s), 127}, {bgr.convertScaled(XRGB, Channel32f), 1},
+    };
+    for (const auto& c : cases) {
+        cv::Mat x;
+        cv::extractChannel(roiMat(c.image), x, 3);
+        double low = 0, high = 0;
+        cv::minMaxLoc(x, &low, &high);
+        EXPECT_EQ(low, c.x) << c.image.channelType();
+        EXPECT_EQ(high, c.x) << c.image.channelType();
+    }
+}
+
 TEST(VImagePixels, ColoursAndVariants)
 {
     VImage image = makeImage(3, 3, ARGB, Channel8u);

@@ -181,6 +181,50 @@ TEST(AdjustHistogram, ComponentsAndTheLuminanceThatWritesNothing)
     EXPECT_EQ(dst.pixel(1, 1), QList<QVariant>({155.0, 0.0, 100.0}));
 }
 
+TEST(AdjustHistogram, NewDestinationsTakeTheBytesNoCurveMapsFromTheSource)
+{
+    // The fourth byte of 32-bit pixels (and every byte, for a component that maps nothing) comes from the
+    // source in a new destination; an existing one keeps its own.
+    using Adjust = VStatus (*)(const VImage&, VImage*);
+    const struct {
+        const char* name;
+        Adjust adjust;
+        bool mapsNothing;
+    } cases[] = {
+        {"levels", [](const VImage& s, VImage* d) { return adjustHistogram(s, d, 10, 0, 200, 255); }, false},
+        {"red",
+         [](const VImage& s, VImage* d) { return adjustHistogramComponent(s, d, 10, 0, 200, 255, ComponentRed); },
+         false},
+        {"luminance",
+         [](const VImage& s, VImage* d) { return adjustHistogramComponent(s, d, 0, 255, 255, 0, ComponentLuminance); },
+         true},
+        {"curves",
+         [](const VImage& s, VImage* d) {
+             VHistogramAdjustComponent c[4] = {{0, 0, 255, 255, 0, 255}, {0, 255, 255, 0, 0, 255}, {}, {}};
+             return adjustHistogramByComponents(s, d, c);
+         },
+         false},
+    };
+    for (const auto& c : cases)
+        for (Format f : {XRGB, ARGB, ARGB_Premultiplied}) {
+            if (f == ARGB_Premultiplied && c.adjust == cases[0].adjust)
+                continue; // adjustHistogram does not take it
+            const VImage src = makeImage(5, 3, f, Channel8u, 3);
+            VImage made, existing = makeImage(5, 3, f, Channel8u, 4);
+            const VImage before = existing.copy();
+            ASSERT_TRUE(c.adjust(src, &made)) << c.name << " " << f;
+            ASSERT_TRUE(c.adjust(src, &existing)) << c.name << " " << f;
+            for (int y = 0; y < 3; ++y)
+                for (int x = 0; x < 5; ++x) {
+                    EXPECT_EQ(pixelAt(made, x, y)[3], pixelAt(src, x, y)[3]) << c.name << " " << f;
+                    EXPECT_EQ(pixelAt(existing, x, y)[3], pixelAt(before, x, y)[3]) << c.name << " " << f;
+                    if (c.mapsNothing) {
+                        EXPECT_EQ(std::memcmp(pixelAt(made, x, y), pixelAt(src, x, y), 4), 0) << f;
+                    }
+                }
+        }
+}
+
 TEST(VHistogramCommon, EvenBordersBinsAndStatistics)
 {
     VHistogramCommon h;

@@ -97,6 +97,15 @@ inline const Case kOperations[] = {
     OPERATION(adjustHistogram(s.gray, d, 10, 0, 200, 255)),
     OPERATION(adjustHistogramComponent(s.bgr, d, 10, 0, 200, 255, ComponentRed)),
     OPERATION(adjustHistogramByComponents(s.bgr, d, curves)),
+    // 32-bit pixels: the kernels map colour bytes only, so the fourth must still be defined
+    OPERATION(adjustHistogram(s.xrgb, d, 10, 0, 200, 255)),
+    OPERATION(adjustHistogramComponent(s.xrgb, d, 10, 0, 200, 255, ComponentRed)),
+    OPERATION(adjustHistogramComponent(s.xrgb, d, 10, 0, 200, 255, ComponentLuminance)),
+    OPERATION(adjustHistogramByComponents(s.xrgb, d, curves)),
+    OPERATION(negativeImage(s.xrgb, d)),
+    OPERATION(gammaImage(s.xrgb, d, 0.5)),
+    OPERATION(mulImageDouble(s.xrgb, d, 0.5)),
+    OPERATION(subBackground(s.xrgb, s.xrgb, d, 100, false)),
     OPERATION(flipImage(s.gray, d, 1)),
     OPERATION(undistortImage(s.gray, d, 0.01)),
     OPERATION(undistortImage(s.gray, d, kCamera)),
@@ -120,6 +129,9 @@ inline const Case kMembers[] = {
     MEMBER(s.bgr.cropByRect(kRoi)),
     MEMBER(s.gray.rotate(Angle180)),
     MEMBER(orientedImage(s.bgr, 3)),
+    MEMBER(s.bgr.convert(XRGB, Channel8u)), // conversions never write X
+    MEMBER(s.xrgb.convert(XRGB, Channel32f)),
+    MEMBER(s.gray.convertScaled(XRGB, Channel16u)),
 };
 
 } // namespace operation_cases

@@ -35,9 +35,11 @@ LevelTable levelTable(double x1, double y1, double x2, double y2, double cutLow,
 
 namespace {
 
-VImage& prepareAdjustment(const VImage& src, VImage* dst)
+// The destination, made like the source when empty (*made tells whether it was).
+VImage& prepareAdjustment(const VImage& src, VImage* dst, bool* made)
 {
     checkSource(src);
+    *made = dst && dst->status() && dst->isEmpty();
     VImage& d = prepareDestination(src, dst);
     checkSameSize(src, d);
     return d;
@@ -76,11 +78,12 @@ VStatus adjustHistogram(const VImage& src, VImage* dst, unsigned char inputLow, 
                         unsigned char inputHigh, unsigned char outputHigh)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        VImage& d = prepareAdjustment(src, dst);
+        bool made = false;
+        VImage& d = prepareAdjustment(src, dst, &made);
         const bool identity = inputLow == 0 && outputLow == 0 && inputHigh == 255 && outputHigh == 255;
         const LevelTable lut = levelTable(inputLow, outputLow, inputHigh, outputHigh, 0, 255);
         return dispatchSame(AdjustPixels{}, src, d, [&](const auto& s, const auto& o) {
-            return identity ? kernel::copyRect(s, o, s.roi, o.roi) : kernel::adjustHistogram(s, o, lut);
+            return identity ? kernel::copyRect(s, o, s.roi, o.roi) : kernel::adjustHistogram(s, o, lut, made);
         });
     });
 }
@@ -89,10 +92,11 @@ VStatus adjustHistogramComponent(const VImage& src, VImage* dst, unsigned char i
                                  unsigned char inputHigh, unsigned char outputHigh, Component component)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        VImage& d = prepareAdjustment(src, dst);
+        bool made = false;
+        VImage& d = prepareAdjustment(src, dst, &made);
         const LevelTable lut = levelTable(inputLow, outputLow, inputHigh, outputHigh, 0, 255);
         return dispatchSame(AdjustComponentPixels{}, src, d, [&](const auto& s, const auto& o) {
-            return kernel::adjustHistogramComponent(s, o, lut, component);
+            return kernel::adjustHistogramComponent(s, o, lut, component, made);
         });
     });
 }
@@ -101,14 +105,15 @@ VStatus adjustHistogramByComponents(const VImage& src, VImage* dst, VHistogramAd
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkOutput(curves);
-        VImage& d = prepareAdjustment(src, dst);
+        bool made = false;
+        VImage& d = prepareAdjustment(src, dst, &made);
         LevelTable tables[4];
         for (int i = 0; i < 4; ++i) {
             const VHistogramAdjustComponent& c = curves[i];
             tables[i] = levelTable(c.inputLow, c.outputLow, c.inputHigh, c.outputHigh, c.cutLow, c.cutHigh);
         }
         return dispatchSame(AdjustComponentPixels{}, src, d, [&](const auto& s, const auto& o) {
-            return kernel::adjustHistogramByComponents(s, o, tables);
+            return kernel::adjustHistogramByComponents(s, o, tables, made);
         });
     });
 }

@@ -33,8 +33,9 @@ namespace VEXA {
 ///
 /// **Level curves:** adjustHistogram maps every colour byte of GrayScale, BGR, ARGB and XRGB 8u images
 /// through one level curve; (0, 0, 255, 255) copies the source unchanged. adjustHistogramComponent maps
-/// one colour byte (ComponentRed, ComponentGreen or ComponentBlue) and copies the other two; any other
-/// component writes nothing and succeeds. adjustHistogramByComponents applies the red, green and blue
+/// one colour byte (ComponentRed, ComponentGreen or ComponentBlue) and copies the other two; any other component maps
+/// nothing and succeeds: an existing destination keeps its pixels, a new one is a copy of the source's roi.
+/// adjustHistogramByComponents applies the red, green and blue
 /// curves of the array [master, red, green, blue] and then the master curve. The curve of each is that of
 /// VHistogramAdjustComponent (truncated between the control points); adjustHistogram() and
 /// adjustHistogramComponent() cut nothing.
@@ -42,10 +43,10 @@ namespace VEXA {
 /// **Destinations:** source and destination have one pair (format and channel type; otherwise
 /// "Can not find template with actual parameters!"). An empty destination is made like the source (same
 /// header, same roi, zeros outside the roi); an existing one is written through its roi, and the sizes of
-/// the two rois (each clipped to its image) must agree ("Image sizes differ"). The fourth byte of 32-bit
-/// pixels is not written, except by adjustHistogram() with the curve (0, 0, 255, 255), which copies whole
-/// pixels: an existing destination keeps its fourth bytes, and in a new one they are not set from the
-/// source (zero in a fresh buffer, the earlier content of one the BufferPool recycles).
+/// the two rois (each clipped to its image) must agree ("Image sizes differ"). The fourth byte of 32-bit pixels is not
+/// mapped: an existing destination keeps its fourth bytes (except under adjustHistogram() with the curve (0, 0, 255,
+/// 255), which copies whole pixels), and a new one takes them from the source, so that nothing of an image whose buffer
+/// the BufferPool recycles is left in it.
 ///
 /// **In place:** a destination sharing the source's very pixels works (each byte is mapped on its own). A
 /// destination whose roi overlaps the source's at another place reads bytes already written: the result is
@@ -88,7 +89,8 @@ VEXA_EXPORT VStatus adjustHistogram(const VImage& src, VImage* dst, unsigned cha
                                     unsigned char inputHigh, unsigned char outputHigh);
 /// Maps one colour byte of each pixel (component ComponentRed: byte 2, ComponentGreen: byte 1,
 /// ComponentBlue: byte 0) through the level curve as adjustHistogram() does, and copies the other two from
-/// the source. Any other component writes nothing (a new destination is still made) and succeeds.
+/// the source. Any other component maps nothing and succeeds: an existing destination is left as it is, a new one is
+/// made as a copy of the source's roi.
 VEXA_EXPORT VStatus adjustHistogramComponent(const VImage& src, VImage* dst, unsigned char inputLow,
                                              unsigned char outputLow, unsigned char inputHigh,
                                              unsigned char outputHigh, Component component);

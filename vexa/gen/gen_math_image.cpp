@@ -15,6 +15,9 @@ VStatus kernel::failNoCommonPoints(const CallSite& site)
 
 namespace {
 
+// Whether the call is about to make *dst: an empty destination is made like the source.
+bool makes(const VImage* dst) { return dst && dst->status() && dst->isEmpty(); }
+
 // The destination for kernels that write a mask: GrayScale 8u like the source's roi.
 VImage& prepareMask(const VImage& src, VImage* destination)
 {
@@ -174,9 +177,11 @@ VStatus negativeImage(const VImage& src, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
+        const bool made = makes(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, d);
-        return dispatchSame(ToneMapPixels{}, src, d, [](const auto& s, const auto& o) { return kernel::negativeImage(s, o); });
+        return dispatchSame(ToneMapPixels{}, src, d,
+                            [made](const auto& s, const auto& o) { return kernel::negativeImage(s, o, made); });
     });
 }
 
@@ -186,9 +191,12 @@ VStatus gammaImage(const VImage& src, VImage* dst, double gamma)
         if (!(gamma > 0.0) || std::isinf(gamma))
             throw dip_exception("Gamma must be positive");
         checkSource(src);
+        const bool made = makes(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, d);
-        return dispatchSame(ToneMapPixels{}, src, d, [gamma](const auto& s, const auto& o) { return kernel::gammaImage(s, o, gamma); });
+        return dispatchSame(ToneMapPixels{}, src, d, [gamma, made](const auto& s, const auto& o) {
+            return kernel::gammaImage(s, o, gamma, made);
+        });
     });
 }
 
@@ -196,13 +204,14 @@ VStatus mulImageDouble(const VImage& src, VImage* dst, double factor)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
+        const bool made = makes(dst);
         VImage& d = prepareDestination(src, dst, src.format(), Channel32f);
         checkSameSize(src, d);
         return dispatch(MulDoublePixels{}, src, [&](const auto& s) {
             using FloatPixel = WithComponent<typename std::decay_t<decltype(s)>::PixelType, float>;
             if (!isPixelOf<FloatPixel>(d.format(), d.channelType()))
                 throwUnsupported();
-            return kernel::mulImageDouble(s, RasterT<FloatPixel>(d), factor);
+            return kernel::mulImageDouble(s, RasterT<FloatPixel>(d), factor, made);
         });
     });
 }
@@ -239,12 +248,13 @@ VStatus subBackground(const VImage& src, const VImage& background, VImage* dst, 
         checkSource(background);
         if (background.format() != src.format() || background.channelType() != src.channelType())
             throwUnsupported();
+        const bool made = makes(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, background);
         checkSameSize(src, d);
         return dispatchSame(BackgroundPixels{}, src, d, [&](const auto& s, const auto& o) {
             using Raster = std::decay_t<decltype(s)>;
-            return kernel::subBackground(s, Raster(background), o, level, divide);
+            return kernel::subBackground(s, Raster(background), o, level, divide, made);
         });
     });
 }

@@ -17,8 +17,9 @@ namespace VEXA {
 /// maxImages(), minImages(), absImage(), notImage(), setZero()) take every format in every channel type and
 /// treat each component alike, alpha, X and YUV422's chroma included; thresholdImage() takes every format in
 /// 8u, 16u, 16s and 32f, adaptiveThresholdImage() GrayScale 8u only. The library's own kernels take the pairs
-/// named on each function; they change colour components only (the gray value, or B, G and R): alpha is
-/// copied from the source and the X of XRGB is left untouched. The pairs of each function are in
+/// named on each function; they change colour components only (the gray value, or B, G and R): alpha is copied from the
+/// source; the X of XRGB is left untouched in an existing destination and copied from the source into a new one. The
+/// pairs of each function are in
 /// @ref pairs_math_image. Anything else fails with "Can not find template with actual parameters!".
 ///
 /// **Destinations:** an empty destination is made like the (first) source, with its header and its roi

@@ -9,6 +9,7 @@
 #include <vexa/gen/gen_resize_image.h>
 #include <vexa/imp/detail/checks.h>
 #include <vexa/imp/detail/frame.h>
+#include <vexa/imp/detail/opencv_frame.h>
 #include <vexa/imp/qimage_support.h>
 
 #include <vcore/VSerialization.h>
@@ -274,12 +275,16 @@ VImage VImage::cropByRect(const QRect& r) const
 namespace {
 
 // A new image of the image's size, origin, alignment and roi in the given pair, filled by `conversion`;
-// empty if that fails.
-VImage convertedBy(const VImage& image, Format format, Channel channel,
-                   VStatus (*conversion)(const VImage&, VImage*))
+// empty if that fails. Conversions never write the X of XRGB, where a buffer recycled from the pool holds
+// another image's bytes: X is set to `opaque` first, the value the same conversion gives an alpha that its
+// source lacks.
+VImage convertedBy(const VImage& image, Format format, Channel channel, VStatus (*conversion)(const VImage&, VImage*),
+                   double opaque)
 {
     VImage result;
     result.create(image.width(), image.height(), format, channel, image.origin(), image.rowsAlignment());
+    if (format == XRGB && result.status() && !result.isEmpty())
+        asCvMat(result).setTo(cv::Scalar(0.0, 0.0, 0.0, opaque));
     result.checkStatus(conversion(image, &result));
     if (!result.status())
         return VImage();
@@ -295,7 +300,8 @@ VImage VImage::convert(Format format, Channel channel) const
         reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't convert invalid image."));
         return VImage();
     }
-    return convertedBy(*this, format, channel, convertImage);
+    // Plain conversion gives an alpha 255 in every type, narrowed as components are (8s: -1).
+    return convertedBy(*this, format, channel, convertImage, channel == Channel8s ? -1.0 : 255.0);
 }
 
 VImage VImage::convertScaled(Format format, Channel channel) const
@@ -304,7 +310,11 @@ VImage VImage::convertScaled(Format format, Channel channel) const
         reportInvalid(VEXA_CALL_SITE, QObject::tr("Can't convert invalid image."));
         return VImage();
     }
-    return convertedBy(*this, format, channel == ChannelInvalid ? channelType() : channel, convertImageScaled);
+    if (channel == ChannelInvalid)
+        channel = channelType();
+    // Scaled conversion gives an alpha the type's full scale.
+    return convertedBy(*this, format, channel, convertImageScaled,
+                       channel == Channel32f ? 1.0 : channelInfo(channel).max);
 }
 
 VImage VImage::convertFast(Format format, Channel channel) const

@@ -275,7 +275,8 @@ public:
     /// conversion, no rescaling: see @ref pairs_image_converters for the pairs); the whole image is converted
     /// and the roi is carried over. An unsupported pair gives an empty image with a good status (the failure
     /// is logged by convertImage()). On an invalid image: an empty image and the logged "Can't convert invalid
-    /// image." (issue 3400).
+    /// image." (issue 3400). The conversion leaves the X of XRGB as it finds it: a new XRGB image starts with X 255,
+    /// narrowed to the type as components are (-1 in 8s), the value plain conversion gives a missing alpha.
     VImage convert(VEXA::Format format, VEXA::Channel channel) const;
     /// As convert(), but a channel of -1 (VEXA::ChannelInvalid) keeps the current type, and an image already
     /// of the wanted pair is returned as a shared copy (status included) without copying pixels.
@@ -283,6 +284,7 @@ public:
     /// The same picture in another format and channel type, through VEXA::convertImageScaled() (ranges
     /// mapped: 16u 65535 becomes 8u 255; pairs in @ref pairs_scaled_converters); a channel of -1 keeps the
     /// current type. Always a new image, even for the same pair. As convert() otherwise.
+    /// A new XRGB image has X at the type's full scale (opaque), as a missing alpha gets.
     VImage convertScaled(VEXA::Format format, VEXA::Channel channel = VEXA::ChannelInvalid) const;
 
     /// This image turned by angle radians, counter-clockwise as displayed, into a new image whose header

@@ -181,7 +181,9 @@ bool VRasterPyramid::takeMostSharpness(const VRasterPyramid& kept)
             checkCancelled();
             return dispatchSame(MaxAbsPixels{}, keptImage, mine, [](const auto& k, const auto& m) {
                 using T = typename PixelTraits<typename std::decay_t<decltype(m)>::PixelType>::Component;
-                kernel::mapColours(m, k, m, [](T own, T other) { return std::fabs(double(own)) > std::fabs(double(other)) ? own : other; });
+                kernel::mapColours(m, k, m, false, [](T own, T other) {
+                    return std::fabs(double(own)) > std::fabs(double(other)) ? own : other;
+                });
                 return VStatus::Ok;
             });
         };

@@ -10,6 +10,7 @@
 
 #include <vexa/imp/VHistogram.h>
 #include <vexa/imp/detail/dispatch.h>
+#include <vexa/imp/kernels/copy_image.h>
 #include <vexa/imp/kernels/simd/row_kernels.h>
 #include <vexa/imp/kernels/luminance.h>
 
@@ -239,24 +240,29 @@ VStatus calculateHistogramBGR(const RasterT<P>& raster, VHistogram& h)
     return VStatus::Ok;
 }
 
-// Colour bytes through the tables (gray: its one byte through red's), in memory order blue, green, red;
-// the fourth byte is not written.
+// Colour bytes through the tables (gray: its one byte through red's), in memory order blue, green, red.
+// The fourth byte of 32-bit pixels is the destination's own, except in one the call has just made
+// (`made`): its buffer may be recycled from another image, so the fourth byte is copied from the source.
 template <class P, class Map>
-void adjustBytes(const RasterT<P>& src, const RasterT<P>& dst, Map map)
+void adjustBytes(const RasterT<P>& src, const RasterT<P>& dst, bool made, Map map)
 {
-    forEachPixelPair(src, src.roi, dst, dst.roi, [&map](const P& s, P& d) {
+    forEachPixelPair(src, src.roi, dst, dst.roi, [&map, made](const P& s, P& d) {
         const auto* sb = reinterpret_cast<const quint8*>(&s);
         auto* db = reinterpret_cast<quint8*>(&d);
-        if constexpr (PixelTraits<P>::format == GrayScale)
+        if constexpr (PixelTraits<P>::format == GrayScale) {
             db[0] = map(sb[0], 2);
-        else
+        } else {
             for (int i = 0; i < 3; ++i)
                 db[i] = map(sb[i], i);
+            if constexpr (sizeof(P) == 4)
+                if (made)
+                    db[3] = sb[3];
+        }
     });
 }
 
 template <class P>
-VStatus adjustHistogram(const RasterT<P>& src, const RasterT<P>& dst, const LevelTable& lut)
+VStatus adjustHistogram(const RasterT<P>& src, const RasterT<P>& dst, const LevelTable& lut, bool made)
 {
     if constexpr (sizeof(P) <= 3) { // GrayScale and BGR rows are colour bytes only
         forEachRowPair(src, src.roi, dst, dst.roi, [&lut](const P* s, P* d, qint32 w) {
@@ -264,27 +270,28 @@ VStatus adjustHistogram(const RasterT<P>& src, const RasterT<P>& dst, const Leve
                                            size_t(w) * sizeof(P), lut.data());
         });
     } else {
-        adjustBytes(src, dst, [&lut](quint8 v, int) { return lut[v]; });
+        adjustBytes(src, dst, made, [&lut](quint8 v, int) { return lut[v]; });
     }
     return VStatus::Ok;
 }
 
 template <class P>
-VStatus adjustHistogramComponent(const RasterT<P>& src, const RasterT<P>& dst, const LevelTable& lut, Component component)
+VStatus adjustHistogramComponent(const RasterT<P>& src, const RasterT<P>& dst, const LevelTable& lut,
+                                 Component component, bool made)
 {
     const int byte = component == ComponentRed ? 2 : component == ComponentGreen ? 1 : component == ComponentBlue ? 0 : -1;
-    if (byte < 0)
-        return VStatus::Ok; // luminance and the unused keys write nothing, on purpose
-    adjustBytes(src, dst, [&lut, byte](quint8 v, int i) { return i == byte ? MathUtils::bound8u(lut[v]) : v; });
+    if (byte < 0) // luminance and the unused keys map nothing, on purpose: a destination just made is the source
+        return made ? copyRect(src, dst, src.roi, dst.roi) : VStatus::Ok;
+    adjustBytes(src, dst, made, [&lut, byte](quint8 v, int i) { return i == byte ? MathUtils::bound8u(lut[v]) : v; });
     return VStatus::Ok;
 }
 
 template <class P>
-VStatus adjustHistogramByComponents(const RasterT<P>& src, const RasterT<P>& dst, const LevelTable* tables)
+VStatus adjustHistogramByComponents(const RasterT<P>& src, const RasterT<P>& dst, const LevelTable* tables, bool made)
 {
     const LevelTable& master = tables[0];
     const LevelTable* byByte[3] = {&tables[3], &tables[2], &tables[1]}; // blue, green, red curves
-    adjustBytes(src, dst, [&](quint8 v, int i) { return master[MathUtils::bound8u((*byByte[i])[v])]; });
+    adjustBytes(src, dst, made, [&](quint8 v, int i) { return master[MathUtils::bound8u((*byByte[i])[v])]; });
     return VStatus::Ok;
 }
 

@@ -58,10 +58,11 @@ template <class T> constexpr double fullScale = std::is_same_v<T, quint16> ? 655
 
 namespace kernel {
 
-// dst colour = f(src colour), alpha copied, X untouched. Pixels with no fourth component make rows of
-// colour components only, mapped as one flat run (which the compiler vectorises).
+// dst colour = f(src colour), alpha copied, X untouched; in a destination the call has just made (`made`)
+// X is copied too, as its buffer may be recycled from another image. Pixels with no fourth component make
+// rows of colour components only, mapped as one flat run (which the compiler vectorises).
 template <class P, class F>
-void mapColours(const RasterT<P>& src, const RasterT<P>& dst, F f)
+void mapColours(const RasterT<P>& src, const RasterT<P>& dst, bool made, F f)
 {
     if constexpr (colourCount<P> == PixelTraits<P>::components) {
         forEachRowPair(src, src.roi, dst, dst.roi, [&f](const P* s, P* d, qint32 w) {
@@ -73,19 +74,21 @@ void mapColours(const RasterT<P>& src, const RasterT<P>& dst, F f)
         });
         return;
     }
-    forEachPixelPair(src, src.roi, dst, dst.roi, [&f](const P& s, P& d) {
+    forEachPixelPair(src, src.roi, dst, dst.roi, [&f, made](const P& s, P& d) {
         const auto* sc = componentsOf(s);
         auto* dc = componentsOf(d);
         for (int i = 0; i < colourCount<P>; ++i)
             dc[i] = f(sc[i]);
-        if constexpr (ColourKind<P>::alpha)
-            dc[3] = sc[3];
+        if constexpr (PixelTraits<P>::components == 4)
+            if (ColourKind<P>::alpha || made)
+                dc[3] = sc[3];
     });
 }
 
-// The same over two sources walked together: dst colour = f(a colour, b colour).
+// The same over two sources walked together: dst colour = f(a colour, b colour), the fourth component
+// as above from a.
 template <class P, class F>
-void mapColours(const RasterT<P>& a, const RasterT<P>& b, const RasterT<P>& dst, F f)
+void mapColours(const RasterT<P>& a, const RasterT<P>& b, const RasterT<P>& dst, bool made, F f)
 {
     const qint32 w = a.roi.width, h = a.roi.height;
     for (qint32 y = 0; y < h; ++y) {
@@ -98,14 +101,15 @@ void mapColours(const RasterT<P>& a, const RasterT<P>& b, const RasterT<P>& dst,
             auto* cd = componentsOf(pd[x]);
             for (int i = 0; i < colourCount<P>; ++i)
                 cd[i] = f(ca[i], cb[i]);
-            if constexpr (ColourKind<P>::alpha)
-                cd[3] = ca[3];
+            if constexpr (PixelTraits<P>::components == 4)
+                if (ColourKind<P>::alpha || made)
+                    cd[3] = ca[3];
         }
     }
 }
 
 template <class P>
-VStatus negativeImage(const RasterT<P>& src, const RasterT<P>& dst)
+VStatus negativeImage(const RasterT<P>& src, const RasterT<P>& dst, bool made)
 {
     using T = typename PixelTraits<P>::Component;
     if constexpr (std::is_same_v<T, quint8> && colourCount<P> == PixelTraits<P>::components) {
@@ -117,39 +121,40 @@ VStatus negativeImage(const RasterT<P>& src, const RasterT<P>& dst)
         if (stream)
             simd::finishStreaming();
     } else if constexpr (std::is_floating_point_v<T>)
-        mapColours(src, dst, [](T c) { return T(fullScale<T> - c); });
+        mapColours(src, dst, made, [](T c) { return T(fullScale<T> - c); });
     else // in the component's own integers, which the compiler vectorises; c <= full: no wrap
-        mapColours(src, dst, [](T c) { return T(T(fullScale<T>) - c); });
+        mapColours(src, dst, made, [](T c) { return T(T(fullScale<T>) - c); });
     return VStatus::Ok;
 }
 
 template <class P>
-VStatus gammaImage(const RasterT<P>& src, const RasterT<P>& dst, double gamma)
+VStatus gammaImage(const RasterT<P>& src, const RasterT<P>& dst, double gamma, bool made)
 {
     using T = typename PixelTraits<P>::Component;
     constexpr double top = fullScale<T>;
     if constexpr (std::is_floating_point_v<T>) {
-        mapColours(src, dst, [gamma](T c) { return T(std::pow(std::max(double(c), 0.0) / top, gamma) * top); });
+        mapColours(src, dst, made, [gamma](T c) { return T(std::pow(std::max(double(c), 0.0) / top, gamma) * top); });
     } else {
         // A table over every value; entries round to nearest, so gamma 1 is the identity and the top stays.
         std::vector<T> table(size_t(top) + 1);
         for (size_t i = 0; i < table.size(); ++i)
             table[i] = T(std::lround(std::pow(double(i) / top, gamma) * top));
-        mapColours(src, dst, [&table](T c) { return table[c]; });
+        mapColours(src, dst, made, [&table](T c) { return table[c]; });
     }
     return VStatus::Ok;
 }
 
 template <class P, class D>
-VStatus mulImageDouble(const RasterT<P>& src, const RasterT<D>& dst, double factor)
+VStatus mulImageDouble(const RasterT<P>& src, const RasterT<D>& dst, double factor, bool made)
 {
-    forEachPixelPair(src, src.roi, dst, dst.roi, [factor](const P& s, D& d) {
+    forEachPixelPair(src, src.roi, dst, dst.roi, [factor, made](const P& s, D& d) {
         const auto* sc = componentsOf(s);
         float* dc = componentsOf(d);
         for (int i = 0; i < colourCount<P>; ++i)
             dc[i] = narrow<float>(double(sc[i]) * factor);
-        if constexpr (ColourKind<P>::alpha)
-            dc[3] = float(sc[3]);
+        if constexpr (PixelTraits<P>::components == 4)
+            if (ColourKind<P>::alpha || made)
+                dc[3] = float(sc[3]);
     });
     return VStatus::Ok;
 }
@@ -172,22 +177,23 @@ template <class P>
 VStatus combineImagesMaxAbs(const RasterT<P>& src, const RasterT<P>& dst)
 {
     using T = typename PixelTraits<P>::Component;
-    mapColours(dst, src, dst, [](T kept, T candidate) {
+    mapColours(dst, src, dst, false, [](T kept, T candidate) {
         return std::fabs(double(candidate)) > std::fabs(double(kept)) ? candidate : kept;
     });
     return VStatus::Ok;
 }
 
 template <class P>
-VStatus subBackground(const RasterT<P>& src, const RasterT<P>& background, const RasterT<P>& dst, int level, bool divide)
+VStatus subBackground(const RasterT<P>& src, const RasterT<P>& background, const RasterT<P>& dst, int level,
+                      bool divide, bool made)
 {
     using T = typename PixelTraits<P>::Component;
     if (divide)
-        mapColours(src, background, dst, [level](T s, T b) {
-            return b == T(0) ? T(0) : saturate<T>(double(s) * level / double(b));
-        });
+        mapColours(src, background, dst, made,
+                   [level](T s, T b) { return b == T(0) ? T(0) : saturate<T>(double(s) * level / double(b)); });
     else
-        mapColours(src, background, dst, [level](T s, T b) { return saturate<T>(double(s) - double(b) + level); });
+        mapColours(src, background, dst, made,
+                   [level](T s, T b) { return saturate<T>(double(s) - double(b) + level); });
     return VStatus::Ok;
 }
 
