@@ -241,6 +241,36 @@ TEST(CopyImage, RectanglesAreClippedToTheirImagesAndTheCommonSizeCopied)
     EXPECT_TRUE(copyImageUsingRois(self, &self, Rect{0, 0, 10, 10}, Rect{0, 0, 10, 10}));
 }
 
+TEST(CopyImage, OverlappingRectanglesOfOneBufferCopyAsFromASeparateSource)
+{
+    // The destination above, below, beside and diagonal to the source; whole rows (the single move) too.
+    const struct {
+        Rect from, to;
+    } moves[] = {
+        {{1, 1, 5, 4}, {1, 3, 5, 4}}, {{1, 3, 5, 4}, {1, 1, 5, 4}}, {{1, 1, 5, 4}, {3, 1, 5, 4}},
+        {{3, 1, 5, 4}, {1, 1, 5, 4}}, {{1, 1, 5, 4}, {2, 2, 5, 4}}, {{2, 2, 5, 4}, {1, 1, 5, 4}},
+        {{3, 1, 5, 4}, {1, 2, 5, 4}}, {{0, 0, 9, 4}, {0, 2, 9, 4}}, {{0, 2, 9, 4}, {0, 0, 9, 4}},
+    };
+    for (Format f : {GrayScale, BGR, XRGB})
+        for (const auto& m : moves) {
+            VImage image = makeImage(9, 7, f, Channel8u, 5);
+            const VImage before = image.copy();
+            VImage sharing = image;
+            ASSERT_TRUE(copyImageUsingRois(image, &sharing, m.from, m.to));
+            const long pixel = pixelBytes(image) / image.width();
+            for (int y = 0; y < 7; ++y)
+                for (int x = 0; x < 9; ++x) {
+                    const int dx = x - m.to.x, dy = y - m.to.y;
+                    const bool written = dx >= 0 && dy >= 0 && dx < m.to.width && dy < m.to.height;
+                    const unsigned char* expected =
+                        written ? pixelAt(before, m.from.x + dx, m.from.y + dy) : pixelAt(before, x, y);
+                    ASSERT_EQ(std::memcmp(pixelAt(image, x, y), expected, pixel), 0)
+                        << f << " from " << m.from.x << "," << m.from.y << " to " << m.to.x << "," << m.to.y << " at "
+                        << x << "," << y;
+                }
+        }
+}
+
 TEST(CopyImage, FailuresAndInPlaceWrites)
 {
     const VImage src = makeImage(4, 4, BGR, Channel8u);

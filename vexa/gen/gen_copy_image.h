@@ -22,10 +22,9 @@ namespace VEXA {
 /// **Failures:** a source, list or destination with a failed status gives "Bad status of image!", an empty
 /// one "Empty source image!", a null destination "Null pointer argument!".
 ///
-/// **In place:** a copy onto the very same pixels does nothing. Rectangles of one buffer that overlap are
-/// copied row by row from the top, each row as one move: a destination above the source, or beside it on
-/// the same rows, is copied right; one lower than an overlapping source is not supported (rows may be read
-/// after they were written), except where whole rows of the image move together.
+/// **In place:** a copy onto the very same pixels does nothing. Rectangles of one buffer that overlap are copied as
+/// from a separate copy of the source, whichever way they overlap (as memmove does): rows go from the top when the
+/// destination starts before the source in memory and from the bottom otherwise, each row as one move.
 ///
 /// **Progress and cancellation** (VProgress): stackImages() runs at memory speed in one pass; it is checked
 /// before it starts (a cancelled call returns "Operation cancelled" and writes nothing) and then writes the

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 namespace VEXA {
@@ -18,8 +19,8 @@ using StackPixels = PixelList<PixelGray<quint8>, PixelBGR<quint8>, PixelXRGB<qui
 namespace kernel {
 
 // Copies the common size of two rectangles, each already inside its own raster, from the top-left corners.
-// A row of one pixel type is contiguous, so every row is one memcpy; rows that span whole, equally padded
-// lines go in a single memcpy.
+// A row of one pixel type is contiguous, so every row is one memmove; rows that span whole, equally padded
+// lines go in a single memmove.
 template <class Pixel>
 VStatus copyRect(const RasterT<Pixel>& src, const RasterT<Pixel>& dst, const Rect& from, const Rect& to)
 {
@@ -42,6 +43,13 @@ VStatus copyRect(const RasterT<Pixel>& src, const RasterT<Pixel>& dst, const Rec
     }
     if (src.bytesPerLine == dst.bytesPerLine && w == src.width && w == dst.width) {
         std::memmove(d, s, size_t(src.bytesPerLine) * (h - 1) + rowBytes);
+        return VStatus::Ok;
+    }
+    // Rectangles of one buffer may overlap. Rows go in the order memmove takes bytes: from the last when
+    // the destination starts after the source, so that no row is read after it was written over.
+    if (reinterpret_cast<std::uintptr_t>(d) > reinterpret_cast<std::uintptr_t>(s)) {
+        for (qint32 y = h - 1; y >= 0; --y)
+            std::memmove(dst.row(to.y + y) + to.x, src.row(from.y + y) + from.x, rowBytes);
         return VStatus::Ok;
     }
     for (qint32 y = 0; y < h; ++y)
