@@ -186,3 +186,66 @@ TEST(Progress, CancelledShotLeavesTheBlenderAsItWas)
         expectRisingToOne(seen, "addImage");
     }
 }
+
+// Calls that read gray copies of their images: the copies are inner steps, which neither report (the
+// fraction reaches 1 only with the call's last report) nor turn a cancellation into another failure.
+TEST(Progress, GrayCopiesAreInnerStepsOfTheCallsThatMakeThem)
+{
+    const VImage image = makeImage(96, 64, XRGB, Channel8u, 6);
+    VImageList list;
+    for (unsigned seed = 7; seed <= 9; ++seed)
+        list.add(makeImage(96, 64, BGR, Channel8u, seed));
+    VCascadeClassifier face;
+    const bool withCascade = bool(face.loadStandard("haarcascade_frontalface_default.xml"));
+    const std::vector<std::pair<const char*, std::function<VStatus()>>> calls{
+        {"findKeypointPositions",
+         [&] {
+             QList<QList<QPointF>> positions;
+             return findKeypointPositions(list, &positions, KeypointOrb, 200);
+         }},
+        {"VKeypointDescriptors", [&] { return VKeypointDescriptors(image).status(); }},
+        {"stabilizeLocal",
+         [&] {
+             VImage moving = image.copy();
+             return stabilizeLocal(image, &moving);
+         }},
+        {"findChessboardCorners",
+         [&] {
+             QList<QPointF> corners;
+             bool found = false;
+             return findChessboardCorners(image, QSize(5, 4), &corners, &found);
+         }},
+        {"detectObjects",
+         [&] {
+             QList<VRectBase> objects;
+             return withCascade ? detectObjects(image, face, &objects) : VStatus::Ok;
+         }},
+    };
+    for (const auto& [name, call] : calls) {
+        std::vector<std::pair<double, QString>> seen;
+        VProgress watching([&seen](double f, const QString& stage) { seen.emplace_back(f, stage); });
+        {
+            const VProgressScope scope(&watching);
+            ASSERT_TRUE(call()) << name;
+        }
+        for (size_t i = 0; i < seen.size(); ++i) {
+            EXPECT_NE(seen[i].second.toStdString(), "converting") << name;
+            EXPECT_TRUE(i == 0 || seen[i - 1].first <= seen[i].first) << name;
+            EXPECT_TRUE(seen[i].first < 1.0 || i + 1 == seen.size()) << name << ": 1 before the end";
+        }
+
+        VProgress cancelled;
+        cancelled.cancel();
+        const VProgressScope scope(&cancelled);
+        const VStatus status = call();
+        if (std::string(name) != "detectObjects" || withCascade) {
+            EXPECT_EQ(status.message().toStdString(), "Operation cancelled") << name;
+        }
+    }
+
+    // Cancelled once the first image is under way: the copy goes on, the next checkpoint stops the call.
+    VProgress cancelling([&cancelling](double, const QString&) { cancelling.cancel(); });
+    const VProgressScope scope(&cancelling);
+    QList<QList<QPointF>> positions;
+    EXPECT_EQ(findKeypointPositions(list, &positions, KeypointOrb, 200).message().toStdString(), "Operation cancelled");
+}

@@ -57,10 +57,10 @@ namespace VEXA {
 ///
 /// **Progress and cancellation:** with a progress current on the calling thread, the detecting functions
 /// check it before each image (stage "finding keypoints") and report completion at the end; a cancelled
-/// call returns "Operation cancelled" with the output untouched. Each image's gray copy (other than of
-/// YUV422) is a conversion that reports its own completion to the same progress, so the reported fraction
-/// reaches 1 at the first such copy; should a cancellation arrive just before a copy starts, that copy
-/// fails and the call returns "Can not find template with actual parameters!". matchKeypointDescriptors()
+/// call returns "Operation cancelled" with the output untouched. Each image's gray copy is a step of the call that
+/// neither reports nor checks on its own: the reported fraction rises with the images and reaches 1 only at the end,
+/// and a cancellation arriving during an image stops the call before the next one with "Operation cancelled".
+/// matchKeypointDescriptors()
 /// neither reports nor checks.
 ///
 /// **Threads:** reentrant. One list and one set may be read by several calls at once; the output must not

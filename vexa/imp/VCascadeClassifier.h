@@ -27,9 +27,8 @@ namespace VEXA {
 ///
 /// **Progress and cancellation (detectObjects()):** with a progress current on the calling thread, the
 /// detection runs whole: it checks for a cancellation before it starts ("Operation cancelled", objects
-/// untouched) and reports completion (stage "detecting objects"). The gray copy made before it is a
-/// conversion (for every format but YUV422) that checks and reports on its own: under an already cancelled
-/// progress it fails, and the call returns "Can not find template with actual parameters!" instead.
+/// untouched) and reports completion (stage "detecting objects"). The gray copy made before it is a step of the call
+/// that neither reports nor checks on its own, so a cancelled progress gives "Operation cancelled".
 ///
 /// **Threads (cascades):** OpenCV's classifier keeps working buffers inside and must not run twice at once,
 /// so calls of detectObjects that share a cascade (one object or copies of it) take turns on a mutex:

@@ -4,6 +4,7 @@
 #include <vexa/imp/detail/dispatch.h>
 #include <vexa/imp/detail/frame.h>
 #include <vexa/imp/detail/opencv_frame.h>
+#include <vexa/imp/detail/progress.h>
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/kernels/resize_image.h>
 
@@ -138,36 +139,41 @@ VKeypointDescriptors::VKeypointDescriptors() = default;
 VKeypointDescriptors::VKeypointDescriptors(const VImage& image)
 {
     status_ = guarded(VEXA_CALL_SITE, [&] {
-        const cv::Mat gray = grayPlane(image, true);
-        cv::Mat small;
-        reduced(gray, detectionSide).convertTo(small, CV_8U);
-        if (std::min(small.cols, small.rows) < minDetectionSide)
+        checkSource(image);
+        // The gray copy, the search and the mapping back run whole: a cancellation is seen before they
+        // start, and completion is reported once they are done.
+        return runWhole("finding keypoints", [&] {
+            const cv::Mat gray = grayPlane(image, true);
+            cv::Mat small;
+            reduced(gray, detectionSide).convertTo(small, CV_8U);
+            if (std::min(small.cols, small.rows) < minDetectionSide)
+                return VStatus::Ok;
+            std::vector<cv::KeyPoint> found;
+            cv::Mat descriptors;
+            cv::AKAZE::create(cv::AKAZE::DESCRIPTOR_MLDB, 0, 3, detectorThreshold)
+                ->detectAndCompute(small, cv::noArray(), found, descriptors);
+            CV_Assert(descriptors.rows == int(found.size()));
+            std::vector<int> order(found.size());
+            std::iota(order.begin(), order.end(), 0);
+            if (int(order.size()) > maxKeypoints) {
+                std::stable_sort(order.begin(), order.end(),
+                                 [&](int i, int j) { return found[size_t(i)].response > found[size_t(j)].response; });
+                order.resize(maxKeypoints);
+            }
+            const cv::Matx33d up = enlargement(gray.size(), small.size());
+            const double grow = std::sqrt(up(0, 0) * up(1, 1));
+            keypoints_.reserve(order.size());
+            descriptors_.create(int(order.size()), descriptors.cols, descriptors.type());
+            for (size_t i = 0; i < order.size(); ++i) {
+                cv::KeyPoint k = found[size_t(order[i])];
+                k.pt = cv::Point2f(float(up(0, 0) * k.pt.x + up(0, 2)), float(up(1, 1) * k.pt.y + up(1, 2)));
+                k.size = float(k.size * grow);
+                keypoints_.push_back(k);
+                descriptors.row(order[i]).copyTo(descriptors_.row(int(i)));
+            }
+            pixelSize_ = std::max(up(0, 0), up(1, 1));
             return VStatus::Ok;
-        std::vector<cv::KeyPoint> found;
-        cv::Mat descriptors;
-        cv::AKAZE::create(cv::AKAZE::DESCRIPTOR_MLDB, 0, 3, detectorThreshold)
-            ->detectAndCompute(small, cv::noArray(), found, descriptors);
-        CV_Assert(descriptors.rows == int(found.size()));
-        std::vector<int> order(found.size());
-        std::iota(order.begin(), order.end(), 0);
-        if (int(order.size()) > maxKeypoints) {
-            std::stable_sort(order.begin(), order.end(),
-                             [&](int i, int j) { return found[size_t(i)].response > found[size_t(j)].response; });
-            order.resize(maxKeypoints);
-        }
-        const cv::Matx33d up = enlargement(gray.size(), small.size());
-        const double grow = std::sqrt(up(0, 0) * up(1, 1));
-        keypoints_.reserve(order.size());
-        descriptors_.create(int(order.size()), descriptors.cols, descriptors.type());
-        for (size_t i = 0; i < order.size(); ++i) {
-            cv::KeyPoint k = found[size_t(order[i])];
-            k.pt = cv::Point2f(float(up(0, 0) * k.pt.x + up(0, 2)), float(up(1, 1) * k.pt.y + up(1, 2)));
-            k.size = float(k.size * grow);
-            keypoints_.push_back(k);
-            descriptors.row(order[i]).copyTo(descriptors_.row(int(i)));
-        }
-        pixelSize_ = std::max(up(0, 0), up(1, 1));
-        return VStatus::Ok;
+        });
     });
     if (!status_) {
         keypoints_.clear();
@@ -240,33 +246,37 @@ VStatus stabilizeLocal(const VImage& reference, VImage* image)
         checkSameSize(reference, moving);
         if (!supports(WarpPixels{}, moving.format(), moving.channelType()))
             throwUnsupported();
-        const cv::Matx33d w = alignment(reference, moving);
-        cv::Mat roi = asCvMat(moving);
-        const double right = roi.cols - 1, bottom = roi.rows - 1;
-        double moved = 0.0;
-        for (const cv::Vec3d& p :
-             {cv::Vec3d(0, 0, 1), cv::Vec3d(right, 0, 1), cv::Vec3d(0, bottom, 1), cv::Vec3d(right, bottom, 1)}) {
-            const cv::Vec3d q = w * p;
-            moved = std::max(moved, std::hypot(q[0] - p[0], q[1] - p[1]));
-        }
-        const cv::Vec3d centre(right / 2, bottom / 2, 1.0), c = w * centre;
-        const double shift = std::max(std::abs(c[0] - centre[0]) / roi.cols, std::abs(c[1] - centre[1]) / roi.rows);
-        const double linear =
-            std::max({std::abs(w(0, 0) - 1), std::abs(w(0, 1)), std::abs(w(1, 0)), std::abs(w(1, 1) - 1)});
-        if (!std::isfinite(moved) || linear > maxLinearChange || shift > maxShiftShare)
-            throw dip_exception("No plausible alignment found");
-        if (moved <= identityPixels)
+        // The gray copies, the search and the warp run whole: a cancellation is seen before they start,
+        // and completion is reported once they are done.
+        return runWhole("aligning", [&] {
+            const cv::Matx33d w = alignment(reference, moving);
+            cv::Mat roi = asCvMat(moving);
+            const double right = roi.cols - 1, bottom = roi.rows - 1;
+            double moved = 0.0;
+            for (const cv::Vec3d& p :
+                 {cv::Vec3d(0, 0, 1), cv::Vec3d(right, 0, 1), cv::Vec3d(0, bottom, 1), cv::Vec3d(right, bottom, 1)}) {
+                const cv::Vec3d q = w * p;
+                moved = std::max(moved, std::hypot(q[0] - p[0], q[1] - p[1]));
+            }
+            const cv::Vec3d centre(right / 2, bottom / 2, 1.0), c = w * centre;
+            const double shift = std::max(std::abs(c[0] - centre[0]) / roi.cols, std::abs(c[1] - centre[1]) / roi.rows);
+            const double linear =
+                std::max({std::abs(w(0, 0) - 1), std::abs(w(0, 1)), std::abs(w(1, 0)), std::abs(w(1, 1) - 1)});
+            if (!std::isfinite(moved) || linear > maxLinearChange || shift > maxShiftShare)
+                throw dip_exception("No plausible alignment found");
+            if (moved <= identityPixels)
+                return VStatus::Ok;
+            // w takes reference coordinates to the image's: the image is sampled through it. What falls
+            // outside the image becomes black, which the focus merge reads as "no data" rather than as an
+            // edge smeared inwards.
+            const cv::Matx23d sample(w(0, 0), w(0, 1), w(0, 2), w(1, 0), w(1, 1), w(1, 2));
+            const cv::Mat source = roi.clone();
+            writeInto(roi, [&](cv::Mat& out) {
+                cv::warpAffine(source, out, sample, out.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
+                               cv::BORDER_CONSTANT, cv::Scalar::all(0));
+            });
             return VStatus::Ok;
-        // w takes reference coordinates to the image's: the image is sampled through it. What falls
-        // outside the image becomes black, which the focus merge reads as "no data" rather than as an
-        // edge smeared inwards.
-        const cv::Matx23d sample(w(0, 0), w(0, 1), w(0, 2), w(1, 0), w(1, 1), w(1, 2));
-        const cv::Mat source = roi.clone();
-        writeInto(roi, [&](cv::Mat& out) {
-            cv::warpAffine(source, out, sample, out.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
-                           cv::BORDER_CONSTANT, cv::Scalar::all(0));
         });
-        return VStatus::Ok;
     });
 }
 

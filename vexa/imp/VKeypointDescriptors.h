@@ -48,11 +48,11 @@ VEXA_EXPORT VTransformPerspective findTransformation(const VKeypointDescriptors&
 /// 32f and stretched over 0..255 (a plain conversion to 8u would wrap around); YUV422 gives its luma.
 /// (NaN counts as 0 and infinities as the largest finite values in the stretch.)
 ///
-/// **Progress and cancellation:** none of the three has checkpoints of its own. The gray copies of
-/// VKeypointDescriptors(const VImage&) and stabilizeLocal() are conversions (VImage::convert, for every
-/// format but YUV422), which report to a current VProgress and fail under a cancelled one: the call then
-/// fails with "Can not find template with actual parameters!" and stabilizeLocal() leaves the image
-/// untouched. Once the copies are made the work runs to its end.
+/// **Progress and cancellation:** VKeypointDescriptors(const VImage&) and stabilizeLocal() run whole: with a progress
+/// current on the calling thread each checks it once, after the argument checks and before the gray copies (a cancelled
+/// call gives "Operation cancelled", and stabilizeLocal() leaves the image untouched), and reports completion at the
+/// end (stages "finding keypoints" and "aligning"). The gray copies are steps of the call and neither report nor check
+/// on their own. findTransformation() neither reports nor checks.
 ///
 /// **Threads:** reentrant. A VKeypointDescriptors is not changed after its construction, so one may be
 /// read by several threads at once; stabilizeLocal() writes its image, which no other thread may use

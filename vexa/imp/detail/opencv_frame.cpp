@@ -1,6 +1,7 @@
 #include <vexa/imp/detail/opencv_frame.h>
 
 #include <vexa/imp/VImage.h>
+#include <vexa/imp/VProgress.h>
 #include <vexa/imp/detail/checks.h>
 
 #include <cfloat>
@@ -26,7 +27,13 @@ cv::Mat grayPlane(const VImage& image, bool anyDepth)
     if (image.format() == YUV422) {
         cv::extractChannel(asCvMat(image), plane, 0);
     } else {
-        const VImage gray = image.convert(GrayScale, eightBit ? Channel8u : Channel32f);
+        // A step of the caller's work, not an operation of its own: with the current progress hidden it
+        // neither reports its completion nor fails under a cancellation, which is the caller's to see.
+        VImage gray;
+        {
+            const VProgressScope inner(nullptr);
+            gray = image.convert(GrayScale, eightBit ? Channel8u : Channel32f);
+        }
         if (!gray.status() || gray.isEmpty())
             throwUnsupported();
         plane = asCvMat(gray).clone(); // the conversion's block goes with `gray`
