@@ -230,6 +230,96 @@ TEST(Blender, RefusesWhatItCannotTakeAndCopiesIndependently)
     EXPECT_TRUE(sameRoiBytes(weighted.image(), stack.shots[2]));
 }
 
+// A layout the method cannot merge is refused from the first shot on, naming the layout it takes; the
+// pyramid merges every shot it can convert, as the same picture whatever the series' layout.
+TEST(Blender, RefusesALayoutItsMethodCannotMergeFromTheFirstShot)
+{
+    const Stack stack;
+    const struct {
+        VImageBlender::MultifocusMethod method;
+        Format format;
+        Channel channel;
+        const char* takes;
+    } cases[] = {{VImageBlender::MultifocusMaxSharpness, BGR, Channel8u, "XRGB 8u"},
+                 {VImageBlender::MultifocusMaxSharpness, GrayScale, Channel8u, "XRGB 8u"},
+                 {VImageBlender::MultifocusWeighted, XRGB, Channel16u, "XRGB 8u"},
+                 {VImageBlender::MultifocusPyramid, GrayScale, Channel8u, "BGR 8u"},
+                 {VImageBlender::MultifocusPyramid, ARGB, Channel8u, "BGR 8u"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.method << " " << c.format << " " << c.channel);
+        const VImage shot = stack.shots[0].convertScaled(c.format, c.channel);
+        ASSERT_FALSE(shot.isEmpty());
+        VImageBlender blender(c.method);
+        EXPECT_FALSE(blender.addImage(shot));
+        EXPECT_FALSE(blender.isInitialized());
+        EXPECT_EQ(blender.count(), 0);
+        const QString reason = blender.lastStatus().reason();
+        EXPECT_TRUE(reason.startsWith("The shot's layout cannot be merged") && reason.contains(c.takes))
+            << reason.toStdString();
+    }
+
+    VImageBlender xrgb(VImageBlender::MultifocusPyramid), bgr(VImageBlender::MultifocusPyramid);
+    for (const VImage& shot : stack.shots) {
+        ASSERT_TRUE(xrgb.addImage(shot));
+        ASSERT_TRUE(bgr.addImage(shot.convert(BGR, Channel8u))) << bgr.lastStatus().message().toStdString();
+    }
+    EXPECT_EQ(bgr.count(), 3);
+    EXPECT_TRUE(sameRoiBytes(bgr.image(), xrgb.image()));
+}
+
+// A failed image() says why in lastStatus(); one that succeeds puts back the last addImage()'s status.
+TEST(Blender, FailedImageLeavesItsReasonInTheLastStatus)
+{
+    const Stack stack;
+    VImageBlender blender(VImageBlender::MultifocusWeightedAll);
+    for (int k = 0; k < 2; ++k)
+        ASSERT_TRUE(blender.addImage(stack.shots[k]));
+    {
+        VProgress cancelled;
+        cancelled.cancel();
+        const VProgressScope scope(&cancelled);
+        EXPECT_TRUE(blender.image().isEmpty());
+    }
+    EXPECT_EQ(blender.lastStatus().message(), QStringLiteral("Operation cancelled"));
+    EXPECT_FALSE(blender.image().isEmpty());
+    EXPECT_TRUE(blender.lastStatus());
+    EXPECT_FALSE(blender.addImage(makeImage(60, 90, XRGB, Channel8u, 5)));
+    const QString refused = blender.lastStatus().message();
+    EXPECT_FALSE(blender.image().isEmpty());
+    EXPECT_EQ(blender.lastStatus().message(), refused);
+}
+
+// The depth map merges the shots' rois, unless it aligns by keypoints or locally: a roi of another size is
+// refused as a shot of another size, one of the same size elsewhere taken. The other ways merge whole images
+// whatever their rois.
+TEST(Blender, MergesRoisOrWholeImagesAsItsAlignmentReadsThem)
+{
+    const Stack stack;
+    const struct {
+        VImageBlender::MultifocusMethod method;
+        VImageBlender::Alignment alignment;
+        bool readsRois;
+    } cases[] = {{VImageBlender::MultifocusDepthMap, VImageBlender::AlignNone, true},
+                 {VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto, true},
+                 {VImageBlender::MultifocusDepthMap, VImageBlender::AlignKeypoints, false},
+                 {VImageBlender::MultifocusMaxSharpness, VImageBlender::AlignAuto, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.method << " " << c.alignment);
+        VImageBlender blender(c.method, c.alignment);
+        ASSERT_TRUE(blender.addImage(withRoi(stack.shots[0], QRect(0, 0, 100, 80))));
+        EXPECT_EQ(blender.addImage(withRoi(stack.shots[1], QRect(0, 0, 90, 80))), !c.readsRois)
+            << blender.lastStatus().message().toStdString();
+        if (c.readsRois) {
+            EXPECT_EQ(blender.lastStatus().reason(),
+                      QStringLiteral("The shot's size differs from the first shot's: a roi of 90x80 against 100x80"));
+        }
+        EXPECT_TRUE(blender.addImage(withRoi(stack.shots[2], QRect(20, 10, 100, 80))))
+            << blender.lastStatus().message().toStdString();
+        EXPECT_EQ(blender.count(), c.readsRois ? 2 : 3);
+        EXPECT_EQ(blender.image().size(), c.readsRois ? QSize(100, 80) : QSize(120, 90));
+    }
+}
+
 // A scene with detail everywhere, as float BGR planes, and its shots: sharp inside `sharp`, blurred
 // elsewhere.
 cv::Mat scene(int width, int height, unsigned seed)

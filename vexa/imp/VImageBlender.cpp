@@ -24,6 +24,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <vector>
 
 using namespace VEXA;
@@ -154,13 +155,15 @@ cv::Mat shotPlanes(const VImage& image)
     return planes;
 }
 
+QString layoutName(Format format, Channel channel)
+{
+    return QStringLiteral("%1 %2").arg(QString::fromStdString(formatInfo(format).name),
+                                       QString::fromStdString(channelInfo(channel).name));
+}
+
 QString describe(const VImageHeader& h)
 {
-    return QStringLiteral("%1x%2 %3 %4")
-        .arg(h.width)
-        .arg(h.height)
-        .arg(QString::fromStdString(formatInfo(h.format).name),
-             QString::fromStdString(channelInfo(h.channelType).name));
+    return QStringLiteral("%1x%2 %3").arg(h.width).arg(h.height).arg(layoutName(h.format, h.channelType));
 }
 
 std::string refusal(const VImage& shot, const VImageHeader& first)
@@ -173,6 +176,56 @@ std::string refusal(const VImage& shot, const VImageHeader& first)
     return QStringLiteral("The shot's %1 differs from the first shot's: %2 against %3")
         .arg(what, describe(h), describe(first))
         .toStdString();
+}
+
+// A roi of another size than the first shot's, for the depth map, which merges the shots' rois.
+std::string roiRefusal(const QSize& roi, const QSize& first)
+{
+    return QStringLiteral("The shot's size differs from the first shot's: a roi of %1x%2 against %3x%4")
+        .arg(roi.width())
+        .arg(roi.height())
+        .arg(first.width())
+        .arg(first.height())
+        .toStdString();
+}
+
+// The roi as the merges read it: clipped to the image.
+QSize clippedRoiSize(const VImage& image)
+{
+    const Rect r = clipRect(image.roiRect(), qint32(image.width()), qint32(image.height()));
+    return QSize(r.width, r.height);
+}
+
+// The first shot's layout must be one the method merges, so that no later shot is taken without being
+// merged: XRGB 8u for the two running sharpness merges, and for the pyramid the 8u layouts convertImage()
+// turns into BGR 8u, the layout its levels are built in. MultifocusWeightedAll takes any layout (image()
+// then gives the first shot); the depth map converts what it can as it reads the shot.
+void checkMethodTakes(VImageBlender::MultifocusMethod method, const VImage& shot)
+{
+    const Format format = shot.format();
+    const Channel channel = shot.channelType();
+    QString takes;
+    switch (method) {
+    case VImageBlender::MultifocusMaxSharpness:
+    case VImageBlender::MultifocusWeighted:
+        if (isPixelOf<Xrgb>(format, channel))
+            return;
+        takes = QStringLiteral("%1 merges XRGB 8u shots")
+                    .arg(method == VImageBlender::MultifocusWeighted ? QStringLiteral("MultifocusWeighted")
+                                                                     : QStringLiteral("MultifocusMaxSharpness"));
+        break;
+    case VImageBlender::MultifocusPyramid:
+        if (channel == Channel8u &&
+            (format == BGR || format == XRGB || format == ARGB_Premultiplied || format == YUV422))
+            return;
+        takes = QStringLiteral("MultifocusPyramid merges 8u shots that convert to BGR 8u (BGR, XRGB, "
+                               "ARGB_Premultiplied, YUV422)");
+        break;
+    default: return; // MultifocusWeightedAll and MultifocusDepthMap
+    }
+    throw dip_exception(QStringLiteral("The shot's layout cannot be merged: %1, not %2")
+                            .arg(takes, layoutName(format, channel))
+                            .toStdString());
 }
 
 VImageBlender::ShotFit shotFit(const std::array<double, 3>& gains, const cv::Matx23d& g, double localShift,
@@ -305,7 +358,9 @@ void VImageBlender::deepCopyFrom(const VImageBlender& other)
     keepFits_ = other.keepFits_;
     keptFits_ = other.keptFits_; // never written after they are stored
     lastStatus_ = other.lastStatus_;
+    addStatus_ = other.addStatus_;
     shape_ = other.shape_;
+    roiSize_ = other.roiSize_;
     reference_ = other.reference_; // never written after it is stored
 }
 
@@ -348,7 +403,9 @@ void VImageBlender::clear()
     fits_.clear();
     keptFits_.clear();
     lastStatus_ = VStatus::Ok;
+    addStatus_ = VStatus::Ok;
     shape_ = VImageHeader();
+    roiSize_ = QSize();
     reference_ = VImage();
     initialized_ = false;
     count_ = 0;
@@ -356,11 +413,16 @@ void VImageBlender::clear()
 
 bool VImageBlender::init(const VImage& image)
 {
+    checkMethodTakes(method_, image);
     shape_ = image.header();
+    roiSize_ = clippedRoiSize(image);
     // The depth-map merge lives in its running state until image() asks for it.
     result_ = method_ == MultifocusDepthMap ? VImage() : image.copy();
     switch (method_) {
-    case MultifocusPyramid: pyramid_.init(image, -1); break;
+    case MultifocusPyramid:
+        pyramid_.init(image, -1);
+        stepSucceeded("building the shot's pyramid", pyramid_.status());
+        break;
     case MultifocusMaxSharpness:
     case MultifocusWeighted: sharpness_ = sharpnessOf(result_); break;
     case MultifocusWeightedAll:
@@ -368,15 +430,17 @@ bool VImageBlender::init(const VImage& image)
         pairs_.append({result_, sharpness_});
         break;
     case MultifocusDepthMap:
+        // Aligning by keypoints or locally, the later shots are whole copies: so is the first.
         if (alignByKeypoints_ || stabilizeLocally_)
             reference_ = image.copy();
-        if (!addToDepthMap(image, 0, false))
+        if (!addToDepthMap(reference_.isEmpty() ? image : reference_, 0, false))
             return false;
         break;
     }
     if (autoAlign_ && method_ != MultifocusDepthMap) {
+        // Fitted to the whole first shot, as the later shots are fitted whole.
         aligner_ = std::make_shared<FocusAligner>();
-        aligner_->start(shotPlanes(image));
+        aligner_->start(shotPlanes(result_));
     }
     if (method_ != MultifocusDepthMap) {
         fits_.append(ShotFit());
@@ -405,7 +469,7 @@ bool VImageBlender::addImage(const VImage& image)
     // A first shot that did not make it leaves no half-made start behind.
     if (!status && !initialized_)
         clear();
-    lastStatus_ = status;
+    lastStatus_ = addStatus_ = status;
     return bool(status);
 }
 
@@ -413,8 +477,7 @@ bool VImageBlender::add(const VImage& image)
 {
     if (!initialized_)
         return init(image);
-    if (!(method_ == MultifocusDepthMap ? image.header() == shape_ : image.isCompatible(result_)))
-        throw dip_exception(refusal(image, shape_));
+    checkShape(image);
     const VImage& target = method_ == MultifocusDepthMap ? reference_ : result_;
     // The depth-map merge only reads an unaligned shot: it takes it as it stands, without a copy.
     const bool aligning = alignByKeypoints_ || stabilizeLocally_ || (autoAlign_ && method_ != MultifocusDepthMap);
@@ -463,19 +526,19 @@ bool VImageBlender::add(const VImage& image)
         VRasterPyramid p;
         step(0.5);
         p.init(shot, -1);
+        stepSucceeded("building the shot's pyramid", p.status());
         step(0.6);
-        if (p.status()) {
-            if (!p.takeMostSharpness(pyramid_))
-                stepSucceeded("merging the shot's pyramid", p.status());
-            step(0.9);
-            p.restore();
-            step(1.0);
-            const VImage merged = p.image();
-            if (VEXA::isCancelled())
-                return false;
-            pyramid_ = std::move(p);
-            result_ = merged;
-        }
+        if (!p.takeMostSharpness(pyramid_))
+            stepSucceeded("merging the shot's pyramid", p.status());
+        step(0.9);
+        p.restore();
+        stepSucceeded("restoring the merged pyramid", p.status());
+        step(1.0);
+        const VImage merged = p.image();
+        if (merged.isEmpty() || VEXA::isCancelled())
+            return false;
+        pyramid_ = std::move(p);
+        result_ = merged;
         break;
     }
     case MultifocusMaxSharpness:
@@ -490,8 +553,9 @@ bool VImageBlender::add(const VImage& image)
         const VStatus merged = method_ == MultifocusMaxSharpness
                                    ? multifocusImages(shot, shotSharpness, &result_, &sharpness_)
                                    : multifocusImagesWeighted(shot, shotSharpness, &result_, &sharpness_);
-        if (!merged && VEXA::isCancelled())
-            return false; // cancelled before the merge began: nothing written
+        // Both merges check their images, and a cancellation, before they write: a failure there leaves the
+        // result as it was. Only the weighted merge's fresh map, measured after, can fail later (out of memory).
+        stepSucceeded("merging the shot", merged);
         break;
     }
     case MultifocusWeightedAll: {
@@ -522,39 +586,54 @@ bool VImageBlender::add(const VImage& image)
 
 VImage VImageBlender::image()
 {
-    if (method_ == MultifocusWeightedAll && !pairs_.isEmpty() && !averageAllPairs())
+    // No exception leaves the blender: what cannot be made gives no image, and its reason in lastStatus().
+    const VStatus status = guarded(VEXA_CALL_SITE, [&] {
+        if (method_ == MultifocusWeightedAll && !pairs_.isEmpty())
+            averageAllPairs();
+        if (method_ == MultifocusDepthMap && initialized_)
+            finishDepthMap();
+        return VStatus::Ok;
+    });
+    setViewStatus(status);
+    if (!status)
         return VImage();
-    if (method_ == MultifocusDepthMap && initialized_) {
-        // No exception leaves the blender: a merge that cannot be finished gives no image.
-        bool finished = false;
-        guarded(VEXA_CALL_SITE, [&] {
-            finished = finishDepthMap();
-            return VStatus::Ok;
-        });
-        if (!finished)
-            return VImage();
-    }
     handedOut_ = true;
     return result_;
 }
 
 VImage VImageBlender::depthMap()
 {
-    if (method_ != MultifocusDepthMap || !initialized_ || !depthMerge_)
-        return VImage();
+    const bool made = method_ == MultifocusDepthMap && initialized_ && depthMerge_;
     // Made only when asked for, so that a merge that wants no depth map never holds one.
-    if (depth_.isEmpty())
-        guarded(VEXA_CALL_SITE, [&] {
+    const VStatus status = guarded(VEXA_CALL_SITE, [&] {
+        if (made && depth_.isEmpty()) {
             const cv::Mat& index = depthMerge_->index();
             VImage depth = blankImage(index.cols, index.rows, GrayScale, Channel16u, shape_.origin);
-            if (!depth.isEmpty()) {
-                cv::Mat out = asCvMat(depth);
-                writeInto(out, [&](cv::Mat& dst) { index.copyTo(dst); });
-                depth_ = depth;
-            }
-            return VStatus::Ok;
-        });
-    return depth_;
+            if (depth.isEmpty())
+                throw std::bad_alloc();
+            cv::Mat out = asCvMat(depth);
+            writeInto(out, [&](cv::Mat& dst) { index.copyTo(dst); });
+            depth_ = depth;
+        }
+        return VStatus::Ok;
+    });
+    setViewStatus(status);
+    return made && status ? depth_ : VImage();
+}
+
+void VImageBlender::setViewStatus(const VStatus& status)
+{
+    // A failure is told until the next call; a success puts back what the last shot left.
+    lastStatus_ = status ? addStatus_ : status;
+}
+
+void VImageBlender::checkShape(const VImage& image) const
+{
+    if (!(image.header() == shape_))
+        throw dip_exception(refusal(image, shape_));
+    // The depth map reads each shot's roi, unless it aligns by keypoints or locally (on whole copies).
+    if (method_ == MultifocusDepthMap && !alignByKeypoints_ && !stabilizeLocally_ && clippedRoiSize(image) != roiSize_)
+        throw dip_exception(roiRefusal(clippedRoiSize(image), roiSize_));
 }
 
 bool VImageBlender::isIdentity(const VTransformPerspective& t) const
@@ -570,10 +649,10 @@ bool VImageBlender::isIdentity(const VTransformPerspective& t) const
     return true;
 }
 
-bool VImageBlender::averageAllPairs()
+void VImageBlender::averageAllPairs()
 {
     if (!isPixelOf<Xrgb>(result_.format(), result_.channelType()))
-        return true;
+        return;
     // Into a block of its own: result_ starts as the first shot, whose pixels the average still needs.
     VImage merged = pairs_.first().first.copy();
     const RasterT<Xrgb> out(merged);
@@ -583,15 +662,14 @@ bool VImageBlender::averageAllPairs()
         if (!isPixelOf<Xrgb>(shot.format(), shot.channelType()) || !isPixelOf<Map>(map.format(), map.channelType()) ||
             shot.width() != result_.width() || shot.height() != result_.height() || map.width() != result_.width() ||
             map.height() != result_.height())
-            return true;
+            return;
         shots.append(RasterT<Xrgb>(shot));
         maps.append(RasterT<Map>(map));
     }
     for (qint32 y = 0; y < out.height; ++y) {
-        // Checked every 16 rows: the pairs' whole stack is read for each row. No exception leaves image().
+        // Checked every 16 rows: the pairs' whole stack is read for each row. Cancelled, nothing changes.
         if (y % 16 == 0) {
-            if (isCancelled())
-                return false;
+            checkCancelled();
             reportProgress(double(y) / out.height, "averaging");
         }
         Xrgb* d = out.row(y);
@@ -613,7 +691,6 @@ bool VImageBlender::averageAllPairs()
         }
     }
     result_ = merged;
-    return true;
 }
 
 bool VImageBlender::addToDepthMap(const VImage& image, int index, bool alignedBlack)
@@ -650,8 +727,7 @@ VStatus VImageBlender::alignedShot(const VImage& shot, int index, VImage* aligne
             throw dip_exception("No shot of that number was merged");
         if (!keptFits_.at(index))
             throw dip_exception("The shot's fit was not kept");
-        if (method_ == MultifocusDepthMap ? !(shot.header() == shape_) : !shot.isCompatible(result_))
-            throw dip_exception(refusal(shot, shape_));
+        checkShape(shot);
         const FocusAligner::Fit& fit = keptFits_.at(index)->fit;
         if (method_ != MultifocusDepthMap) {
             // As add() fits the shot: uncovered pixels black.
@@ -684,10 +760,10 @@ VStatus VImageBlender::alignedShot(const VImage& shot, int index, VImage* aligne
     });
 }
 
-bool VImageBlender::finishDepthMap()
+void VImageBlender::finishDepthMap()
 {
     if (depthFinished_ || !depthMerge_ || depthMerge_->empty())
-        return true;
+        return;
     const bool gray = shape_.format == GrayScale;
     const Channel channel = depthChannel(shape_);
     const cv::Mat planes = depthMerge_->result();
@@ -695,7 +771,7 @@ bool VImageBlender::finishDepthMap()
     VImage merged =
         blankImage(planes.cols, planes.rows, gray ? GrayScale : XRGB, channel, shape_.origin, shape_.rowsAlignment);
     if (merged.isEmpty())
-        return false;
+        throw std::bad_alloc();
     // A band of rows at a time: no second full-size copy of the result.
     const cv::Mat out = asCvMat(merged);
     cv::Mat typed;
@@ -712,5 +788,4 @@ bool VImageBlender::finishDepthMap()
     }
     result_ = merged;
     depthFinished_ = true;
-    return true;
 }

@@ -10,6 +10,7 @@
 
 #include <QList>
 #include <QPair>
+#include <QSize>
 #include <QTransform>
 
 #include <memory>
@@ -39,18 +40,20 @@ struct KeptShotFit;
 /// |L(shot) - L(blurred)| in 0..255 units, with L the luminance 0.114 B + 0.587 G + 0.299 R and blurred the
 /// shot's 3 x 3 Gaussian.
 ///
-/// **Pixel types:** the first shot fixes the layout. MultifocusMaxSharpness, MultifocusWeighted and
-/// MultifocusWeightedAll merge XRGB 8u shots. MultifocusPyramid is meant for 8u shots that VImage::convert()
-/// turns into BGR 8u (BGR and XRGB among them; GrayScale and ARGB are not) and gives XRGB 8u.
+/// **Pixel types:** the first shot fixes the layout. MultifocusMaxSharpness and MultifocusWeighted merge
+/// XRGB 8u shots, and MultifocusPyramid the 8u shots that VImage::convert() turns into BGR 8u (BGR, XRGB,
+/// ARGB_Premultiplied and YUV422; not GrayScale or ARGB), giving XRGB 8u: these three refuse a first shot of
+/// another layout, so that no shot is taken without being merged. MultifocusWeightedAll merges XRGB 8u shots.
 /// MultifocusDepthMap merges GrayScale, BGR, XRGB and ARGB shots of 8u, 16u or 32f at their depth with no
 /// 8-bit step (an alpha is dropped): gray gives GrayScale, colour gives XRGB, of the shots' channel type;
 /// other shots are merged in XRGB 8u, as the same picture (VImage::convertScaled()). What each method does
 /// with other layouts is told at its value of VImageBlender::MultifocusMethod.
 ///
 /// **Regions of interest:** MultifocusDepthMap, unless it aligns by keypoints or locally, reads each shot's
-/// roi, whose size must be the first shot's, and image() and depthMap() have that size. Every other method,
-/// and the depth map aligning by keypoints or locally, works on whole images (its shots are copied, and a
-/// copy's roi is the whole image): give those shots whose roi is the whole image.
+/// roi, whose size (clipped to its image) must be the first shot's (a shot of another roi size is refused as
+/// one of another size), and image() and depthMap() have that size. Every other method, and the depth map
+/// aligning by keypoints or locally, works on whole images (its shots are copied, and a copy's roi is the
+/// whole image): give those shots whose roi is the whole image.
 ///
 /// **Alignment** (VImageBlender::Alignment): every alignment brings the shots into the first shot's geometry.
 /// AlignAuto fits each shot to the one before it, chained to the first, with a global affine fit refined by a
@@ -70,15 +73,27 @@ struct KeptShotFit;
 /// - an invalid or empty shot: "Bad status of image!", "Empty source image!";
 /// - a later shot of another size, layout (format or channel type), or origin or rows alignment than the
 ///   first: "The shot's size differs from the first shot's: 320x240 BGR 8u against 640x480 XRGB 8u" (with
-///   "layout" or "origin or row alignment" in place of "size" as the case is);
+///   "layout" or "origin or row alignment" in place of "size" as the case is); for the depth map reading
+///   rois, a roi of another size: "The shot's size differs from the first shot's: a roi of 90x80 against
+///   100x80";
 /// - with AlignAuto: "The shot cannot be aligned: it does not match the shot before it" (no correlation) and
 ///   "The shot cannot be aligned: it moved too far from the shot before it" (a scale outside 0.7 to 1.4, or
 ///   the centre moved by more than a quarter of the width or height);
-/// - for the depth map, a shot that cannot be converted: "The shot's layout cannot be merged";
+/// - a shot of a layout its method cannot merge: "The shot's layout cannot be merged" (for the depth map, a
+///   shot it cannot convert); MultifocusMaxSharpness, MultifocusWeighted and MultifocusPyramid refuse it from
+///   the first shot on, naming the layouts they merge: "The shot's layout cannot be merged:
+///   MultifocusMaxSharpness merges XRGB 8u shots, not BGR 8u";
 /// - a failed inner step: "The shot could not be merged", whose reason names the step ("warping the shot
-///   onto its keypoint match failed: ...", "merging the shot's pyramid failed: ...");
+///   onto its keypoint match failed: ...", "building the shot's pyramid failed: ...", "merging the shot's
+///   pyramid failed: ...");
 /// - OpenCV's errors and a lack of memory, as every operation reports them;
 /// - a cancellation: "Operation cancelled".
+///
+/// VImageBlender::image() and VImageBlender::depthMap() never fail for a shot: when they cannot give their
+/// image (MultifocusWeightedAll's averaging cancelled, "Operation cancelled"; too little memory for the
+/// depth map's images, "Unexpected error." with the reason "out of memory") they return an empty image,
+/// change nothing, and leave their failed status in lastStatus() until the next call; one that succeeds puts
+/// back the last addImage()'s status.
 ///
 /// **Progress and cancellation** (VProgress): with a VProgress current on the calling thread, addImage()
 /// reports the shot's fraction under "merging" (the keypoint and local alignments, and AlignAuto for the
@@ -89,9 +104,10 @@ struct KeptShotFit;
 /// 12 MP about 15 ms for the maximum-sharpness merge, 32 ms for the depth map's). The alignments' own
 /// searches (keypoints and local stabilization, single calls of a few tenths of a second; the automatic fit)
 /// are checked before and after. A cancelled first shot leaves the blender uninitialised. image() of
-/// MultifocusWeightedAll reports "averaging" and, cancelled, returns an empty image and changes nothing; the
-/// other methods' image() and depthMap() run whole. multifocusImages() and multifocusImagesWeighted() are
-/// checked once before they start ("Operation cancelled", nothing written), then run whole.
+/// MultifocusWeightedAll reports "averaging" and, cancelled, returns an empty image and changes nothing
+/// (lastStatus() "Operation cancelled"); the other methods' image() and depthMap() run whole.
+/// multifocusImages() and multifocusImagesWeighted() are checked once before they start ("Operation
+/// cancelled", nothing written), then run whole.
 ///
 /// **Memory:** the running state, whatever the stack's length, is the result and a 32f sharpness map
 /// (4 bytes a pixel) for MultifocusMaxSharpness and MultifocusWeighted; the running pyramid and the result,
@@ -116,9 +132,10 @@ struct KeptShotFit;
 /// (image()), by one of five methods and with an optional alignment of each shot onto the first (see the
 /// group @ref focus for the rules every method shares).
 ///
-/// The first shot initialises the blender and fixes the layout that later shots must have; a later shot of
-/// another size or layout is refused (addImage() returns false and nothing changes), and lastStatus() says
-/// why. image() hands out the merge so far; later shots never change an image handed out.
+/// The first shot initialises the blender and fixes the layout that later shots must have; a first shot of a
+/// layout the method cannot merge, and a later shot of another size or layout, are refused (addImage()
+/// returns false and nothing changes), and lastStatus() says why. image() hands out the merge so far; later
+/// shots never change an image handed out.
 ///
 /// A value type: a copy owns everything the merges write (images, pyramid, depth-map state, aligner) and
 /// shares only what is never written again, so the copy and the original go on independently. Settings
@@ -132,17 +149,16 @@ public:
         /// Each shot's VRasterPyramid (as many levels as its size allows), built from the shot converted to
         /// BGR 8u by VImage::convert(), is merged with the running one by VRasterPyramid::takeMostSharpness()
         /// (per coefficient the larger magnitude wins; ties keep the earlier shots') and restored: image() is
-        /// XRGB 8u. Until a second shot is merged image() is the first shot as given; as later shots are
-        /// checked against the XRGB 8u result, a series of another layout is refused from its third shot on.
+        /// XRGB 8u. Until a second shot is merged image() is the first shot as given. 8u shots of BGR, XRGB,
+        /// ARGB_Premultiplied or YUV422 (those convert() turns into BGR 8u); a first shot of another layout is
+        /// refused. Later shots are checked against the first shot, whatever the result's layout.
         MultifocusPyramid = 0,
         /// The default: per pixel the sharpest shot so far wins, by multifocusImages() with each shot's
-        /// sharpness map against the running one. XRGB 8u shots; in a series of another layout the later
-        /// shots are taken (addImage() returns true, count() grows) but merge nothing, the merge's own failure
-        /// being only logged.
+        /// sharpness map against the running one. XRGB 8u shots; a first shot of another layout is refused.
         MultifocusMaxSharpness = 1,
         /// A running average weighted by sharpness, by multifocusImagesWeighted(); its map is measured
-        /// afresh on the merged result after each shot. XRGB 8u shots; in a series of another layout the
-        /// later shots are taken but merge nothing, as for MultifocusMaxSharpness.
+        /// afresh on the merged result after each shot. XRGB 8u shots; a first shot of another layout is
+        /// refused.
         MultifocusWeighted = 2,
         /// Every shot kept (a copy) with its sharpness map; image() averages all of them per pixel, each
         /// component bound8u(sum of w c / sum of w) (clamped to 0..255, truncated) with w the absolute
@@ -242,13 +258,14 @@ public:
     /// Its layout is told at each MultifocusMethod value. Later shots never change an image handed out: the
     /// blender writes a copy, or a new image, instead. An empty image when MultifocusWeightedAll's averaging
     /// is cancelled, or when the depth map cannot be finished (for want of memory, say), with nothing
-    /// changed.
+    /// changed and the reason in lastStatus(); a success puts back the last addImage()'s status there.
     VImage image();
     /// For MultifocusDepthMap: per pixel the index (0 for the first shot) of the shot that won its decision,
     /// the one sharpest there, from which its finest detail came (alone, or with the shots nearly as sharp
     /// that share it); indices past 65535 count as 65535. GrayScale 16u of the merged roi's size, with the
     /// first shot's origin; made when asked and kept until the next shot. Empty for the other methods and
-    /// before the first shot.
+    /// before the first shot; empty too, with the reason in lastStatus(), when it cannot be made (for want of
+    /// memory). Otherwise it puts back the last addImage()'s status in lastStatus(), as image() does.
     VImage depthMap();
     /// Discards every shot, result and fit: the blender is uninitialised, count() is 0 and lastStatus() is
     /// good. The method, the alignment and whether fits are kept stay.
@@ -265,7 +282,8 @@ public:
     bool isInitialized() const { return initialized_; }
     /// Good after a shot was taken, and after init() and clear(); after a refusal or a cancellation, the
     /// failed status of addImage(): message "Reason: " followed by the text ("Operation cancelled" alone for
-    /// a cancellation), VStatus::reason() the text.
+    /// a cancellation), VStatus::reason() the text. After an image() or depthMap() that could not give its
+    /// image, that call's failed status; after one that did, the last addImage()'s again.
     VStatus lastStatus() const { return lastStatus_; }
     /// What the blender did with each shot taken, in order of the shots (ShotFit).
     QList<ShotFit> shotFits() const { return fits_; }
@@ -288,17 +306,20 @@ public:
     /// invalid or empty shot ("Bad status of image!", "Empty source image!"), a null @p aligned ("Null
     /// pointer argument!"), a number not merged ("No shot of that number was merged"), a shot whose fit was
     /// not kept ("The shot's fit was not kept": added while keeping was off, or aligned by keypoints or
-    /// locally, whose warps are not kept), and a shot of another layout (the texts of addImage()).
+    /// locally, whose warps are not kept), and a shot of another layout, or for the depth map reading rois
+    /// another roi size (the texts of addImage()).
     VStatus alignedShot(const VImage& shot, int index, VImage* aligned) const;
 
 private:
     bool init(const VImage& image);
     bool add(const VImage& image);
     bool isIdentity(const VTransformPerspective& t) const;
-    bool averageAllPairs();
+    void averageAllPairs();
+    void setViewStatus(const VStatus& status);
+    void checkShape(const VImage& image) const;
     bool addToDepthMap(const VImage& shot, int index, bool alignedBlack);
     VImage autoAligned(const VImage& shot);
-    bool finishDepthMap();
+    void finishDepthMap();
     void keepFit(const VEXA::KeptShotFit& fit);
     // Copies own their pixels: the merges write the running images in place.
     void deepCopyFrom(const VImageBlender& other);
@@ -324,7 +345,9 @@ private:
     bool keepFits_ = false;
     QList<std::shared_ptr<const VEXA::KeptShotFit>> keptFits_; // one per shot; null where not kept
     VStatus lastStatus_;
+    VStatus addStatus_;  // the last addImage()'s (Ok after init() and clear()), which image() puts back
     VImageHeader shape_; // the first shot's: a later shot must match it
+    QSize roiSize_;      // the first shot's roi, clipped: the depth map's shots must have its size
     // MultifocusDepthMap keeps no running image: its shots are aligned to the first, held only when aligning.
     VImage reference_;
 };
