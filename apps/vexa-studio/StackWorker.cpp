@@ -137,20 +137,15 @@ bool StackWorker::start(std::function<JobResult()> job)
     progress_.reset();
     lastPermille_ = -1;
     stagePrefix_.clear();
-    handOver_.send();
-    QMetaObject::invokeMethod(
-        &runner_,
-        [this, job = std::move(job)] {
-            handOver_.receive();
-            JobResult result;
-            {
-                const VProgressScope scope(&progress_);
-                result = job();
-            }
-            handOver_.send();
-            emit finished(result);
-        },
-        Qt::QueuedConnection);
+    handOver_.queue(&runner_, [this, job = std::move(job)] {
+        JobResult result;
+        {
+            const VProgressScope scope(&progress_);
+            result = job();
+        }
+        handOver_.send();
+        emit finished(result);
+    });
     return true;
 }
 

@@ -29,6 +29,19 @@ class HandOver {
 public:
     void send() { sequence_.fetch_add(1, std::memory_order_release); }
     void receive() const { (void)sequence_.load(std::memory_order_acquire); }
+    // Queues `work` to `runner`'s thread, handed over; work calls send() before it emits its result.
+    template <class Work>
+    void queue(QObject* runner, Work work)
+    {
+        send();
+        QMetaObject::invokeMethod(
+            runner,
+            [this, work = std::move(work)] {
+                receive();
+                work();
+            },
+            Qt::QueuedConnection);
+    }
 
 private:
     std::atomic<unsigned> sequence_{0};

@@ -29,33 +29,23 @@ ViewWorker::~ViewWorker()
 void ViewWorker::readShot(const QString& file)
 {
     ++pendingShots_;
-    handOver_.send();
-    QMetaObject::invokeMethod(
-        &runner_,
-        [this, file] {
-            handOver_.receive();
-            // A failure is shown on the shot's thumbnail already: here it is only an empty image.
-            const VImage shot = VEXA::readImageFile(file);
-            const QImage shown = displayImage(shot);
-            handOver_.send();
-            emit shotRead(file, shot, shown);
-        },
-        Qt::QueuedConnection);
+    handOver_.queue(&runner_, [this, file] {
+        // A failure is shown on the shot's thumbnail already: here it is only an empty image.
+        const VImage shot = VEXA::readImageFile(file);
+        const QImage shown = displayImage(shot);
+        handOver_.send();
+        emit shotRead(file, shot, shown);
+    });
 }
 
 void ViewWorker::countHistogram(const QImage& image, const QRect& area)
 {
     ++pendingCounts_;
-    handOver_.send();
-    QMetaObject::invokeMethod(
-        &runner_,
-        [this, image, area] {
-            handOver_.receive();
-            const HistogramWidget::Curves curves = HistogramWidget::countCurves(image, area);
-            handOver_.send();
-            emit histogramCounted(curves);
-        },
-        Qt::QueuedConnection);
+    handOver_.queue(&runner_, [this, image, area] {
+        const HistogramWidget::Curves curves = HistogramWidget::countCurves(image, area);
+        handOver_.send();
+        emit histogramCounted(curves);
+    });
 }
 
 } // namespace studio

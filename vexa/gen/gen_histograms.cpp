@@ -39,7 +39,7 @@ namespace {
 VImage& prepareAdjustment(const VImage& src, VImage* dst, bool* made)
 {
     checkSource(src);
-    *made = dst && dst->status() && dst->isEmpty();
+    *made = makesDestination(dst);
     VImage& d = prepareDestination(src, dst);
     checkSameSize(src, d);
     return d;

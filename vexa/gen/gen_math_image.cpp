@@ -15,9 +15,6 @@ VStatus kernel::failNoCommonPoints(const CallSite& site)
 
 namespace {
 
-// Whether the call is about to make *dst: an empty destination is made like the source.
-bool makes(const VImage* dst) { return dst && dst->status() && dst->isEmpty(); }
-
 // The destination for kernels that write a mask: GrayScale 8u like the source's roi.
 VImage& prepareMask(const VImage& src, VImage* destination)
 {
@@ -177,7 +174,7 @@ VStatus negativeImage(const VImage& src, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
-        const bool made = makes(dst);
+        const bool made = makesDestination(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, d);
         return dispatchSame(ToneMapPixels{}, src, d,
@@ -191,7 +188,7 @@ VStatus gammaImage(const VImage& src, VImage* dst, double gamma)
         if (!(gamma > 0.0) || std::isinf(gamma))
             throw dip_exception("Gamma must be positive");
         checkSource(src);
-        const bool made = makes(dst);
+        const bool made = makesDestination(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, d);
         return dispatchSame(ToneMapPixels{}, src, d, [gamma, made](const auto& s, const auto& o) {
@@ -204,7 +201,7 @@ VStatus mulImageDouble(const VImage& src, VImage* dst, double factor)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
-        const bool made = makes(dst);
+        const bool made = makesDestination(dst);
         VImage& d = prepareDestination(src, dst, src.format(), Channel32f);
         checkSameSize(src, d);
         return dispatch(MulDoublePixels{}, src, [&](const auto& s) {
@@ -248,7 +245,7 @@ VStatus subBackground(const VImage& src, const VImage& background, VImage* dst, 
         checkSource(background);
         if (background.format() != src.format() || background.channelType() != src.channelType())
             throwUnsupported();
-        const bool made = makes(dst);
+        const bool made = makesDestination(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, background);
         checkSameSize(src, d);

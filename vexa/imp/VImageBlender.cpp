@@ -196,6 +196,9 @@ QSize clippedRoiSize(const VImage& image)
     return QSize(r.width, r.height);
 }
 
+// What the pyramid's conversion to BGR 8u, the layout its levels are built in, takes.
+using PyramidShotPixels = PixelList<PixelBGR<quint8>, Xrgb, PixelARGBP<quint8>, PixelYUV422<quint8>>;
+
 // The first shot's layout must be one the method merges, so that no later shot is taken without being
 // merged: XRGB 8u for the two running sharpness merges, and for the pyramid the 8u layouts convertImage()
 // turns into BGR 8u, the layout its levels are built in. MultifocusWeightedAll takes any layout (image()
@@ -204,28 +207,26 @@ void checkMethodTakes(VImageBlender::MultifocusMethod method, const VImage& shot
 {
     const Format format = shot.format();
     const Channel channel = shot.channelType();
-    QString takes;
+    const char* takes = nullptr;
     switch (method) {
     case VImageBlender::MultifocusMaxSharpness:
+        takes = isPixelOf<Xrgb>(format, channel) ? nullptr : "MultifocusMaxSharpness merges XRGB 8u shots";
+        break;
     case VImageBlender::MultifocusWeighted:
-        if (isPixelOf<Xrgb>(format, channel))
-            return;
-        takes = QStringLiteral("%1 merges XRGB 8u shots")
-                    .arg(method == VImageBlender::MultifocusWeighted ? QStringLiteral("MultifocusWeighted")
-                                                                     : QStringLiteral("MultifocusMaxSharpness"));
+        takes = isPixelOf<Xrgb>(format, channel) ? nullptr : "MultifocusWeighted merges XRGB 8u shots";
         break;
     case VImageBlender::MultifocusPyramid:
-        if (channel == Channel8u &&
-            (format == BGR || format == XRGB || format == ARGB_Premultiplied || format == YUV422))
-            return;
-        takes = QStringLiteral("MultifocusPyramid merges 8u shots that convert to BGR 8u (BGR, XRGB, "
-                               "ARGB_Premultiplied, YUV422)");
+        takes =
+            supports(PyramidShotPixels{}, format, channel)
+                ? nullptr
+                : "MultifocusPyramid merges 8u shots that convert to BGR 8u (BGR, XRGB, ARGB_Premultiplied, YUV422)";
         break;
-    default: return; // MultifocusWeightedAll and MultifocusDepthMap
+    default: break; // MultifocusWeightedAll and MultifocusDepthMap
     }
-    throw dip_exception(QStringLiteral("The shot's layout cannot be merged: %1, not %2")
-                            .arg(takes, layoutName(format, channel))
-                            .toStdString());
+    if (takes)
+        throw dip_exception(QStringLiteral("The shot's layout cannot be merged: %1, not %2")
+                                .arg(QLatin1String(takes), layoutName(format, channel))
+                                .toStdString());
 }
 
 VImageBlender::ShotFit shotFit(const std::array<double, 3>& gains, const cv::Matx23d& g, double localShift,
@@ -632,8 +633,11 @@ void VImageBlender::checkShape(const VImage& image) const
     if (!(image.header() == shape_))
         throw dip_exception(refusal(image, shape_));
     // The depth map reads each shot's roi, unless it aligns by keypoints or locally (on whole copies).
-    if (method_ == MultifocusDepthMap && !alignByKeypoints_ && !stabilizeLocally_ && clippedRoiSize(image) != roiSize_)
-        throw dip_exception(roiRefusal(clippedRoiSize(image), roiSize_));
+    if (method_ == MultifocusDepthMap && !alignByKeypoints_ && !stabilizeLocally_) {
+        const QSize roi = clippedRoiSize(image);
+        if (roi != roiSize_)
+            throw dip_exception(roiRefusal(roi, roiSize_));
+    }
 }
 
 bool VImageBlender::isIdentity(const VTransformPerspective& t) const

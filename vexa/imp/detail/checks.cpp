@@ -57,10 +57,12 @@ VImage& prepareDestination(const VImage& model, VImage* image)
     return prepareDestination(model, image, model.format(), model.channelType());
 }
 
+bool makesDestination(const VImage* image) { return image && image->status() && image->isEmpty(); }
+
 VImage& prepareDestination(const VImage& model, VImage* image, Format format, Channel channel)
 {
     VImage& dst = checkDestination(image);
-    if (dst.status() && dst.isEmpty()) {
+    if (makesDestination(&dst)) {
         dst.create(model.width(), model.height(), format, channel, model.origin(), model.rowsAlignment());
         dst.setRoi(model.roi());
         // The operation writes the roi only. Elsewhere a recycled buffer still holds another image's

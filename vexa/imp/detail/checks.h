@@ -21,6 +21,9 @@ VImage& checkExistingDestination(VImage* image);
 // outside the roi and in the row padding); an existing one must pass the source tests and is written in
 // place.
 VImage& prepareDestination(const VImage& model, VImage* image);
+// Whether prepareDestination makes *image (an empty image with a good status) rather than writing into it:
+// kernels that leave a component of an existing destination as it was must fill it in one just made.
+bool makesDestination(const VImage* image);
 // As prepareDestination, with another format and channel type for a new destination.
 VImage& prepareDestination(const VImage& model, VImage* image, Format format, Channel channel);
 // The regions of interest (clipped to their images) of two images must have one size: "Image sizes differ".
