@@ -5,6 +5,7 @@
 
 #include <QIODevice>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <string>
@@ -16,8 +17,11 @@ namespace VEXA {
 
 namespace {
 
+// The file's end is kept here rather than asked of the device: a file device flushes its buffer and asks
+// the system at every size() and seek(), and libtiff asks for the end before each strip it appends.
 struct Sink {
     QIODevice* device;
+    qint64 end;
     std::string error;
 };
 
@@ -25,20 +29,25 @@ tmsize_t readNothing(thandle_t, void*, tmsize_t) { return 0; }
 
 tmsize_t writeBytes(thandle_t handle, void* data, tmsize_t size)
 {
-    return static_cast<Sink*>(handle)->device->write(static_cast<const char*>(data), size);
+    auto* sink = static_cast<Sink*>(handle);
+    const qint64 written = sink->device->write(static_cast<const char*>(data), size);
+    sink->end = std::max(sink->end, sink->device->pos());
+    return written;
 }
 
 toff_t seekTo(thandle_t handle, toff_t offset, int whence)
 {
-    QIODevice* device = static_cast<Sink*>(handle)->device;
-    const qint64 at = whence == SEEK_SET ? qint64(offset) : whence == SEEK_CUR ? device->pos() + qint64(offset)
-                                                                                : device->size() + qint64(offset);
-    return device->seek(at) ? toff_t(at) : toff_t(-1);
+    auto* sink = static_cast<Sink*>(handle);
+    QIODevice* device = sink->device;
+    const qint64 at = whence == SEEK_SET   ? qint64(offset)
+                      : whence == SEEK_CUR ? device->pos() + qint64(offset)
+                                           : sink->end + qint64(offset);
+    return at == device->pos() || device->seek(at) ? toff_t(at) : toff_t(-1);
 }
 
 int closeNothing(thandle_t) { return 0; }
 
-toff_t sizeOf(thandle_t handle) { return toff_t(static_cast<Sink*>(handle)->device->size()); }
+toff_t sizeOf(thandle_t handle) { return toff_t(static_cast<Sink*>(handle)->end); }
 
 int noMap(thandle_t, void**, toff_t*) { return 0; }
 
@@ -76,6 +85,15 @@ void redFirst(const T* from, T* to, int width, Format format)
     }
 }
 
+// Rows per strip: strips of about 256 KiB, written to the file in one call each (libtiff's default of
+// 8 KiB makes a seven-thousand-strip file of an 18-megapixel picture, each strip its own write), and small
+// enough for any reader to hold.
+uint32_t stripRows(int width, int bytesPerPixel)
+{
+    const qint64 rowBytes = std::max<qint64>(1, qint64(width) * bytesPerPixel);
+    return uint32_t(std::max<qint64>(1, (qint64(256) << 10) / rowBytes));
+}
+
 } // namespace
 
 bool writesTiff(Format format, Channel channel)
@@ -86,7 +104,7 @@ bool writesTiff(Format format, Channel channel)
 
 void writeTiff(const VImage& image, QIODevice* device, int compression, const QByteArray& iccProfile)
 {
-    Sink sink{device, {}};
+    Sink sink{device, device->size(), {}};
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (!options)
         throw std::bad_alloc();
@@ -109,7 +127,7 @@ void writeTiff(const VImage& image, QIODevice* device, int compression, const QB
                 TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
                 TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT) &&
                 TIFFSetField(tiff, TIFFTAG_COMPRESSION, compression > 0 ? COMPRESSION_LZW : COMPRESSION_NONE) &&
-                TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tiff, 0));
+                TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, stripRows(width, samples * (deep ? 2 : 1)));
     if (good && samples == 4) {
         const uint16_t extra = EXTRASAMPLE_UNASSALPHA;
         good = TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, uint16_t(1), &extra);
