@@ -108,7 +108,8 @@ void expectRisingToOne(const std::vector<double>& seen, const char* name)
 
 } // namespace
 
-// In bands or whole, the same pixels; cancelled after the first band, the destination is untouched.
+// In bands or whole, the same pixels; cancelled after the first band, the destination is untouched, or
+// empty again where the call made it.
 TEST(Progress, BandedOperationsMatchTheWholeCallAndCancelWithoutWriting)
 {
     for (const Case& c : bandedOperations()) {
@@ -119,12 +120,20 @@ TEST(Progress, BandedOperationsMatchTheWholeCallAndCancelWithoutWriting)
 
         std::vector<double> seen;
         VProgress progress([&seen](double f, const QString&) { seen.push_back(f); });
-        VImage banded = before.copy();
+        VImage banded = before.copy(), plainMade, bandedMade;
+        const bool makes = c.run(src, &plainMade).isOk(); // the warps write existing destinations only
         {
             const VProgressScope scope(&progress);
             ASSERT_TRUE(c.run(src, &banded)) << c.name;
         }
+        {
+            VProgress quiet;
+            const VProgressScope scope(&quiet);
+            EXPECT_EQ(c.run(src, &bandedMade).isOk(), makes) << c.name;
+        }
         EXPECT_TRUE(sameRoiBytes(whole, banded)) << c.name;
+        if (makes)
+            EXPECT_TRUE(sameRoiBytes(plainMade, bandedMade)) << c.name << ": written straight into a made destination";
         EXPECT_GE(seen.size(), 3u) << c.name << ": reported between bands";
         expectRisingToOne(seen, c.name);
 
@@ -138,6 +147,11 @@ TEST(Progress, BandedOperationsMatchTheWholeCallAndCancelWithoutWriting)
         EXPECT_FALSE(status) << c.name;
         EXPECT_TRUE(status.message().contains(QStringLiteral("Operation cancelled"))) << c.name;
         EXPECT_TRUE(sameRoiBytes(untouched, before)) << c.name;
+        // One the call made is taken back to the empty image it was: no half result, and none of the bytes
+        // a recycled buffer held.
+        VImage made;
+        EXPECT_FALSE(c.run(src, &made)) << c.name;
+        EXPECT_TRUE(made.isEmpty() && made.status()) << c.name;
     }
 }
 

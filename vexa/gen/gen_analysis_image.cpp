@@ -73,6 +73,7 @@ VStatus cannyImage(const VImage& src, VImage* dst, double low, double high, int 
 {
     return guarded(VEXA_CALL_SITE, [&] {
         const cv::Mat s = listedSource(GrayOrBgr8{}, src);
+        const TakeBackOnFailure takeBack(dst);
         cv::Mat d = destinationOf(src, dst, GrayScale, Channel8u);
         requireFinite({low, high}, "Thresholds must be finite");
         const cv::Mat in = separateSource(s, d);
@@ -217,6 +218,7 @@ VStatus pyramidMeanShiftSegmentation(const VImage& src, VImage* dst, double spat
 {
     return guarded(VEXA_CALL_SITE, [&] {
         const cv::Mat s = listedSource(Bgr8{}, src);
+        const TakeBackOnFailure takeBack(dst);
         cv::Mat d = destinationOf(src, dst, BGR, Channel8u);
         requireFinite({spatialRadius, colourRadius}, "Radii must be finite");
         if (!(spatialRadius >= 0.0 && colourRadius >= 0.0) || maxLevel < 0 || maxLevel > 8)
@@ -279,6 +281,7 @@ VStatus connectedComponents(const VImage& src, VImage* labels, QList<VComponent>
 {
     return guarded(VEXA_CALL_SITE, [&] {
         const cv::Mat s = listedSource(Gray8{}, src);
+        const TakeBackOnFailure takeBack(labels);
         cv::Mat l = destinationOf(src, labels, GrayScale, Channel32s);
         if (connectivity != 4 && connectivity != 8)
             throw dip_exception("Connectivity must be 4 or 8");
@@ -308,6 +311,7 @@ VStatus inpaintImage(const VImage& src, const VImage& mask, VImage* dst, double 
         const cv::Mat s = listedSource(GrayOrBgr8{}, src);
         const cv::Mat k = listedSource(Gray8{}, mask);
         checkSameSize(src, mask);
+        const TakeBackOnFailure takeBack(dst);
         cv::Mat d = destinationOf(src, dst, src.format(), Channel8u);
         requireFinite({radius}, "Radius must be finite");
         if (radius < 0.0 || radius > 1000.0)

@@ -211,6 +211,7 @@ VStatus undistortImage(const VImage& src, VImage* dst, const VCameraCalibration&
 {
     return guarded(VEXA_CALL_SITE, [&] {
         const CameraMats camera = matsOf(calibration);
+        const TakeBackOnFailure takeBack(dst);
         cv::Mat o = undistortDestination(src, dst, calibration);
         undistortInStripes(asCvMat(src), o, cv::Mat(camera.camera), cv::Mat(camera.distortion), cv::Mat(camera.camera));
         return VStatus::Ok;
@@ -224,6 +225,7 @@ VStatus undistortImage(const VImage& src, VImage* dst, const VCameraCalibration&
         const CameraMats camera = matsOf(calibration);
         if (!(alpha >= 0.0 && alpha <= 1.0))
             throw dip_exception("Alpha must be from 0 to 1");
+        const TakeBackOnFailure takeBack(dst);
         cv::Mat o = undistortDestination(src, dst, calibration);
         const cv::Size size(o.cols, o.rows);
         const cv::Matx33d chosen(cv::getOptimalNewCameraMatrix(camera.camera, camera.distortion, size, alpha, size));

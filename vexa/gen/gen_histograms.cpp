@@ -79,6 +79,7 @@ VStatus adjustHistogram(const VImage& src, VImage* dst, unsigned char inputLow, 
 {
     return guarded(VEXA_CALL_SITE, [&] {
         bool made = false;
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareAdjustment(src, dst, &made);
         const bool identity = inputLow == 0 && outputLow == 0 && inputHigh == 255 && outputHigh == 255;
         const LevelTable lut = levelTable(inputLow, outputLow, inputHigh, outputHigh, 0, 255);
@@ -93,6 +94,7 @@ VStatus adjustHistogramComponent(const VImage& src, VImage* dst, unsigned char i
 {
     return guarded(VEXA_CALL_SITE, [&] {
         bool made = false;
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareAdjustment(src, dst, &made);
         const LevelTable lut = levelTable(inputLow, outputLow, inputHigh, outputHigh, 0, 255);
         return dispatchSame(AdjustComponentPixels{}, src, d, [&](const auto& s, const auto& o) {
@@ -106,6 +108,7 @@ VStatus adjustHistogramByComponents(const VImage& src, VImage* dst, VHistogramAd
     return guarded(VEXA_CALL_SITE, [&] {
         checkOutput(curves);
         bool made = false;
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareAdjustment(src, dst, &made);
         LevelTable tables[4];
         for (int i = 0; i < 4; ++i) {

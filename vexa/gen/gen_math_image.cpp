@@ -132,6 +132,7 @@ VStatus thresholdImage(const VImage& src, VImage* dst, ThresholdOperation op, do
             flags == (ThresholdOtsu | ThresholdTriangle))
             throw dip_exception("Unknown threshold operation");
         checkSource(src);
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareDestination(src, dst);
         return visitPixel(ThresholdPixels{}, src.format(), src.channelType(), [&](auto) {
             if (d.format() != src.format())
@@ -175,6 +176,7 @@ VStatus negativeImage(const VImage& src, VImage* dst)
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
         const bool made = makesDestination(dst);
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, d);
         return dispatchSame(ToneMapPixels{}, src, d,
@@ -189,6 +191,7 @@ VStatus gammaImage(const VImage& src, VImage* dst, double gamma)
             throw dip_exception("Gamma must be positive");
         checkSource(src);
         const bool made = makesDestination(dst);
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, d);
         return dispatchSame(ToneMapPixels{}, src, d, [gamma, made](const auto& s, const auto& o) {
@@ -202,6 +205,7 @@ VStatus mulImageDouble(const VImage& src, VImage* dst, double factor)
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
         const bool made = makesDestination(dst);
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareDestination(src, dst, src.format(), Channel32f);
         checkSameSize(src, d);
         return dispatch(MulDoublePixels{}, src, [&](const auto& s) {
@@ -220,6 +224,7 @@ VStatus maskImage(const VImage& src, const VImage& mask, VImage* dst, bool inver
         checkSource(mask);
         if (!isPixelOf<PixelGray<quint8>>(mask.format(), mask.channelType()))
             throwUnsupported();
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, mask);
         checkSameSize(src, d);
@@ -246,6 +251,7 @@ VStatus subBackground(const VImage& src, const VImage& background, VImage* dst, 
         if (background.format() != src.format() || background.channelType() != src.channelType())
             throwUnsupported();
         const bool made = makesDestination(dst);
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, background);
         checkSameSize(src, d);
@@ -260,6 +266,7 @@ VStatus colorImage(const VImage& src, VImage* dst, int rgb)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareDestination(src, dst, BGR, src.channelType());
         checkSameSize(src, d);
         return dispatch(ColourisePixels{}, src, [&](const auto& s) {
@@ -273,6 +280,7 @@ VStatus findExtremums(const VImage& src, VImage* dst, int window, bool minimum)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
+        const TakeBackOnFailure takeBack(dst);
         const RasterT<PixelGray<quint8>> mask(prepareMask(src, dst));
         return dispatch(ExtremumPixels{}, src, [&](const auto& s) { return kernel::findExtremums(s, mask, window, minimum); });
     });
@@ -284,6 +292,7 @@ VStatus thresholdImageColor(const VImage& src, VImage* dst, ThresholdOperation o
         const bool inverse = inverseOf(op);
         checkOutput(levels);
         checkSource(src);
+        const TakeBackOnFailure takeBack(dst);
         const RasterT<PixelGray<quint8>> mask(prepareMask(src, dst));
         return dispatch(ColourThresholdPixels{}, src, [&](const auto& s) {
             return kernel::thresholdImageColor(s, mask, inverse, levels, count);
@@ -296,6 +305,7 @@ VStatus thresholdImageHue(const VImage& src, VImage* dst, ThresholdOperation op,
     return guarded(VEXA_CALL_SITE, [&] {
         const bool inverse = inverseOf(op);
         checkSource(src);
+        const TakeBackOnFailure takeBack(dst);
         const RasterT<PixelGray<quint8>> mask(prepareMask(src, dst));
         return dispatch(HueThresholdPixels{}, src, [&](const auto& s) { return kernel::thresholdImageHue(s, mask, inverse, low, high); });
     });

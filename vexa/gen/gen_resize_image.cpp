@@ -137,6 +137,7 @@ VStatus flipImage(const VImage& src, VImage* dst, int mode)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareDestination(src, dst);
         return warpInto(AllPixels{}, src, d, "cvFlip", [&](const cv::Mat& s, cv::Mat& o) {
             requireOpenCv(s.size() == o.size(), "src.type() == dst.type() && src.size() == dst.size()", "cvFlip");
@@ -194,6 +195,7 @@ VStatus undistortImage(const VImage& src, VImage* dst, double k1)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
+        const TakeBackOnFailure takeBack(dst);
         VImage& d = prepareDestination(src, dst);
         return warpInto(WarpPixels{}, src, d, "cvUndistort2", [&](const cv::Mat& s, cv::Mat& o) {
             requireOpenCv(s.size() == o.size(), "src.size() == dst.size() && src.type() == dst.type()",

@@ -2,6 +2,9 @@
 
 #include <vexa/imp/exceptions.h>
 
+#include <cstring>
+#include <exception>
+
 namespace VEXA {
 
 void throwNullArgument() { throw dip_exception("Null pointer argument!"); }
@@ -58,6 +61,41 @@ VImage& prepareDestination(const VImage& model, VImage* image)
 }
 
 bool makesDestination(const VImage* image) { return image && image->status() && image->isEmpty(); }
+
+namespace {
+thread_local const TakeBackOnFailure* innermostTakeBack = nullptr;
+}
+
+TakeBackOnFailure::TakeBackOnFailure(VImage* image) noexcept
+    : image_(makesDestination(image) ? image : nullptr), unwinding_(std::uncaught_exceptions()),
+      outer_(innermostTakeBack)
+{
+    innermostTakeBack = this;
+}
+
+TakeBackOnFailure::~TakeBackOnFailure()
+{
+    innermostTakeBack = outer_;
+    if (!image_ || std::uncaught_exceptions() <= unwinding_)
+        return;
+    try {
+        image_->clear();
+    } catch (...) { // no memory even for an empty handle: the pixels are zeroed instead
+        if (!image_->isEmpty())
+            std::memset(image_->rawData(), 0, size_t(image_->dataSize()));
+    }
+}
+
+bool writesMadeDestination(const void* data) noexcept
+{
+    const TakeBackOnFailure* scope = innermostTakeBack;
+    if (!scope || !scope->image_ || scope->image_->isEmpty())
+        return false;
+    const VImage& made = *scope->image_;
+    const auto* first = made.rawData();
+    const auto* at = static_cast<const unsigned char*>(data);
+    return at >= first && at < first + made.dataSize();
+}
 
 VImage& prepareDestination(const VImage& model, VImage* image, Format format, Channel channel)
 {

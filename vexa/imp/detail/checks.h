@@ -24,6 +24,26 @@ VImage& prepareDestination(const VImage& model, VImage* image);
 // Whether prepareDestination makes *image (an empty image with a good status) rather than writing into it:
 // kernels that leave a component of an existing destination as it was must fill it in one just made.
 bool makesDestination(const VImage* image);
+// Declared before prepareDestination: if the call then makes *image and fails after it (an exception
+// leaves the scope: a cancellation, an OpenCV error, memory), the image is taken back to the empty one it
+// was. Its pixels would otherwise be neither a result nor the caller's, and a recycled buffer can still
+// hold another image's where the call had not yet written. Nested scopes keep their own images.
+class TakeBackOnFailure {
+public:
+    explicit TakeBackOnFailure(VImage* image) noexcept;
+    ~TakeBackOnFailure();
+    TakeBackOnFailure(const TakeBackOnFailure&) = delete;
+    TakeBackOnFailure& operator=(const TakeBackOnFailure&) = delete;
+
+private:
+    VImage* image_;
+    int unwinding_;
+    const TakeBackOnFailure* outer_;
+    friend bool writesMadeDestination(const void* data) noexcept;
+};
+// Whether `data` lies in the pixels of a destination the innermost such scope on this thread has made:
+// a failure will take them back, so the call may write them as it goes instead of through a scratch copy.
+bool writesMadeDestination(const void* data) noexcept;
 // As prepareDestination, with another format and channel type for a new destination.
 VImage& prepareDestination(const VImage& model, VImage* image, Format format, Channel channel);
 // The regions of interest (clipped to their images) of two images must have one size: "Image sizes differ".

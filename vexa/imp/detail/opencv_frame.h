@@ -132,7 +132,8 @@ cv::Mat separateSource(const cv::Mat& src, const cv::Mat& dst);
 // Runs filter(source, destination) as one OpenCV call; while a progress is current, in bands of rows
 // instead, each read with `reach` rows more on either side (at least the filter's reach, so that every row
 // comes out as the single call gives it) and written into a scratch image that goes to dst only once
-// complete: a cancelled filter leaves dst untouched.
+// complete: a cancelled filter leaves dst untouched (one the call made is written straight in, since a
+// failure takes it back).
 // Rows a band must read beyond its own for a filter whose kernel spans `extent` rows: the whole span, more
 // than the half a centred kernel needs, since anchors may sit anywhere in it.
 inline int bandReach(double extent)
@@ -147,7 +148,9 @@ void filterInBands(const cv::Mat& s, cv::Mat& d, int reach, const char* stage, F
         writeInto(d, [&](cv::Mat& o) { filter(s, o); });
         return;
     }
-    cv::Mat whole(d.size(), d.type());
+    // Into a scratch image, copied in once complete, so that a cancelled call leaves the destination as it
+    // was; straight in where the call made the destination, which a failure takes back whole.
+    cv::Mat whole = writesMadeDestination(d.data) ? d : cv::Mat(d.size(), d.type());
     cv::Mat part;
     forEachBand(s.rows, s.cols, stage, [&](int y0, int y1) {
         const auto [top, bottom] = rowsRead(y0, y1, reach, s.rows);
@@ -159,7 +162,8 @@ void filterInBands(const cv::Mat& s, cv::Mat& d, int reach, const char* stage, F
         writeInto(part, [&](cv::Mat& o) { filter(rows, o); });
         part.rowRange(y0 - top, y1 - top).copyTo(whole.rowRange(y0, y1));
     }, std::min(4 * reach, s.rows)); // margins at most half the rows read
-    whole.copyTo(d);
+    if (whole.data != d.data)
+        whole.copyTo(d);
 }
 
 // What a call through OpenCV needs of its images, as data.
@@ -210,6 +214,7 @@ template <class List, class Call, class... Sources>
 VStatus throughOpenCv(List list, const CvCall& op, VImage* destination, Call&& call, const Sources&... sources)
 {
     (checkSource(sources), ...);
+    const TakeBackOnFailure takeBack(destination);
     VImage& dst = prepareDestination(std::get<0>(std::tie(sources...)), destination);
     return cvCallInto(list, op, dst, call, sources...);
 }
