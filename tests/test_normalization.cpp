@@ -147,6 +147,11 @@ TEST(Contrast, EnhancesOrMeasuresByTheDestination)
         sharpness.setRoi(src.roi());
         ASSERT_TRUE(contrastImage(src, &enhanced, 150, 4)); // an even kernel grows by one
         ASSERT_TRUE(contrastImage(src, &sharpness, 3, 5));
+        // In place, the bands must not read what earlier ones wrote: as into a copy of the source.
+        VImage inPlace = withRoi(src.copy(), src.roi()), apart = withRoi(src.copy(), src.roi());
+        ASSERT_TRUE(contrastImage(inPlace, &inPlace, 150, 4));
+        ASSERT_TRUE(contrastImage(src, &apart, 150, 4));
+        EXPECT_TRUE(sameRoiBytes(inPlace, apart)) << f;
         const cv::Mat s = roiMat(src), b = roiMat(blurred), e = roiMat(enhanced), m = roiMat(sharpness);
         const int cn = s.channels();
         for (int y = 0; y < s.rows; ++y)

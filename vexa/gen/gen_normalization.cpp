@@ -258,9 +258,17 @@ VStatus contrastImage(const VImage& src, VImage* dst, int amount, int kernel)
         if (!measure && (d.format() != src.format() || d.channelType() != src.channelType()))
             throwUnsupported();
         checkSameSize(src, d);
-        return dispatch(ContrastPixels{}, src, [&](const auto& s) {
+        // The bands blur rows around their own, which a destination sharing the source's pixels has
+        // already overwritten above each band: such a source is read from a copy.
+        const bool banded = !progressIsCurrent();
+        VImage source = src;
+        if (banded && sharesMemory(asCvMat(src), asCvMat(d))) {
+            source = src.copy();
+            source.setRoi(src.roi());
+        }
+        return dispatch(ContrastPixels{}, source, [&](const auto& s) {
             using P = typename std::decay_t<decltype(s)>::PixelType;
-            if (!progressIsCurrent()) {
+            if (banded) {
                 const auto measureOrEnhance = [&](const RasterT<P>& from, const RasterT<P>& blurred, const Rect& to) {
                     if (measure) {
                         RasterT<PixelGray<float>> into(d);

@@ -29,7 +29,7 @@ namespace VEXA {
 ///
 /// **In place:** the normalizations give the result they give into a separate image whatever the overlap.
 /// createGaussianNoise() may write into its source image itself. contrastImage() into its own source's
-/// pixels is not supported: without a progress its blur reads rows that the enhancement has already written.
+/// pixels gives what it gives into a separate image (its source is then read from a copy).
 ///
 /// **Progress and cancellation** (VProgress): the composites run their inner operations under the calling
 /// thread's progress, each reporting and stopping as its own documentation says; a cancelled step fails
