@@ -734,13 +734,15 @@ VStatus VImageBlender::alignedShot(const VImage& shot, int index, VImage* aligne
         checkShape(shot);
         const FocusAligner::Fit& fit = keptFits_.at(index)->fit;
         if (method_ != MultifocusDepthMap) {
-            // As add() fits the shot: uncovered pixels black.
-            VImage made = shot.createCompatible();
+            // As add() reads and fits the shot: whole, whatever its roi, uncovered pixels black.
+            const VImage whole = shot.copy();
+            if (!fit.moves) { // taken as it stood
+                out = whole;
+                return VStatus::Ok;
+            }
+            VImage made = whole.createCompatible();
             cv::Mat to = asCvMat(made);
-            if (fit.moves)
-                writeInto(to, [&](cv::Mat& dst) { applyFit(asCvMat(shot), fit, cv::BORDER_CONSTANT, dst); });
-            else // taken as it stood: the merge read the shot itself
-                asCvMat(shot).copyTo(to);
+            writeInto(to, [&](cv::Mat& dst) { applyFit(asCvMat(whole), fit, cv::BORDER_CONSTANT, dst); });
             out = made;
             return VStatus::Ok;
         }

@@ -300,9 +300,10 @@ public:
     /// merge read it, into @p aligned (replaced). For the depth map: the shot's roi resampled by its fit
     /// (bicubic; uncovered pixels repeat the border's) and brought to the first shot's exposure by its gains
     /// (rounded and saturated), in image()'s format, channel type and size, so that a retouch copies its
-    /// pixels into the result as they stand. For the other methods: the shot resampled by its fit,
-    /// uncovered pixels black, as in the merge, in the shot's own layout, and a shot the merge took as it
-    /// stands (the first, and any not resampled) as a copy of its roi. Refused, with the reason: an
+    /// pixels into the result as they stand. For the other methods, which merge whole images whatever
+    /// their rois: the whole shot resampled by its fit, uncovered pixels black, as in the merge, in the
+    /// shot's own layout, and a shot the merge took as it stands (the first, and any not resampled) as a
+    /// whole copy. Refused, with the reason: an
     /// invalid or empty shot ("Bad status of image!", "Empty source image!"), a null @p aligned ("Null
     /// pointer argument!"), a number not merged ("No shot of that number was merged"), a shot whose fit was
     /// not kept ("The shot's fit was not kept": added while keeping was off, or aligned by keypoints or
