@@ -27,7 +27,7 @@ enum class Kind { Bayer, Monochrome, PlainGray };
 // half on the blue ones, every other site at 5%. The colour matrix is XYZ to linear sRGB: the camera sees
 // sRGB's primaries, so daylight colours are the written ones; as shot, a white gave red half as much, so
 // red counts twice. Only `rows` rows of pixels are written.
-bool writeSensor(const QString& path, Kind kind, int rows = sensorHeight)
+bool writeSensor(const QString& path, Kind kind, int rows = sensorHeight, int orientation = ORIENTATION_TOPLEFT)
 {
     TIFF* tif = TIFFOpen(QFile::encodeName(path).constData(), "w");
     if (!tif)
@@ -42,6 +42,7 @@ bool writeSensor(const QString& path, Kind kind, int rows = sensorHeight)
     TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 16);
     TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, sensorHeight);
     TIFFSetField(tif, TIFFTAG_MAKE, "Vexa");
+    TIFFSetField(tif, TIFFTAG_ORIENTATION, orientation);
     TIFFSetField(tif, TIFFTAG_PHOTOMETRIC,
                  kind == Kind::Bayer        ? PHOTOMETRIC_CFA
                  : kind == Kind::Monochrome ? 34892 /* linear raw */
@@ -89,12 +90,20 @@ protected:
     // Every file the tests read, written once.
     static void SetUpTestSuite()
     {
-        const struct { const char* name; Kind kind; int rows = sensorHeight; } sensors[] = {
-            {"sensor.dng", Kind::Bayer}, {"short.dng", Kind::Bayer, sensorHeight / 2}, // pixels cut off
-            {"mono.dng", Kind::Monochrome}, {"gray.tif", Kind::PlainGray}, {"gray.dng", Kind::PlainGray},
-            {"gray.nef", Kind::PlainGray}};
+        const struct {
+            const char* name;
+            Kind kind;
+            int rows = sensorHeight;
+            int orientation = ORIENTATION_TOPLEFT;
+        } sensors[] = {{"sensor.dng", Kind::Bayer},
+                       {"short.dng", Kind::Bayer, sensorHeight / 2},                    // pixels cut off
+                       {"turned.dng", Kind::Bayer, sensorHeight, ORIENTATION_RIGHTTOP}, // shot in portrait
+                       {"mono.dng", Kind::Monochrome},
+                       {"gray.tif", Kind::PlainGray},
+                       {"gray.dng", Kind::PlainGray},
+                       {"gray.nef", Kind::PlainGray}};
         for (const auto& s : sensors)
-            ASSERT_TRUE(writeSensor(file(s.name), s.kind, s.rows)) << s.name;
+            ASSERT_TRUE(writeSensor(file(s.name), s.kind, s.rows, s.orientation)) << s.name;
         QImage plain(16, 16, QImage::Format_RGB32);
         plain.fill(Qt::blue);
         ASSERT_TRUE(plain.save(file("plain.tif"), "TIFF") && plain.save(file("plain.png"), "PNG") &&
@@ -162,6 +171,16 @@ TEST_F(RawFile, DevelopingOverTheSizeLimitIsRefusedThoughThePictureWouldFit)
     EXPECT_TRUE(image.isEmpty());
     EXPECT_TRUE(image.status().message().contains(QLatin1String("size limit")))
         << image.status().message().toStdString();
+}
+
+// What the header says is what developing gives, turned upright; files LibRaw cannot open have no size.
+TEST_F(RawFile, TheHeaderTellsTheDevelopedSize)
+{
+    for (const char* name : {"sensor.dng", "turned.dng", "mono.dng"})
+        EXPECT_EQ(rawImageSize(file(name)), readRawFile(file(name)).size()) << name;
+    EXPECT_EQ(rawImageSize(file("turned.dng")), QSize(sensorHeight, sensorWidth));
+    for (const char* name : {"noise.dng", "png.dng", "missing.dng"})
+        EXPECT_FALSE(rawImageSize(file(name)).isValid()) << name;
 }
 
 TEST_F(RawFile, OnlyDngsAndCameraSuffixesCountAsRaw)

@@ -338,11 +338,13 @@ std::pair<VEXA::Format, VEXA::Channel> layoutOf(QImage::Format qFormat)
 }
 
 // The size and layout that an image file's header promises, without decoding it; false for files Qt
-// cannot read and raw files, which tell their size once developed.
+// cannot read. Raw files are developed into BGR 16u, of the size LibRaw reads from their header.
 bool headerShape(const QString& fileName, ImageShape* shape)
 {
-    if (VEXA::isRawFile(fileName))
-        return false;
+    if (VEXA::isRawFile(fileName)) {
+        *shape = ImageShape{VEXA::rawImageSize(fileName), VEXA::BGR, VEXA::Channel16u};
+        return shape->size.isValid() && !shape->size.isEmpty();
+    }
     const StderrSilenced quiet;
     QImageReader reader(fileName);
     if (!reader.canRead())

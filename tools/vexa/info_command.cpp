@@ -21,11 +21,14 @@ QJsonObject describe(const QString& fileName, bool hash, bool stats)
     FileFacts facts;
     VImage image; // the pixels, read only when asked for
     ImageShape shape;
-    if (hash || stats || VEXA::isRawFile(fileName)) {
+    if (hash || stats) {
         image = readImage(fileName, &facts);
         shape = ImageShape{image.size(), image.format(), image.channelType()};
     } else {
-        if (!isByteArrayFile(fileName))
+        // Raw files are told by LibRaw's reading of their header; Qt's would give a preview's, or nothing.
+        if (VEXA::isRawFile(fileName))
+            facts.fileFormat = QStringLiteral("raw");
+        else if (!isByteArrayFile(fileName))
             facts = readFacts(fileName, &shape.size);
         else
             facts.fileFormat = QStringLiteral("vexa");

@@ -162,4 +162,18 @@ bool isRawFile(const QString& fileName)
     }
 }
 
+QSize rawImageSize(const QString& fileName)
+{
+    try {
+        const std::unique_ptr<LibRaw> decoder = makeDecoder();
+        if (openDecoder(*decoder, fileName) != LIBRAW_SUCCESS || decoder->adjust_sizes_info_only() != LIBRAW_SUCCESS)
+            return QSize();
+        // As developing gives it: the visible area, stretched to square pixels and turned upright.
+        const libraw_image_sizes_t& sizes = decoder->imgdata.sizes;
+        return QSize(sizes.iwidth, sizes.iheight);
+    } catch (...) {
+        return QSize();
+    }
+}
+
 } // namespace VEXA

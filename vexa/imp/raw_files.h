@@ -5,6 +5,7 @@
 #include <vexa/imp/VImage.h>
 #include <vexa/vexa_export.h>
 
+#include <QSize>
 #include <QString>
 
 namespace VEXA {
@@ -49,6 +50,11 @@ VEXA_EXPORT VImage readRawFile(const QString& fileName, const RawReadOptions& op
 /// mosaic, while they are ordinary images for Qt's reader; "dng" is not such a suffix, since a real DNG
 /// always says which version it is. False for a file that cannot be opened; nothing is logged.
 VEXA_EXPORT bool isRawFile(const QString& fileName);
+/// The size of the picture readRawFile() develops from a raw file, upright as shot, from the file's header
+/// alone: nothing is unpacked or developed, so it takes milliseconds whatever the file's size or the size
+/// limit. An invalid QSize for a file LibRaw cannot open (isRawFile()'s suffix rule is not applied);
+/// nothing is logged.
+VEXA_EXPORT QSize rawImageSize(const QString& fileName);
 
 /// @}
 
