@@ -1,6 +1,6 @@
-// VImage::load and readImageFile (16-bit colour kept, camera raw developed, EXIF orientation read through
-// exiv2 and applied) of any file contents, through every image reader Qt and LibRaw have here; what loads
-// must convert, save back and be counted.
+// VImage::load, readImageFile (16-bit colour kept, camera raw developed, EXIF orientation read through
+// exiv2 and applied) and rawImageSize of any file contents, through every image reader Qt and LibRaw have
+// here; what loads must convert, save back and be counted.
 #include "fuzz_common.h"
 
 #include <QDir>
@@ -18,6 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             return 0;
         file.write(reinterpret_cast<const char*>(data), qint64(size));
     }
+    const QSize header = VEXA::rawImageSize(path);
+    FUZZ_CHECK(!header.isValid() || (header.width() >= 0 && header.height() >= 0));
     const VImage deep = VEXA::readImageFile(path);
     FUZZ_CHECK(deep.status() ? !deep.isEmpty() : deep.isEmpty());
     if (deep.status() && deep.channelType() == VEXA::Channel16u)
