@@ -2,6 +2,8 @@
 #include "support/images.h"
 
 #include <vexa/imp/file_metadata.h>
+#include <vexa/imp/image_files.h>
+#include <vexa/imp/qimage_support.h>
 
 #include <QColorSpace>
 #include <QFile>
@@ -73,11 +75,21 @@ TEST(FileMetadata, ReadsACamerasFileAndEveryFormatKeepsItWithTheAppliedOrientati
     EXPECT_EQ(camera.orientation, 6);
     EXPECT_EQ(camera.iccProfile, p3);
     EXPECT_EQ(tag(camera.exif, "Exif.Photo.DateTimeOriginal"), "2024:05:06 07:08:09");
-    for (const char* suffix : {"jpg", "png", "tif", "webp"}) {
+    for (const char* suffix : {"jpg", "png", "tif", "webp", "embedded.png"}) {
         const QString path = dir.filePath(QStringLiteral("copy.") + suffix);
-        ASSERT_TRUE(card().save(path) && holdsMetadata(path)) << suffix;
-        status = writeFileMetadata(path, camera, true);
-        ASSERT_TRUE(status) << suffix << ": " << status.message().toStdString();
+        if (path.endsWith(QLatin1String("embedded.png"))) {
+            // The block prepared as writeFileMetadata would write it, in PNG's eXIf chunk: no rewrite.
+            FileWriteOptions options;
+            options.iccProfile = camera.iccProfile;
+            options.exif = exifForFile(camera, true, 5, 3);
+            VImage pixels;
+            ASSERT_TRUE(fromQImage(card(), &pixels) && embedsExif(path) && writeImageFile(pixels, path, options));
+            EXPECT_TRUE(contents(path).contains("eXIf"));
+        } else {
+            ASSERT_TRUE(card().save(path) && holdsMetadata(path)) << suffix;
+            status = writeFileMetadata(path, camera, true);
+            ASSERT_TRUE(status) << suffix << ": " << status.message().toStdString();
+        }
         const FileMetadata back = readFileMetadata(path);
         EXPECT_EQ(back.orientation, 1) << suffix;
         EXPECT_EQ(tag(back.exif, "Exif.Image.Make"), "VexaCam") << suffix;

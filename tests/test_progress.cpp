@@ -132,8 +132,9 @@ TEST(Progress, BandedOperationsMatchTheWholeCallAndCancelWithoutWriting)
             EXPECT_EQ(c.run(src, &bandedMade).isOk(), makes) << c.name;
         }
         EXPECT_TRUE(sameRoiBytes(whole, banded)) << c.name;
-        if (makes)
+        if (makes) {
             EXPECT_TRUE(sameRoiBytes(plainMade, bandedMade)) << c.name << ": written straight into a made destination";
+        }
         EXPECT_GE(seen.size(), 3u) << c.name << ": reported between bands";
         expectRisingToOne(seen, c.name);
 

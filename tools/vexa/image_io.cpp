@@ -596,8 +596,8 @@ void writeImage(const VImage& image, const QString& fileName, Task* task, bool c
     const VEXA::FileMetadata& metadata = carried().metadata;
     VEXA::FileWriteOptions options = writeSettings();
     options.replaceWhenComplete = false; // the output file is a temporary that is renamed when complete
-    if (carryMetadata)
-        options.iccProfile = metadata.iccProfile; // in the stream where the writer can; else afterwards
+    if (carryMetadata)                   // in the stream where the writer can; else afterwards
+        embedMetadata(written, image, metadata, readSettings().applyOrientation, &options);
     if (byteArray) {
         const QByteArray bytes = image.toByteArray();
         if (bytes.isEmpty())
@@ -622,7 +622,7 @@ void writeImage(const VImage& image, const QString& fileName, Task* task, bool c
             task ? task->fail(message) : runtimeError(message);
         }
     }
-    if (carryMetadata && !byteArray && needsMetadataRewrite(written, metadata)) {
+    if (carryMetadata && !byteArray && needsMetadataRewrite(written, metadata, options)) {
         const VStatus kept = VEXA::writeFileMetadata(written, metadata, readSettings().applyOrientation);
         if (!kept)
             printError(QStringLiteral("warning: %1: the input's metadata could not be kept: %2").arg(fileName, kept.reason()));

@@ -142,6 +142,14 @@ void prepareForWriting(Exiv2::ExifData* exif, int orientation, int width, int he
         (*exif)[key.key()] = uint16_t(orientation);
 }
 
+// The orientation written: 1 where the pixels were turned upright; 0 (the file's own stays) without a
+// block of the caller's and with the default orientation.
+int orientationToWrite(const FileMetadata& metadata, bool orientationApplied)
+{
+    const int given = metadata.orientation >= 1 && metadata.orientation <= 8 ? metadata.orientation : 1;
+    return orientationApplied ? 1 : metadata.exif.isEmpty() && given == 1 ? 0 : given;
+}
+
 constexpr char pngSignature[] = "\x89PNG\r\n\x1a\n";
 
 // exiv2 0.27 writes the iCCP chunk with an empty profile name, which libpng refuses (and the profile with
@@ -297,9 +305,7 @@ VStatus writeFileMetadata(const QString& fileName, const FileMetadata& metadata,
     };
     if (!holdsMetadata(fileName) || metadata.isEmpty())
         return VStatus::Ok;
-    // Without a block of the caller's and with the default orientation, the file's own orientation stays.
-    const int given = metadata.orientation >= 1 && metadata.orientation <= 8 ? metadata.orientation : 1;
-    const int orientation = orientationApplied ? 1 : metadata.exif.isEmpty() && given == 1 ? 0 : given;
+    const int orientation = orientationToWrite(metadata, orientationApplied);
     const QString suffix = QFileInfo(fileName).suffix().toLower();
     if (metadata.exif.isEmpty() && orientation <= 1 && !metadata.iccProfile.isEmpty() &&
         (suffix == QLatin1String("tif") || suffix == QLatin1String("tiff")) && profileIntoTiff(fileName, metadata.iccProfile))
@@ -355,6 +361,29 @@ VStatus writeFileMetadata(const QString& fileName, const FileMetadata& metadata,
     if (!out.open(QIODevice::WriteOnly) || out.write(written) != written.size() || !out.commit())
         return fail(VEXA_CALL_SITE, out.errorString());
     return VStatus::Ok;
+}
+
+QByteArray exifForFile(const FileMetadata& metadata, bool orientationApplied, int width, int height)
+{
+    const int orientation = orientationToWrite(metadata, orientationApplied);
+    if (metadata.exif.isEmpty() && orientation <= 1)
+        return QByteArray();
+    const Exiv2Errors errors;
+    try {
+        Exiv2::ExifData exif;
+        if (!metadata.exif.isEmpty() &&
+            Exiv2::ExifParser::decode(exif, bytesOf(metadata.exif), uint32_t(metadata.exif.size())) ==
+                Exiv2::invalidByteOrder)
+            return QByteArray();
+        if (!metadata.exif.isEmpty() && exif.empty() && errors.any())
+            return QByteArray();
+        prepareForWriting(&exif, orientation, width, height);
+        Exiv2::Blob block;
+        Exiv2::ExifParser::encode(block, Exiv2::littleEndian, exif);
+        return QByteArray(reinterpret_cast<const char*>(block.data()), qsizetype(block.size()));
+    } catch (...) {
+        return QByteArray();
+    }
 }
 
 VImage orientedImage(const VImage& image, int orientation)

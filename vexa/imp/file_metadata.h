@@ -75,6 +75,13 @@ VEXA_EXPORT VStatus writeFileMetadata(const QString& fileName, const FileMetadat
 /// Whether writeFileMetadata writes into a file of this name, by its suffix (jpg, jpeg, png, tif, tiff,
 /// webp; case ignored).
 VEXA_EXPORT bool holdsMetadata(const QString& fileName);
+/// The EXIF block that writeFileMetadata() would write for @p metadata into a new file of
+/// @p width x @p height pixels (orientation, thumbnail, storage tags and pixel dimensions as it says), as a
+/// little-endian TIFF-structured block: for FileWriteOptions::exif, so that a writer that embeds it
+/// (embedsExif()) needs no rewrite of its file afterwards. Empty when there is nothing to write (no block
+/// and orientation 1) and when the block cannot be decoded (writeFileMetadata() then gives the reason);
+/// nothing is logged.
+VEXA_EXPORT QByteArray exifForFile(const FileMetadata& metadata, bool orientationApplied, int width, int height);
 /// The image as a viewer shows it for an EXIF orientation: 2 mirrored left to right, 3 turned a half turn,
 /// 4 mirrored top to bottom, 5 transposed (mirrored about the top-left to bottom-right diagonal), 6 turned a
 /// quarter clockwise, 7 transversed (mirrored about the other diagonal), 8 turned a quarter

@@ -140,6 +140,8 @@ bool embedsProfile(const QString& fileName, const QByteArray& iccProfile)
     return qtWriters.contains(suffix) && QColorSpace::fromIccProfile(iccProfile).isValid();
 }
 
+bool embedsExif(const QString& fileName) { return QFileInfo(fileName).suffix().toLower() == QLatin1String("png"); }
+
 bool holdsSixteenBits(const QString& fileName)
 {
     const QString suffix = QFileInfo(fileName).suffix().toLower();
@@ -233,7 +235,7 @@ VStatus writeImageFile(const VImage& image, const QString& fileName, const FileW
             // the cause; cancellation and the library's refusals go on to the frame.
             try {
                 if (png)
-                    writePng(storable, &file, options.compression, options.iccProfile);
+                    writePng(storable, &file, options.compression, options.iccProfile, options.exif);
                 else
                     writeTiff(storable, &file, options.compression, options.iccProfile);
             } catch (const dip_exception&) {

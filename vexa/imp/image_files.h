@@ -68,6 +68,8 @@ struct FileWriteOptions {
                            ///< run-length deflate after Paeth prediction; TIFF: 0 or -1 (or any negative)
                            ///< none, above 0 LZW
     QByteArray iccProfile; ///< written into the file where embedsProfile() says so; empty: none
+    QByteArray exif;       ///< a TIFF-structured EXIF block (exifForFile()), written into the file where
+                           ///< embedsExif() says so (PNG's eXIf chunk); empty: none
     bool replaceWhenComplete = true; ///< false: straight into the file, removed on failure, for callers
                                      ///< that write to a temporary name of their own
 };
@@ -88,9 +90,12 @@ VEXA_EXPORT VStatus writeImageFile(const VImage& image, const QString& fileName,
                                    const FileWriteOptions& options = FileWriteOptions());
 /// Whether writeImageFile puts this colour profile into a file of this name, as it writes the pixels: PNG
 /// and TIFF always (premultiplied colour into TIFF only where Qt understands the profile), JPEG and WebP
-/// when Qt's writers understand it. Others (and EXIF) need
+/// when Qt's writers understand it. Others (and EXIF where embedsExif() says no) need
 /// writeFileMetadata afterwards, which rewrites the whole file.
 VEXA_EXPORT bool embedsProfile(const QString& fileName, const QByteArray& iccProfile);
+/// Whether writeImageFile puts FileWriteOptions::exif into a file of this name as it writes the pixels:
+/// PNG (its eXIf chunk). Others need writeFileMetadata afterwards.
+VEXA_EXPORT bool embedsExif(const QString& fileName);
 /// Whether writeImageFile writes 16 bits a component into a file of this name (by its suffix: png, tif and
 /// tiff, case ignored).
 VEXA_EXPORT bool holdsSixteenBits(const QString& fileName);

@@ -63,7 +63,8 @@ struct Rows {
 
 // Every libpng call that may fail lives in this frame, which owns nothing with a destructor: a failure
 // comes back here through longjmp, with the reason in the sink.
-bool encode(png_structp png, png_infop info, Rows& rows, int compression, const QByteArray& iccProfile)
+bool encode(png_structp png, png_infop info, Rows& rows, int compression, const QByteArray& iccProfile,
+            const QByteArray& exif)
 {
     if (setjmp(png_jmpbuf(png)))
         return false;
@@ -88,6 +89,9 @@ bool encode(png_structp png, png_infop info, Rows& rows, int compression, const 
         png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE,
                      reinterpret_cast<png_const_bytep>(iccProfile.constData()), png_uint_32(iccProfile.size()));
     }
+    if (!exif.isEmpty())
+        png_set_eXIf_1(png, info, png_uint_32(exif.size()),
+                       reinterpret_cast<png_bytep>(const_cast<char*>(exif.constData())));
     png_write_info(png, info);
     if (format != GrayScale)
         png_set_bgr(png);
@@ -109,7 +113,8 @@ bool encode(png_structp png, png_infop info, Rows& rows, int compression, const 
 
 } // namespace
 
-void writePng(const VImage& image, QIODevice* device, int compression, const QByteArray& iccProfile)
+void writePng(const VImage& image, QIODevice* device, int compression, const QByteArray& iccProfile,
+              const QByteArray& exif)
 {
     Sink sink{device};
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &sink, failed, ignoreWarning);
@@ -120,7 +125,7 @@ void writePng(const VImage& image, QIODevice* device, int compression, const QBy
     }
     png_set_write_fn(png, &sink, writeBytes, flushNothing);
     Rows rows{&image, image.format() == ARGB_Premultiplied, {}};
-    const bool done = encode(png, info, rows, std::clamp(compression, -1, 9), iccProfile);
+    const bool done = encode(png, info, rows, std::clamp(compression, -1, 9), iccProfile, exif);
     png_destroy_write_struct(&png, &info);
     if (sink.cancelled)
         throw dip_exception_cancelled();

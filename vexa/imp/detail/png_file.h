@@ -19,7 +19,9 @@ namespace VEXA {
 // big-endian, as PNG keeps them; premultiplied colour is divided by alpha first, as Qt's writers do)
 // to the device. Throws a library exception naming what failed; checkpoints between bands, so a
 // cancellation throws too, with the device's contents then incomplete.
-// A colour profile given goes in as an iCCP chunk (a profile libpng finds malformed is left out).
-void writePng(const VImage& image, QIODevice* device, int compression, const QByteArray& iccProfile = QByteArray());
+// A colour profile given goes in as an iCCP chunk (a profile libpng finds malformed is left out), an EXIF
+// block as an eXIf chunk before the pixels.
+void writePng(const VImage& image, QIODevice* device, int compression, const QByteArray& iccProfile = QByteArray(),
+              const QByteArray& exif = QByteArray());
 
 } // namespace VEXA
