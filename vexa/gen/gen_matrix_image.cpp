@@ -107,6 +107,7 @@ VStatus matchTemplate(const VImage& src, const VImage& templ, VImage* result, Te
             throw dip_exception("Unknown template matching method");
         if (t.cols > s.cols || t.rows > s.rows)
             throw dip_exception("Template is larger than the image");
+        const TakeBackOnFailure takeBack(result);
         const VImage& r = prepareResult(src, result, s.cols - t.cols + 1, s.rows - t.rows + 1);
         cv::Mat scores;
         cv::matchTemplate(s, t, scores, int(method));
@@ -131,6 +132,7 @@ VStatus invertMatrix(const VImage& src, VImage* dst, MatrixDecomposition method)
         requireDecomposition(method);
         if (method != DecompositionSVD) // the pseudo-inverse exists for every shape
             requireShape(m, method);
+        const TakeBackOnFailure takeBack(dst);
         const VImage& d = prepareResult(src, dst, m.rows, m.cols);
         cv::Mat inverse;
         bool solved = true;
@@ -153,6 +155,7 @@ VStatus solveLinear(const VImage& a, const VImage& b, VImage* x, MatrixDecomposi
         if (mb.rows != ma.rows)
             throw dip_exception("Image sizes differ");
         requireShape(ma, method);
+        const TakeBackOnFailure takeBack(x);
         const VImage& d = prepareResult(a, x, mb.cols, ma.cols);
         cv::Mat solution;
         const bool solved = cv::solve(ma, mb, solution, int(method));
@@ -170,7 +173,9 @@ VStatus dftImage(const VImage& src, VImage* real, VImage* imaginary)
         checkOutput(imaginary);
         if (real == imaginary)
             throw dip_exception("Real and imaginary parts need distinct images");
+        const TakeBackOnFailure takeBack(real);
         const VImage& re = prepareResult(src, real, s.cols, s.rows);
+        const TakeBackOnFailure takeBackImaginary(imaginary);
         const VImage& im = prepareResult(src, imaginary, s.cols, s.rows);
         if (sharesMemory(asCvMat(re), asCvMat(im)))
             throw dip_exception("Real and imaginary parts need distinct images");
@@ -192,6 +197,7 @@ VStatus inverseDftImage(const VImage& real, const VImage& imaginary, VImage* dst
         const cv::Mat im = listedSource(MatrixPixels{}, imaginary);
         if (re.size() != im.size())
             throw dip_exception("Image sizes differ");
+        const TakeBackOnFailure takeBack(dst);
         const VImage& d = prepareResult(real, dst, re.cols, re.rows);
         // A full complex inverse, not OpenCV's real-output one: that assumes a conjugate-symmetric spectrum
         // and reads only half of it, so any other spectrum would come back as something else than its
