@@ -35,11 +35,10 @@ LevelTable levelTable(double x1, double y1, double x2, double y2, double cutLow,
 
 namespace {
 
-// The destination, made like the source when empty (*made tells whether it was).
-VImage& prepareAdjustment(const VImage& src, VImage* dst, bool* made)
+// The destination, made like the source when empty.
+VImage& prepareAdjustment(const VImage& src, VImage* dst)
 {
     checkSource(src);
-    *made = makesDestination(dst);
     VImage& d = prepareDestination(src, dst);
     checkSameSize(src, d);
     return d;
@@ -78,9 +77,9 @@ VStatus adjustHistogram(const VImage& src, VImage* dst, unsigned char inputLow, 
                         unsigned char inputHigh, unsigned char outputHigh)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        bool made = false;
         const TakeBackOnFailure takeBack(dst);
-        VImage& d = prepareAdjustment(src, dst, &made);
+        const bool made = takeBack.made();
+        VImage& d = prepareAdjustment(src, dst);
         const bool identity = inputLow == 0 && outputLow == 0 && inputHigh == 255 && outputHigh == 255;
         const LevelTable lut = levelTable(inputLow, outputLow, inputHigh, outputHigh, 0, 255);
         return dispatchSame(AdjustPixels{}, src, d, [&](const auto& s, const auto& o) {
@@ -93,9 +92,9 @@ VStatus adjustHistogramComponent(const VImage& src, VImage* dst, unsigned char i
                                  unsigned char inputHigh, unsigned char outputHigh, Component component)
 {
     return guarded(VEXA_CALL_SITE, [&] {
-        bool made = false;
         const TakeBackOnFailure takeBack(dst);
-        VImage& d = prepareAdjustment(src, dst, &made);
+        const bool made = takeBack.made();
+        VImage& d = prepareAdjustment(src, dst);
         const LevelTable lut = levelTable(inputLow, outputLow, inputHigh, outputHigh, 0, 255);
         return dispatchSame(AdjustComponentPixels{}, src, d, [&](const auto& s, const auto& o) {
             return kernel::adjustHistogramComponent(s, o, lut, component, made);
@@ -107,9 +106,9 @@ VStatus adjustHistogramByComponents(const VImage& src, VImage* dst, VHistogramAd
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkOutput(curves);
-        bool made = false;
         const TakeBackOnFailure takeBack(dst);
-        VImage& d = prepareAdjustment(src, dst, &made);
+        const bool made = takeBack.made();
+        VImage& d = prepareAdjustment(src, dst);
         LevelTable tables[4];
         for (int i = 0; i < 4; ++i) {
             const VHistogramAdjustComponent& c = curves[i];

@@ -175,8 +175,8 @@ VStatus negativeImage(const VImage& src, VImage* dst)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
-        const bool made = makesDestination(dst);
         const TakeBackOnFailure takeBack(dst);
+        const bool made = takeBack.made();
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, d);
         return dispatchSame(ToneMapPixels{}, src, d,
@@ -190,8 +190,8 @@ VStatus gammaImage(const VImage& src, VImage* dst, double gamma)
         if (!(gamma > 0.0) || std::isinf(gamma))
             throw dip_exception("Gamma must be positive");
         checkSource(src);
-        const bool made = makesDestination(dst);
         const TakeBackOnFailure takeBack(dst);
+        const bool made = takeBack.made();
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, d);
         return dispatchSame(ToneMapPixels{}, src, d, [gamma, made](const auto& s, const auto& o) {
@@ -204,8 +204,8 @@ VStatus mulImageDouble(const VImage& src, VImage* dst, double factor)
 {
     return guarded(VEXA_CALL_SITE, [&] {
         checkSource(src);
-        const bool made = makesDestination(dst);
         const TakeBackOnFailure takeBack(dst);
+        const bool made = takeBack.made();
         VImage& d = prepareDestination(src, dst, src.format(), Channel32f);
         checkSameSize(src, d);
         return dispatch(MulDoublePixels{}, src, [&](const auto& s) {
@@ -250,8 +250,8 @@ VStatus subBackground(const VImage& src, const VImage& background, VImage* dst, 
         checkSource(background);
         if (background.format() != src.format() || background.channelType() != src.channelType())
             throwUnsupported();
-        const bool made = makesDestination(dst);
         const TakeBackOnFailure takeBack(dst);
+        const bool made = takeBack.made();
         VImage& d = prepareDestination(src, dst);
         checkSameSize(src, background);
         checkSameSize(src, d);

@@ -34,6 +34,8 @@ public:
     ~TakeBackOnFailure();
     TakeBackOnFailure(const TakeBackOnFailure&) = delete;
     TakeBackOnFailure& operator=(const TakeBackOnFailure&) = delete;
+    // Whether the call makes the image (it was empty with a good status): what makesDestination() said.
+    bool made() const { return image_ != nullptr; }
 
 private:
     VImage* image_;
