@@ -138,8 +138,9 @@ Channel depthChannel(const VImageHeader& shape)
     return mergedAsItStands(shape.format, shape.channelType) ? shape.channelType : Channel8u;
 }
 
-// A shot's planes at its own depth, in memory of their own: one for gray, blue-green-red for colour (a
-// fourth component dropped).
+// A shot's planes at its own depth: one for gray, blue-green-red for colour. Gray and BGR shots are read
+// in place (never written: the merge only reads its shots); a fourth component is dropped into planes of
+// their own.
 cv::Mat shotPlanes(const VImage& image)
 {
     const VImage shot =
@@ -147,11 +148,10 @@ cv::Mat shotPlanes(const VImage& image)
     if (shot.isEmpty())
         throw dip_exception("The shot's layout cannot be merged");
     const cv::Mat m = asCvMat(shot);
+    if (m.channels() != 4)
+        return m;
     cv::Mat planes;
-    if (m.channels() == 4)
-        cv::cvtColor(m, planes, cv::COLOR_BGRA2BGR);
-    else
-        planes = m.clone();
+    cv::cvtColor(m, planes, cv::COLOR_BGRA2BGR);
     return planes;
 }
 
@@ -707,7 +707,7 @@ bool VImageBlender::addToDepthMap(const VImage& image, int index, bool alignedBl
         cv::compare(grayOf(planes), 0, covered, cv::CMP_GT);
         cv::erode(covered, covered, cv::Mat());
     }
-    // Handed over: the merge frees the planes as soon as it has aligned them.
+    // Handed over: planes of their own are freed as soon as the merge has aligned them.
     const FocusAligner::Fit added = depthMerge_->add(std::move(planes), index, covered);
     fits_.append(shotFit(added.gains, added.global, added.localShift, added.moves));
     keepFit({added});
@@ -746,9 +746,10 @@ VStatus VImageBlender::alignedShot(const VImage& shot, int index, VImage* aligne
             out = made;
             return VStatus::Ok;
         }
-        cv::Mat moved;
+        cv::Mat moved, matched; // a shot that does not move is read where it stands: never written
         applyFit(shotPlanes(shot), fit, cv::BORDER_REPLICATE, moved);
-        cv::multiply(moved, cv::Scalar(fit.gains[0], fit.gains[1], fit.gains[2]), moved, 1.0, moved.depth());
+        cv::multiply(moved, cv::Scalar(fit.gains[0], fit.gains[1], fit.gains[2]), matched, 1.0, moved.depth());
+        moved = matched;
         const bool gray = shape_.format == GrayScale;
         VImage made = blankImage(moved.cols, moved.rows, gray ? GrayScale : XRGB, depthChannel(shape_), shape_.origin,
                                  shape_.rowsAlignment);
