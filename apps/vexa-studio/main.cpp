@@ -1,5 +1,6 @@
 // vexa-studio [--lang en|ru] [SHOT|FOLDER...]: focus stacking and single-image tools in a window.
 #include "MainWindow.h"
+#include "stacking.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -9,6 +10,7 @@
 
 int main(int argc, char* argv[])
 {
+    vexatool::returnLargeBlocksToTheSystem();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("vexa-studio"));
     QApplication::setApplicationVersion(QStringLiteral(VEXA_VERSION));

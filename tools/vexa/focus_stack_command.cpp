@@ -5,6 +5,7 @@
 #include "natural_order.h"
 #include "stacking.h"
 
+#include <vexa/imp/BufferPool.h>
 #include <vexa/imp/VImageBlender.h>
 
 #include <QDir>
@@ -144,13 +145,19 @@ VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEX
 {
     if (method != VImageBlender::MultifocusDepthMap)
         return loadXrgb(name);
-    const VImage image = readImage(name);
+    VImage image = readImage(name);
     if (format == VEXA::Invalid)
         std::tie(format, channel) = mergeLayout(method, image.format(), image.channelType());
     const VImage shot = inPair(image, format, channel);
     if (shot.isEmpty())
         runtimeError(QStringLiteral("%1: cannot bring the image to %2 as the first shot is")
                          .arg(name, pairName(format, channel)));
+    if (shot.format() != image.format() || shot.channelType() != image.channelType()) {
+        // The file's pixels in another layout would stay idle in the library's pool of buffers, beside the
+        // shot, through the whole merge: the next file is read into a fresh buffer instead.
+        image = VImage();
+        VEXA::BufferPool::instance().clear();
+    }
     return shot;
 }
 

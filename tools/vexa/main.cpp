@@ -3,6 +3,7 @@
 // Every failure ends the run with one line on stderr, "vexa: <what went wrong>", and exit code 2 for a
 // wrong command line or 1 for anything that went wrong carrying it out (an interruption included).
 #include "cli.h"
+#include "stacking.h"
 
 #include <QGuiApplication>
 
@@ -26,6 +27,7 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     qInstallMessageHandler(dropMessage);
+    returnLargeBlocksToTheSystem();
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
 #ifdef VEXA_UNDER_TSAN
     // TBB, which runs OpenCV's parallel loops, is not instrumented: ThreadSanitizer cannot see it hand work

@@ -1,5 +1,9 @@
 #include "stacking.h"
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace vexatool {
 
 std::pair<VEXA::Format, VEXA::Channel> mergeLayout(VImageBlender::MultifocusMethod method, VEXA::Format format,
@@ -8,7 +12,7 @@ std::pair<VEXA::Format, VEXA::Channel> mergeLayout(VImageBlender::MultifocusMeth
     const bool kept = format == VEXA::GrayScale || format == VEXA::BGR || format == VEXA::XRGB || format == VEXA::ARGB;
     const bool deep = channel == VEXA::Channel8u || channel == VEXA::Channel16u || channel == VEXA::Channel32f;
     if (method == VImageBlender::MultifocusDepthMap && kept && deep)
-        return {format, channel};
+        return {format == VEXA::XRGB ? VEXA::BGR : format, channel};
     return {VEXA::XRGB, VEXA::Channel8u};
 }
 
@@ -30,6 +34,13 @@ bool mergeShots(VImageBlender& blender, int count, VProgress* progress, const Me
     const VProgress::Section finish(progress, steps.shotsEnd, steps.finishEnd);
     steps.finish();
     return true;
+}
+
+void returnLargeBlocksToTheSystem()
+{
+#ifdef __GLIBC__
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+#endif
 }
 
 } // namespace vexatool

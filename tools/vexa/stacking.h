@@ -13,7 +13,8 @@
 namespace vexatool {
 
 // The layout and depth the merge takes every shot in, from the first shot's: for the depth-map merge the
-// first shot's own where the merge keeps them (gray, BGR, XRGB or ARGB of 8u, 16u or 32f components),
+// first shot's own where the merge keeps them (gray, BGR or ARGB of 8u, 16u or 32f components; XRGB as
+// BGR, which the merge reads in place where it would copy XRGB's pixels without their fourth byte),
 // otherwise 8-bit XRGB.
 std::pair<VEXA::Format, VEXA::Channel> mergeLayout(VImageBlender::MultifocusMethod method, VEXA::Format format,
                                                    VEXA::Channel channel);
@@ -34,5 +35,12 @@ struct MergeSteps {
 // Runs the loop over `count` shots, reporting into progress (which may be null); false when a step ended
 // it before the final pass.
 bool mergeShots(VImageBlender& blender, int count, VProgress* progress, const MergeSteps& steps);
+
+// Makes the C library hand blocks of a megabyte and more (images, planes) back to the system as soon as
+// they are freed. By default it raises that threshold to the largest block freed so far (up to 32 MB), so
+// that the planes a merge makes and frees for each shot come from the heap, whose freed middle the system
+// never gets back: the process would keep the memory of its busiest moment for good. Process-wide, so the
+// programs call it, never the library.
+void returnLargeBlocksToTheSystem();
 
 } // namespace vexatool
