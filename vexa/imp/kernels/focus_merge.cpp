@@ -38,83 +38,181 @@ float sharpnessShare(float ratio)
     return w < 1.f / 256 ? 0.f : w;
 }
 
-// The median of a plane, from a sample of its pixels.
-float medianOf(const cv::Mat& plane)
-{
-    std::vector<float> sample;
-    sample.reserve(size_t(plane.total() / 7 + 1));
-    for (int y = 0; y < plane.rows; y += 3) {
-        const float* p = plane.ptr<float>(y);
-        for (int x = y % 7; x < plane.cols; x += 7)
-            sample.push_back(p[x]);
+// Rows of a shot's energy: the squared 3 x 3 Laplacian of its luminance at the first shot's exposure, in
+// `scale` times its units squared, made a band at a time from the aligned shot (a band reads one row of
+// the shot beyond each end): no full-size plane of it is ever made.
+class Energy {
+public:
+    Energy(const cv::Mat& aligned, double gain, double scale) : aligned_(aligned), gain_(gain), scale_(scale) {}
+
+    // Rows [a, b).
+    cv::Mat rows(int a, int b) const
+    {
+        const int ga = std::max(0, a - 1), gb = std::min(aligned_.rows, b + 1);
+        cv::Mat gray, energy;
+        grayOf(aligned_.rowRange(ga, gb)).convertTo(gray, CV_32F, gain_);
+        cv::Laplacian(gray, energy, CV_32F, 3);
+        energy = energy.rowRange(a - ga, b - ga);
+        cv::multiply(energy, energy, energy, scale_);
+        return energy;
     }
-    if (sample.empty())
-        return 0.f;
-    std::nth_element(sample.begin(), sample.begin() + sample.size() / 2, sample.end());
-    return sample[sample.size() / 2];
+
+private:
+    const cv::Mat& aligned_;
+    double gain_, scale_;
+};
+
+// The rows of a plane fed a band at a time, averaged down to `out` rows by area as OpenCV's area resize
+// weighs them: each output row the mean of the input rows it covers, partly covered ones in part.
+class AreaRows {
+public:
+    AreaRows(int rows, int out, int cols) : scale_(double(rows) / out), sum_(out, cols, CV_32F, cv::Scalar(0)) {}
+
+    void add(const cv::Mat& band, int y0)
+    {
+        for (int r = 0; r < band.rows; ++r) {
+            const double from = (y0 + r) / scale_, to = (y0 + r + 1) / scale_;
+            const int j = std::min(int(from), sum_.rows - 1);
+            const double first = std::min(to, j + 1.0) - from;
+            cv::scaleAdd(band.row(r), first, sum_.row(j), sum_.row(j));
+            if (to > j + 1 && j + 1 < sum_.rows)
+                cv::scaleAdd(band.row(r), to - (j + 1), sum_.row(j + 1), sum_.row(j + 1));
+        }
+    }
+    // The rows, averaged across to `cols` pixels by area too.
+    cv::Mat reduced(int cols) const
+    {
+        cv::Mat out;
+        cv::resize(sum_, out, cv::Size(cols, sum_.rows), 0, 0, cv::INTER_AREA);
+        return out;
+    }
+
+private:
+    double scale_;
+    cv::Mat sum_;
+};
+
+// A coarser scale of the score: the energy averaged `scale` times smaller (fed a band at a time), blurred
+// with sigma 2 there and widened to the full width (bilinearly, as OpenCV's linear resize places the
+// samples), so that addTo brings its rows to the full height a band at a time.
+class CoarseScale {
+public:
+    CoarseScale(cv::Size full, int scale)
+        : full_(full), sum_(full.height, std::max(1, full.height / scale), full.width),
+          cols_(std::max(1, full.width / scale))
+    {
+    }
+    void add(const cv::Mat& band, int y0) { sum_.add(band, y0); }
+    void finish()
+    {
+        cv::Mat small = sum_.reduced(cols_);
+        sum_ = AreaRows(1, 1, 1);
+        cv::GaussianBlur(small, small, cv::Size(), 2.0);
+        cv::resize(small, wide_, cv::Size(full_.width, small.rows), 0, 0, cv::INTER_LINEAR);
+    }
+    // band (rows y0 onwards of the full plane) += weight * this scale there.
+    void addTo(cv::Mat& band, int y0, float weight) const
+    {
+        const double scale = double(wide_.rows) / full_.height;
+        for (int r = 0; r < band.rows; ++r) {
+            const double at = (y0 + r + 0.5) * scale - 0.5;
+            int i = int(std::floor(at));
+            float f = float(at - i);
+            if (i < 0)
+                i = 0, f = 0.f;
+            if (i >= wide_.rows - 1)
+                i = wide_.rows - 1, f = 0.f;
+            const float* a = wide_.ptr<float>(i);
+            const float* b = wide_.ptr<float>(std::min(i + 1, wide_.rows - 1));
+            float* p = band.ptr<float>(r);
+            const float wa = weight * (1.f - f), wb = weight * f;
+            for (int x = 0; x < band.cols; ++x)
+                p[x] += wa * a[x] + wb * b[x];
+        }
+    }
+
+private:
+    cv::Size full_;
+    AreaRows sum_;
+    int cols_;
+    cv::Mat wide_;
+};
+
+// Rows of energy less twice the noise floor, never below 0: grain and JPEG blocks score nothing.
+void overFloor(cv::Mat& energy, float floor)
+{
+    cv::subtract(energy, cv::Scalar(2.0 * floor), energy);
+    cv::max(energy, 0.0, energy);
 }
 
-// The plane at a size `scale` times smaller (area averages), blurred with sigma pixels there: a wide blur
-// at a fraction of the cost, brought back by addExpanded.
-cv::Mat blurredSmall(const cv::Mat& plane, int scale, double sigma)
-{
-    cv::Mat small;
-    cv::resize(plane, small, cv::Size(std::max(1, plane.cols / scale), std::max(1, plane.rows / scale)), 0, 0,
-               cv::INTER_AREA);
-    cv::GaussianBlur(small, small, cv::Size(), sigma);
-    return small;
-}
-
-// plane += weight * small brought to the plane's size bilinearly, a row at a time (as OpenCV's linear
-// resize places the samples): no full-size copy of it is made.
-void addExpanded(const cv::Mat& small, float weight, cv::Mat& plane)
-{
-    cv::Mat wide; // the small rows, widened to the plane's width
-    cv::resize(small, wide, cv::Size(plane.cols, small.rows), 0, 0, cv::INTER_LINEAR);
-    const double scale = double(small.rows) / plane.rows;
-    for (int y = 0; y < plane.rows; ++y) {
-        const double at = (y + 0.5) * scale - 0.5;
-        int y0 = int(std::floor(at));
-        float f = float(at - y0);
-        if (y0 < 0)
-            y0 = 0, f = 0.f;
-        if (y0 >= small.rows - 1)
-            y0 = small.rows - 1, f = 0.f;
-        const float* a = wide.ptr<float>(y0);
-        const float* b = wide.ptr<float>(std::min(y0 + 1, small.rows - 1));
-        float* p = plane.ptr<float>(y);
-        const float wa = weight * (1.f - f), wb = weight * f;
-        for (int x = 0; x < plane.cols; ++x)
-            p[x] += wa * a[x] + wb * b[x];
-    }
-}
+// Rows the sigma-2 blur of the finest scale reaches beyond a band (OpenCV's kernel for it is 17 taps).
+constexpr int blurReach = 9;
+constexpr CacheBands scoreBands{64};
 
 struct Scores {
+    // In half precision, at most largestScore, as the state keeps them:
     cv::Mat fine;     // the finest scale alone: detail of the shot's own
     cv::Mat combined; // all three scales
     float floor = 0;  // the noise floor of the energy (its median), in the scores' units
 };
 
-// The scores of a shot's luminance (taken over: it is freed as soon as it is read), in `scale` times its
-// units squared. The noise floor is the energy's median, or `floor` if lower: noise is the camera's, the
-// same in every shot, but a shot with detail nearly everywhere has a median above it. Two full-size planes
-// at most are alive at once: the sum of the scales is made in the energy's place.
-Scores scoreOf(cv::Mat gray, double scale, float floor)
+// The scores of an aligned shot whose luminance `gain` brings to the first shot's exposure, in `scale`
+// times its units squared. The noise floor is the energy's median (sampled), or `floor` if lower: noise is
+// the camera's, the same in every shot, but a shot with detail nearly everywhere has a median above it.
+// The energy is made a band at a time, three times over (the floor, the coarser scales, then the scores),
+// which costs less than the two full-size planes in single precision that it saves.
+Scores scoreOf(const cv::Mat& aligned, double gain, double scale, float floor)
 {
-    cv::Mat energy;
-    cv::Laplacian(gray, energy, CV_32F, 3);
-    gray.release();
-    cv::multiply(energy, energy, energy, scale);
+    const Energy energy(aligned, gain, scale);
+    const cv::Size size = aligned.size();
+    std::vector<float> sample;
+    sample.reserve(size_t(size.area() / 21 + size.height));
+    forEachBand(size.height, scoreBands, [&](int y0, int y1) {
+        const cv::Mat e = energy.rows(y0, y1);
+        for (int y = y0 + (3 - y0 % 3) % 3; y < y1; y += 3) {
+            const float* p = e.ptr<float>(y - y0);
+            for (int x = y % 7; x < size.width; x += 7)
+                sample.push_back(p[x]);
+        }
+    });
     Scores scores;
-    scores.floor = std::min(floor, medianOf(energy));
-    cv::subtract(energy, cv::Scalar(2.0 * scores.floor), energy);
-    cv::max(energy, 0.0, energy);
-    const cv::Mat mid = blurredSmall(energy, 4, 2.0), coarse = blurredSmall(energy, 16, 2.0);
-    cv::GaussianBlur(energy, scores.fine, cv::Size(), 2.0);
-    scores.fine.copyTo(energy);
-    addExpanded(mid, midWeight, energy);
-    addExpanded(coarse, coarseWeight, energy);
-    scores.combined = energy;
+    scores.floor = floor;
+    if (!sample.empty()) {
+        std::nth_element(sample.begin(), sample.begin() + sample.size() / 2, sample.end());
+        scores.floor = std::min(floor, sample[sample.size() / 2]);
+    }
+    std::vector<float>().swap(sample);
+    checkpoint(0.6, "measuring");
+
+    CoarseScale mid(size, 4), coarse(size, 16);
+    forEachBand(size.height, scoreBands, [&](int y0, int y1) {
+        cv::Mat e = energy.rows(y0, y1);
+        overFloor(e, scores.floor);
+        mid.add(e, y0);
+        coarse.add(e, y0);
+    });
+    mid.finish();
+    coarse.finish();
+    checkpoint(0.7, "measuring");
+
+    scores.fine.create(size, CV_16F);
+    scores.combined.create(size, CV_16F);
+    forEachBand(size.height, scoreBands, [&](int y0, int y1) {
+        const int a = std::max(0, y0 - blurReach), b = std::min(size.height, y1 + blurReach);
+        cv::Mat e = energy.rows(a, b), fine;
+        overFloor(e, scores.floor);
+        cv::GaussianBlur(e, fine, cv::Size(), 2.0);
+        fine = fine.rowRange(y0 - a, y1 - a);
+        cv::Mat combined = fine.clone();
+        mid.addTo(combined, y0, midWeight);
+        coarse.addTo(combined, y0, coarseWeight);
+        // Half precision's largest value is 65504: scores beyond it (the very strongest edges) are kept as
+        // that, never as infinities.
+        cv::min(fine, largestScore, fine);
+        cv::min(combined, largestScore, combined);
+        fine.convertTo(scores.fine.rowRange(y0, y1), CV_16F);
+        combined.convertTo(scores.combined.rowRange(y0, y1), CV_16F);
+    });
     return scores;
 }
 
@@ -204,19 +302,31 @@ void subtractExpanded(cv::Mat& g, const cv::Mat& down)
     });
 }
 
-// result += weight * (shot - result), pixel by pixel, rounded for integers; weight has one channel.
+// The share of a weight in 255ths: 255 exactly 1, so that a shot taking a pixel whole gives it exactly.
+struct Shares {
+    float of[256];
+    Shares()
+    {
+        for (int i = 0; i < 256; ++i)
+            of[i] = float(i) / 255.f;
+    }
+};
+
+// result += weight * (shot - result), pixel by pixel, rounded for integers; weight has one channel, in
+// 255ths.
 template <class T>
 void blendLevel(cv::Mat& result, const cv::Mat& shot, const cv::Mat& weight)
 {
+    static const Shares shares;
     const int channels = result.channels();
     for (int y = 0; y < result.rows; ++y) {
         T* r = result.ptr<T>(y);
         const T* s = shot.ptr<T>(y);
-        const float* w = weight.ptr<float>(y);
+        const uchar* w = weight.ptr<uchar>(y);
         for (int x = 0; x < result.cols; ++x) {
-            const float k = w[x];
-            if (k == 0.f)
+            if (w[x] == 0)
                 continue;
+            const float k = shares.of[w[x]];
             for (int c = 0; c < channels; ++c) {
                 T& v = r[x * channels + c];
                 v = cv::saturate_cast<T>(v + k * (float(s[x * channels + c]) - float(v)));
@@ -261,25 +371,32 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     const FocusAligner::Fit added = geometryOf(fit);
     // The luminance scored, and the planes blended in the pyramid's type, both at the first shot's exposure.
     const std::array<double, 3>& gains = fit.gains;
-    cv::Mat gray;
-    grayOf(aligned).convertTo(gray, CV_32F, aligned.channels() == 1 ? gains[0] : lumaOf(gains[0], gains[1], gains[2]));
     checkpoint(0.5, "measuring");
-
-    Scores scores = scoreOf(std::move(gray), scoreScale_, first ? FLT_MAX : floor_);
+    Scores scores = scoreOf(aligned, aligned.channels() == 1 ? gains[0] : lumaOf(gains[0], gains[1], gains[2]),
+                            scoreScale_, first ? FLT_MAX : floor_);
     checkpoint(0.8, "measuring");
     const cv::Size size = aligned.size();
     const float detail = detailFloor * scores.floor;
     const float soft = softFloor * scores.floor;
     // The decision, aside: where the new shot beats the best so far, without isolated flips.
     cv::Mat take(size, CV_8U, cv::Scalar(255));
-    // The state is kept in half precision; a row at a time is widened to work on.
-    cv::Mat rows(3, size.width, CV_32F);
+    // The state and the scores are kept in half precision; a row at a time is widened to work on: the
+    // best score at the finest scale and at all, the total share, the shot's scores and its share.
+    cv::Mat rows(6, size.width, CV_32F);
+    float* const bestFine = rows.ptr<float>(0);
+    float* const best = rows.ptr<float>(1);
+    float* const total = rows.ptr<float>(2);
+    float* const fine = rows.ptr<float>(3);
+    float* const combined = rows.ptr<float>(4);
+    float* const share = rows.ptr<float>(5);
+    const auto widen = [&](const cv::Mat& half, int y, int row) { half.row(y).convertTo(rows.row(row), CV_32F); };
     if (!first) {
         for (int y = 0; y < size.height; ++y) {
-            bestFine_.row(y).convertTo(rows.row(0), CV_32F);
-            best_.row(y).convertTo(rows.row(1), CV_32F);
-            decideRow(scores.fine.ptr<float>(y), scores.combined.ptr<float>(y), rows.ptr<float>(0),
-                      rows.ptr<float>(1), fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y), detail,
+            widen(bestFine_, y, 0);
+            widen(best_, y, 1);
+            widen(scores.fine, y, 3);
+            widen(scores.combined, y, 4);
+            decideRow(fine, combined, bestFine, best, fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y), detail,
                       take.ptr<uchar>(y), size.width);
         }
         cv::medianBlur(take, take, 5);
@@ -297,22 +414,24 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     } else {
         aligner_.commit(fit);
     }
-    // The shot's share of each pixel, written over the combined scores as each is read.
-    cv::Mat weight = scores.combined;
+    // The shot's share of each pixel, in 255ths: exact where one shot takes a pixel whole.
+    cv::Mat weight(size, CV_8U);
     floor_ = scores.floor;
     const ShotRow row{soft, std::uint16_t(std::min(index, 65535)), first};
     for (int y = 0; y < size.height; ++y) {
         if (!first) {
-            bestFine_.row(y).convertTo(rows.row(0), CV_32F);
-            best_.row(y).convertTo(rows.row(1), CV_32F);
-            totals_.row(y).convertTo(rows.row(2), CV_32F);
+            widen(bestFine_, y, 0);
+            widen(best_, y, 1);
+            widen(totals_, y, 2);
         }
-        mergeRow(row, scores.fine.ptr<float>(y), scores.combined.ptr<float>(y), take.ptr<uchar>(y),
-                 fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y), rows.ptr<float>(0), rows.ptr<float>(1),
-                 rows.ptr<float>(2), index_.ptr<std::uint16_t>(y), weight.ptr<float>(y), size.width);
+        widen(scores.fine, y, 3);
+        widen(scores.combined, y, 4);
+        mergeRow(row, fine, combined, take.ptr<uchar>(y), fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y),
+                 bestFine, best, total, index_.ptr<std::uint16_t>(y), share, size.width);
         rows.row(0).convertTo(bestFine_.row(y), CV_16F);
         rows.row(1).convertTo(best_.row(y), CV_16F);
         rows.row(2).convertTo(totals_.row(y), CV_16F);
+        rows.row(5).convertTo(weight.row(y), CV_8U, 255.0);
     }
     scores = Scores();
     take.release();

@@ -22,7 +22,9 @@
 // State: the result's pyramid (8 bytes a pixel in colour for 8-bit shots, 16 for others, a third of that
 // in gray); in half precision, the best score at all scales and at the finest and the total share of the
 // shots averaged (6); the index of the shot that gave the best (2); the aligner's neighbour at a quarter
-// of the pixels.
+// of the pixels. While a shot is merged, beside the shot and its aligned copy: its two scores in half
+// precision (the energy behind them made a band of rows at a time, never whole) and the decision, then its
+// share of each pixel in 255ths (1 byte), which is exact where one shot takes a pixel whole.
 #pragma once
 
 #include <vexa/imp/kernels/focus_align.h>
