@@ -430,6 +430,42 @@ TEST(DepthMap, AveragesShotsNearlyAsSharpWhichLowersTheirNoise)
     EXPECT_GT(cv::PSNR(merged, reference), best + 2.0);
 }
 
+TEST(DepthMap, LargeShotsAreFittedOnPatchesToATenthOfAPixel)
+{
+    // Over half a million working pixels the global fit is refined on patches spread over the picture:
+    // a magnified, turned and shifted shot (no parallax, so nothing local takes up what the global fit
+    // leaves) is found to a tenth of a pixel at every corner, and a shot that did not move stands as it is.
+    const int w = 1024, h = 576;
+    const cv::Mat truth = scene(w, h, 13);
+    const double s = 1.015, a = 0.003, cx = w / 2.0, cy = h / 2.0;
+    const cv::Matx23d global(s * std::cos(a), -s * std::sin(a), 0, s * std::sin(a), s * std::cos(a), 0);
+    cv::Matx23d map = global; // about the centre, then shifted: the second shot's pixels to the first's
+    map(0, 2) = cx + 2.3 - global(0, 0) * cx - global(0, 1) * cy;
+    map(1, 2) = cy - 1.7 - global(1, 0) * cx - global(1, 1) * cy;
+    cv::Mat moved;
+    cv::warpAffine(truth, moved, cv::Mat(map), truth.size(), cv::INTER_CUBIC | cv::WARP_INVERSE_MAP,
+                   cv::BORDER_REFLECT);
+    cv::invertAffineTransform(map, map); // the fit's way round
+    const cv::Rect left(0, 0, w / 2, h);
+    VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto);
+    cv::RNG rng(5);
+    for (cv::Mat shot :
+         {shotOf(truth, left, 1.5), shotOf(moved, cv::Rect(w / 2, 0, w / 2, h), 1.5), shotOf(truth, left, 1.5)}) {
+        cv::Mat noise(shot.size(), shot.type());
+        rng.fill(noise, cv::RNG::NORMAL, 0, 2); // a camera's noise, each shot its own
+        shot += noise;
+        ASSERT_TRUE(blender.addImage(toImage(shot, XRGB, Channel8u))) << blender.lastStatus().message().toStdString();
+    }
+    const QTransform found = blender.shotFits()[1].transform;
+    for (const QPointF corner : {QPointF(0, 0), QPointF(w - 1, 0), QPointF(0, h - 1), QPointF(w - 1, h - 1)}) {
+        const QPointF expected(map(0, 0) * corner.x() + map(0, 1) * corner.y() + map(0, 2),
+                               map(1, 0) * corner.x() + map(1, 1) * corner.y() + map(1, 2));
+        const QPointF off = found.map(corner) - expected;
+        EXPECT_LT(std::hypot(off.x(), off.y()), 0.1) << corner.x() << "," << corner.y();
+    }
+    EXPECT_FALSE(blender.shotFits()[2].resampled) << "back where the first shot stood";
+}
+
 TEST(DepthMap, AlignsBreathingShakeAndParallaxToATenthOfAPixel)
 {
     // The reference is sharp on the left, the second shot on the right, magnified, turned and shifted as a

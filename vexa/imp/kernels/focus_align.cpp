@@ -4,6 +4,7 @@
 #include <vexa/imp/exceptions.h>
 #include <vexa/imp/kernels/luminance.h>
 
+#include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video.hpp>
 
@@ -21,6 +22,8 @@ namespace {
 constexpr int smallScale = 8;
 // Below this spread of the luminance within a small shot's pixel (relative to its mean), the area is flat.
 constexpr double flatDetail = 0.05;
+// The local correction is kept this many times smaller each way than the working size it is found at.
+constexpr int flowReduction = 4;
 // Rows of the full-size map made at once: the map is 8 bytes a pixel, never made whole.
 constexpr CacheBands mapBands{64};
 
@@ -113,6 +116,11 @@ cv::Mat warped(const cv::Mat& image, const cv::Matx23d& w, cv::Size size, int bo
     return out;
 }
 
+// Above this many pixels, the global fit is refined on patches of the picture (refinedOnPatches), not on
+// the whole of it: ECC keeps some eighteen planes of floats of the size it fits, which on a 3000x2000 series
+// was the largest memory of the whole merge.
+constexpr double largestFitted = 1 << 19;
+
 // Neighbours differ in focus: both are blurred alike before they are compared, so that what is left of
 // them is what they share.
 cv::Mat equalised(const cv::Mat& gray)
@@ -120,6 +128,78 @@ cv::Mat equalised(const cv::Mat& gray)
     cv::Mat out;
     cv::GaussianBlur(gray, out, cv::Size(), 2.0);
     return out;
+}
+
+// w refined on a grid of patches spread over the reference: each patch fitted by ECC (a shift) to the shot
+// read through w, and the affine map that carries the patches' centres where their fits put them, by least
+// squares robust to patches gone astray. Patches that match poorly (flat, noisy or uncovered) count for
+// nothing; with too few left, w stands. The patches' spread keeps the lever of the whole picture for scale
+// and rotation at a small part of the memory of a fit over all of it.
+cv::Matx23d refinedOnPatches(const cv::Mat& reference, const cv::Mat& shot, const cv::Matx23d& w)
+{
+    // 64 patches of 96 pixels, each taken if it correlates over 0.9: on rendered series, fewer larger ones
+    // or a lower bar let patches on the defocused rim of a near object pull the fit by a tenth of a pixel.
+    constexpr int grid = 8, side = 96, fewest = 8;
+    constexpr double least = 0.9;
+    const cv::Size patch(std::min(side, reference.cols / grid), std::min(side, reference.rows / grid));
+    const int mx = reference.cols / 20, my = reference.rows / 20;
+    const auto mapped = [&w](cv::Point2f p) {
+        return cv::Point2f(float(w(0, 0) * p.x + w(0, 1) * p.y + w(0, 2)),
+                           float(w(1, 0) * p.x + w(1, 1) * p.y + w(1, 2)));
+    };
+    const cv::Rect2f inside(0, 0, float(shot.cols - 1), float(shot.rows - 1));
+    std::vector<cv::Point2f> from, to;
+    cv::Mat moved;
+    for (int gy = 0; gy < grid; ++gy)
+        for (int gx = 0; gx < grid; ++gx) {
+            const int cx = mx + int((reference.cols - 2 * mx) * (gx + 0.5) / grid);
+            const int cy = my + int((reference.rows - 2 * my) * (gy + 0.5) / grid);
+            const cv::Rect r(cx - patch.width / 2, cy - patch.height / 2, patch.width, patch.height);
+            const cv::Point2f corners[] = {mapped(r.tl()), mapped(r.br()),
+                                           mapped(cv::Point2f(float(r.x), float(r.br().y))),
+                                           mapped(cv::Point2f(float(r.br().x), float(r.y)))};
+            if (!std::all_of(std::begin(corners), std::end(corners), [&](cv::Point2f p) { return inside.contains(p); }))
+                continue;
+            // The shot read through w into the patch's frame.
+            cv::Matx23d local = w;
+            local(0, 2) += w(0, 0) * r.x + w(0, 1) * r.y;
+            local(1, 2) += w(1, 0) * r.x + w(1, 1) * r.y;
+            cv::warpAffine(shot, moved, cv::Mat(local), patch, cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
+                           cv::BORDER_REPLICATE);
+            cv::Mat shift = (cv::Mat_<float>(2, 3) << 1, 0, 0, 0, 1, 0);
+            double correlation = 0;
+            try {
+                const cv::TermCriteria stop(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 50, 1e-6);
+                correlation =
+                    cv::findTransformECC(reference(r), moved, shift, cv::MOTION_TRANSLATION, stop, cv::noArray(), 5);
+            } catch (const cv::Exception&) {
+                continue;
+            }
+            if (!(correlation > least))
+                continue;
+            // reference(x) ~ moved(x + shift) = shot(w(x + r.tl() + shift)), at the patch's centre.
+            const cv::Point2f centre(r.x + (patch.width - 1) / 2.f, r.y + (patch.height - 1) / 2.f);
+            from.push_back(centre);
+            to.push_back(mapped(centre + cv::Point2f(shift.at<float>(0, 2), shift.at<float>(1, 2))));
+        }
+    if (int(from.size()) < fewest)
+        return w;
+    const cv::Mat fitted = cv::estimateAffine2D(from, to, cv::noArray(), cv::LMEDS);
+    if (fitted.empty())
+        return w;
+    // A refinement moves the corners by a fraction of a pixel; one that moves them by more has followed
+    // patches that agree on something else, and w stands.
+    const cv::Matx23d refined(fitted);
+    for (const cv::Point2f corner :
+         {cv::Point2f(0, 0), cv::Point2f(float(reference.cols), 0), cv::Point2f(0, float(reference.rows)),
+          cv::Point2f(float(reference.cols), float(reference.rows))}) {
+        const cv::Point2f a = mapped(corner);
+        const cv::Point2f b(float(refined(0, 0) * corner.x + refined(0, 1) * corner.y + refined(0, 2)),
+                            float(refined(1, 0) * corner.x + refined(1, 1) * corner.y + refined(1, 2)));
+        if (cv::norm(a - b) > 2.0)
+            return w;
+    }
+    return refined;
 }
 
 // The affine map from the reference's pixels to the shot's that ECC finds between the two gray planes,
@@ -135,6 +215,10 @@ cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
     for (size_t i = refs.size(); i-- > 0;) {
         if (i + 1 < refs.size())
             w = enlarged(w, 2);
+        if (i == 0 && refs.size() > 1 && double(refs[0].total()) > largestFitted) {
+            w = refinedOnPatches(refs[0], shots[0], w);
+            continue;
+        }
         cv::Mat warp(w);
         warp.convertTo(warp, CV_32F);
         const cv::TermCriteria stop(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 100, i == 0 ? 1e-6 : 1e-5);
@@ -405,8 +489,12 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     // The map is made a band at a time when the shot is read (applyFit); here only what it covers.
     fit.moves = true;
     if (local) {
-        flow.convertTo(fit.flow, CV_32FC2, double(workScale_));
-        fit.flowScale = workScale_;
+        // Smooth over about 24 working pixels, the field is kept at a quarter of their number each way
+        // (a sixteenth of the memory, with each shot's fit kept or not) and read back bilinearly.
+        const cv::Size kept(std::max(1, flow.cols / flowReduction), std::max(1, flow.rows / flowReduction));
+        cv::resize(flow, fit.flow, kept, 0, 0, cv::INTER_AREA);
+        fit.flow *= double(workScale_);
+        fit.flowScale = workScale_ * flowReduction;
     }
     fit.covered.create(size_, CV_8U);
     bool all = true;

@@ -5,7 +5,8 @@
 // Each shot is fitted to the one before it, which is already in the reference's geometry, so the fits
 // chain to the reference while every comparison is between neighbours, whose focus differs least:
 // 1. a global affine fit (shift, rotation, scale, shear) by OpenCV's ECC, which is blind to exposure
-//    (zero-mean normalised correlation), coarse to fine on a pyramid up to half resolution;
+//    (zero-mean normalised correlation), coarse to fine on a pyramid up to half resolution (a quarter
+//    where half has more than half a million pixels, which the local correction then completes);
 // 2. the exposure and white balance of the shot, brought to the neighbour's (and so to the reference's)
 //    by a gain per channel: the median ratio of the two, compared after a heavy blur at an eighth of the
 //    size, where the focus difference no longer shows, over the areas flat in both (defocus spreads
