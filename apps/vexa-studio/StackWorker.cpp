@@ -269,9 +269,13 @@ JobResult StackWorker::doStack(const StackRequest& request)
         progress_.report(0, tr("reading %1").arg(name));
         const VImage shot = readShot(files[i], method, i > 0 ? &first : nullptr);
         if (!shot.status() || shot.isEmpty()) {
-            result.error = tr("%1: %2").arg(name, shot.status() ? tr("cannot bring it to the first shot's layout")
-                                                                 : shot.status().reason());
-            result.failedShot = i;
+            // A cancel that reached the shot's conversion into the first shot's layout stops it there.
+            result.cancelled = progress_.isCancelled();
+            if (!result.cancelled) {
+                result.error = tr("%1: %2").arg(name, shot.status() ? tr("cannot bring it to the first shot's layout")
+                                                                    : shot.status().reason());
+                result.failedShot = i;
+            }
             return VImage();
         }
         result.cancelled = progress_.isCancelled();

@@ -149,6 +149,8 @@ VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEX
     if (format == VEXA::Invalid)
         std::tie(format, channel) = mergeLayout(method, image.format(), image.channelType());
     const VImage shot = inPair(image, format, channel);
+    if (shot.isEmpty() && interrupted())
+        cancelledError(); // Ctrl-C reached the conversion
     if (shot.isEmpty())
         runtimeError(QStringLiteral("%1: cannot bring the image to %2 as the first shot is")
                          .arg(name, pairName(format, channel)));
