@@ -199,10 +199,12 @@ public:
         /// is already in the first shot's geometry, so that the fits chain to the first shot while every
         /// comparison is between neighbours: a global affine fit (shift, rotation, scale, shear) by OpenCV's
         /// ECC on the luminance, coarse to fine (at half resolution for shots whose longer side passes 1024
-        /// pixels), then a smooth local correction for parallax, from optical flow between the fitted shot
-        /// and its neighbour averaged over about 24 pixels with the detail both have as weights (vectors
-        /// longer than 1% of the diagonal are left out), applied only where the flow averaged over about 70
-        /// pixels still moves something by a quarter of a pixel. A shot whose fit moves no corner by 0.1
+        /// pixels; above half a million pixels there, the finest step fits 64 patches spread over the
+        /// picture and joins their shifts by robust least squares), then a smooth local correction for
+        /// parallax, from optical flow between the fitted shot and its neighbour averaged over about 24
+        /// pixels with the detail both have as weights (vectors longer than 1% of the diagonal are left
+        /// out), applied only where the flow averaged over about 70 pixels still moves something by a
+        /// quarter of a pixel. A shot whose fit moves no corner by 0.1
         /// pixel and that needs no local correction is not resampled; shots under 100 pixels on a side are
         /// taken as they stand. Resampling is bicubic. The fits are reported by shotFits().
         AlignAuto = 4, // breathing, shake and parallax, exposure-blind (see above)
