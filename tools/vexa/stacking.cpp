@@ -39,7 +39,7 @@ bool mergeShots(VImageBlender& blender, int count, VProgress* progress, const Me
 void returnLargeBlocksToTheSystem()
 {
 #ifdef __GLIBC__
-    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    mallopt(M_MMAP_THRESHOLD, 4 << 20);
 #endif
 }
 

@@ -36,11 +36,13 @@ struct MergeSteps {
 // it before the final pass.
 bool mergeShots(VImageBlender& blender, int count, VProgress* progress, const MergeSteps& steps);
 
-// Makes the C library hand blocks of a megabyte and more (images, planes) back to the system as soon as
-// they are freed. By default it raises that threshold to the largest block freed so far (up to 32 MB), so
-// that the planes a merge makes and frees for each shot come from the heap, whose freed middle the system
-// never gets back: the process would keep the memory of its busiest moment for good. Process-wide, so the
-// programs call it, never the library.
+// Makes the C library hand blocks of 4 MB and more (images, planes) back to the system as soon as they are
+// freed. By default it raises that threshold to the largest block freed so far (up to 32 MB), so that the
+// planes a merge makes and frees for each shot come from the heap, whose freed middle the system never
+// gets back: the process would keep the memory of its busiest moment for good (8 shots of 3000x2000: 280
+// against 241 MB). Smaller blocks (a band's rows) stay in the heap: fresh pages for each of them cost more
+// time than the merge saves (1 MB: 237 MB, but 12.6 s against 11.5 s). Process-wide, so the programs call
+// it, never the library.
 void returnLargeBlocksToTheSystem();
 
 } // namespace vexatool
