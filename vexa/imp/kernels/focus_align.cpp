@@ -130,6 +130,12 @@ cv::Mat equalised(const cv::Mat& gray)
     return out;
 }
 
+// Where w takes p.
+cv::Point2f mappedBy(const cv::Matx23d& w, cv::Point2f p)
+{
+    return cv::Point2f(float(w(0, 0) * p.x + w(0, 1) * p.y + w(0, 2)), float(w(1, 0) * p.x + w(1, 1) * p.y + w(1, 2)));
+}
+
 // w refined on a grid of patches spread over the reference: each patch fitted by ECC (a shift) to the shot
 // read through w, and the affine map that carries the patches' centres where their fits put them, by least
 // squares robust to patches gone astray. Patches that match poorly (flat, noisy or uncovered) count for
@@ -143,10 +149,7 @@ cv::Matx23d refinedOnPatches(const cv::Mat& reference, const cv::Mat& shot, cons
     constexpr double least = 0.9;
     const cv::Size patch(std::min(side, reference.cols / grid), std::min(side, reference.rows / grid));
     const int mx = reference.cols / 20, my = reference.rows / 20;
-    const auto mapped = [&w](cv::Point2f p) {
-        return cv::Point2f(float(w(0, 0) * p.x + w(0, 1) * p.y + w(0, 2)),
-                           float(w(1, 0) * p.x + w(1, 1) * p.y + w(1, 2)));
-    };
+    const auto mapped = [&w](cv::Point2f p) { return mappedBy(w, p); };
     const cv::Rect2f inside(0, 0, float(shot.cols - 1), float(shot.rows - 1));
     std::vector<cv::Point2f> from, to;
     cv::Mat moved;
@@ -193,10 +196,7 @@ cv::Matx23d refinedOnPatches(const cv::Mat& reference, const cv::Mat& shot, cons
     for (const cv::Point2f corner :
          {cv::Point2f(0, 0), cv::Point2f(float(reference.cols), 0), cv::Point2f(0, float(reference.rows)),
           cv::Point2f(float(reference.cols), float(reference.rows))}) {
-        const cv::Point2f a = mapped(corner);
-        const cv::Point2f b(float(refined(0, 0) * corner.x + refined(0, 1) * corner.y + refined(0, 2)),
-                            float(refined(1, 0) * corner.x + refined(1, 1) * corner.y + refined(1, 2)));
-        if (cv::norm(a - b) > 2.0)
+        if (cv::norm(mapped(corner) - mappedBy(refined, corner)) > 2.0)
             return w;
     }
     return refined;

@@ -243,9 +243,7 @@ void mergeRow(const ShotRow& shot, const float* fineRow, const float* combinedRo
               int width)
 {
     for (int x = 0; x < width; ++x) {
-        // Kept in half precision, whose largest value is 65504: scores beyond it (the very strongest edges)
-        // are kept as that, never as infinities.
-        const float fine = std::min(fineRow[x], largestScore), combined = std::min(combinedRow[x], largestScore);
+        const float fine = fineRow[x], combined = combinedRow[x]; // at most largestScore (scoreOf)
         if (shot.first) {
             bestFine[x] = fine;
             best[x] = combined;
