@@ -466,6 +466,24 @@ TEST(DepthMap, LargeShotsAreFittedOnPatchesToATenthOfAPixel)
     EXPECT_FALSE(blender.shotFits()[2].resampled) << "back where the first shot stood";
 }
 
+TEST(DepthMap, StillShotsFocusedDifferentlyAreTakenAsTheyStand)
+{
+    // Each shot sharp in its own band of a large picture and blurred elsewhere, none moved: the fits follow
+    // the focus differences by tenths of a pixel, which must not pass for motion, globally or locally.
+    const int w = 1024, h = 576, bands = 4;
+    const cv::Mat truth = scene(w, h, 21);
+    VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto);
+    cv::RNG rng(9);
+    for (int k = 0; k < bands; ++k) {
+        cv::Mat shot = shotOf(truth, cv::Rect(k * w / bands, 0, w / bands, h), 4.0), noise(shot.size(), shot.type());
+        rng.fill(noise, cv::RNG::NORMAL, 0, 2);
+        shot += noise;
+        ASSERT_TRUE(blender.addImage(toImage(shot, XRGB, Channel8u))) << blender.lastStatus().message().toStdString();
+    }
+    for (int k = 1; k < bands; ++k)
+        EXPECT_FALSE(blender.shotFits()[size_t(k)].resampled) << "shot " << k;
+}
+
 TEST(DepthMap, AlignsBreathingShakeAndParallaxToATenthOfAPixel)
 {
     // The reference is sharp on the left, the second shot on the right, magnified, turned and shifted as a
