@@ -26,6 +26,8 @@ constexpr double flatDetail = 0.05;
 constexpr int flowReduction = 4;
 // Rows of the full-size map made at once: the map is 8 bytes a pixel, never made whole.
 constexpr CacheBands mapBands{64};
+// Rows of the flow's weights made at once.
+constexpr CacheBands detailBands{128};
 
 cv::Mat shrink(const cv::Mat& image, int scale)
 {
@@ -344,13 +346,18 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
     const cv::Mat flow = tiledFlow(target, moving);
     // Detail that pins motion down in both directions: the structure tensor's smaller eigenvalue. Along
     // stripes (a barcode, a ruled line) flow is known across them only, and taking it there bends them.
-    const auto detail = [](const cv::Mat& image) {
-        cv::Mat strength;
-        cv::cornerMinEigenVal(image, strength, 5, 3);
-        cv::sqrt(cv::max(strength, 0.0), strength);
-        return strength;
-    };
-    cv::Mat weight = cv::min(detail(target), detail(moving));
+    // Made a band of rows at a time (OpenCV's tensor holds some twenty bytes a pixel), each band read with
+    // the rows around it that the 5 x 5 window and the 3 x 3 derivative reach, so that it is exact.
+    cv::Mat weight(target.size(), CV_32F);
+    forEachBand(target.rows, detailBands, [&](int y0, int y1) {
+        const RowsRead read = rowsRead(y0, y1, 4, target.rows);
+        const cv::Rect rows(0, read.top, target.cols, read.bottom - read.top),
+            kept(0, y0 - read.top, target.cols, y1 - y0);
+        cv::Mat a, b;
+        cv::cornerMinEigenVal(target(rows), a, 5, 3);
+        cv::cornerMinEigenVal(moving(rows), b, 5, 3);
+        cv::sqrt(cv::max(cv::min(a(kept), b(kept)), 0.0), weight.rowRange(y0, y1));
+    });
     for (int y = 0; y < flow.rows; ++y) {
         const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
         float* w = weight.ptr<float>(y);
