@@ -336,7 +336,8 @@ cv::Mat tiledFlow(const cv::Mat& target, const cv::Mat& moving)
     return flow;
 }
 
-// The flow that brings `moving` onto `target` (target(x) ~ moving(x + flow(x))), as a smooth field: DIS's
+// The flow that brings `moving` onto `target` (target(x) ~ moving(x + flow(x))), as a smooth field on a
+// grid flowReduction times smaller each way (its vectors in the planes' pixels): DIS's
 // vectors averaged over about `radius` pixels, each weighted by the detail both images have there, so that
 // flat and blurred areas (where flow is noise) take the motion of the detail around them, and areas far
 // from any detail none. Vectors longer than `longest` are matches gone astray and count for nothing.
@@ -370,11 +371,17 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
     cv::Mat pair[] = {weight, weight};
     cv::merge(pair, 2, total);
     cv::multiply(flow, total, weighted);
-    cv::GaussianBlur(weighted, weighted, cv::Size(), radius);
-    cv::GaussianBlur(total, total, cv::Size(), radius);
+    // Averaged over `radius`, the field holds nothing finer than its reduced grid: both sums are reduced
+    // first and blurred there, at a sixteenth of the work of a blur this wide at full size.
+    const cv::Size kept(std::max(1, flow.cols / flowReduction), std::max(1, flow.rows / flowReduction));
+    cv::resize(weighted, weighted, kept, 0, 0, cv::INTER_AREA);
+    cv::resize(total, total, kept, 0, 0, cv::INTER_AREA);
+    cv::GaussianBlur(weighted, weighted, cv::Size(), radius / flowReduction);
+    cv::GaussianBlur(total, total, cv::Size(), radius / flowReduction);
     cv::add(total, cv::Scalar::all(floor), total);
-    cv::divide(weighted, total, flow);
-    return flow;
+    cv::Mat smooth;
+    cv::divide(weighted, total, smooth);
+    return smooth;
 }
 
 // The 99th percentile of the flow's length, away from the borders where flow is extrapolated.
@@ -515,12 +522,14 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     // one direction. So the flow counts as motion only if what is left of it averaged over about 70
     // pixels still moves something by a quarter of a pixel along one direction.
     cv::Mat wide;
-    cv::GaussianBlur(flow, wide, cv::Size(), 36.0);
+    cv::GaussianBlur(flow, wide, cv::Size(), 36.0 / flowReduction);
     const bool local = coherentShift(wide) * workScale_ >= 0.25;
     if (local) {
-        cv::Mat map(flow.size(), CV_32FC2);
+        // The field read bilinearly at every working pixel, as applyFit reads it at every pixel.
+        cv::Mat full, map(gray.size(), CV_32FC2);
+        cv::resize(flow, full, gray.size(), 0, 0, cv::INTER_LINEAR);
         for (int y = 0; y < map.rows; ++y) {
-            const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
+            const cv::Vec2f* f = full.ptr<cv::Vec2f>(y);
             cv::Vec2f* m = map.ptr<cv::Vec2f>(y);
             for (int x = 0; x < map.cols; ++x)
                 m[x] = cv::Vec2f(float(x) + f[x][0], float(y) + f[x][1]);
@@ -547,9 +556,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     if (local) {
         // Smooth over about 24 working pixels, the field is kept at a quarter of their number each way
         // (a sixteenth of the memory, with each shot's fit kept or not) and read back bilinearly.
-        const cv::Size kept(std::max(1, flow.cols / flowReduction), std::max(1, flow.rows / flowReduction));
-        cv::resize(flow, fit.flow, kept, 0, 0, cv::INTER_AREA);
-        fit.flow *= double(workScale_);
+        fit.flow = flow * double(workScale_);
         fit.flowScale = workScale_ * flowReduction;
     }
     fit.covered.create(size_, CV_8U);
