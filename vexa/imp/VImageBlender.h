@@ -204,8 +204,8 @@ public:
         /// parallax, from optical flow between the fitted shot and its neighbour averaged over about 24
         /// pixels with the detail both have as weights (vectors longer than 1% of the diagonal are left
         /// out), applied only where the flow averaged over about 70 pixels still moves something by a
-        /// quarter of a pixel along one direction (focus changes alone move edges every way around an
-        /// object). A global fit that removes under a tenth of the misfit the shots show as they stand is
+        /// quarter of a pixel along one direction or along the rays from the centre (a camera moving
+        /// sideways or along its axis; focus changes alone move edges every way around an object). A global fit that removes under a tenth of the misfit the shots show as they stand is
         /// taken as no motion: two shots focused differently never match exactly, and a fit between two
         /// that did not move follows their focus differences. A shot whose fit moves no corner by 0.1
         /// pixel and that needs no local correction is not resampled; shots under 100 pixels on a side are

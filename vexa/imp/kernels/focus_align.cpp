@@ -404,27 +404,34 @@ double largeShift(const cv::Mat& flow)
     return lengths[k];
 }
 
-// largeShift(flow) weighted by how much of the flow runs along one direction: 1 when every vector is
-// parallel (a camera moving sideways shifts near things one way and far things the other), 0 when the
-// vectors point every way alike, as they do where focus differences alone move edges (outwards or inwards
-// around each object, whichever way its edges face).
+// largeShift(flow) weighted by how much of the flow runs along one direction, or along the rays from the
+// centre: 1 when every vector is parallel (a camera moving sideways shifts near things one way and far
+// things the other) or radial (a camera moving along its axis magnifies near things more than far ones), 0
+// when the vectors point every way alike, as they do where focus differences alone move edges (outwards
+// or inwards around each object, whichever way its edges face).
 double coherentShift(const cv::Mat& flow)
 {
     const int mx = flow.cols / 20, my = flow.rows / 20;
-    double xx = 0, yy = 0, xy = 0;
+    const double cx = (flow.cols - 1) / 2.0, cy = (flow.rows - 1) / 2.0;
+    double xx = 0, yy = 0, xy = 0, radial = 0;
     for (int y = my; y < flow.rows - my; ++y) {
         const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
         for (int x = mx; x < flow.cols - mx; ++x) {
             xx += double(f[x][0]) * f[x][0];
             yy += double(f[x][1]) * f[x][1];
             xy += double(f[x][0]) * f[x][1];
+            const double rx = x - cx, ry = y - cy, r = std::hypot(rx, ry);
+            if (r > 0)
+                radial += std::pow((f[x][0] * rx + f[x][1] * ry) / r, 2);
         }
     }
     if (xx + yy <= 0)
         return 0;
-    // The difference of the second moments' eigenvalues over their sum.
-    const double spread = std::sqrt((xx - yy) * (xx - yy) + 4 * xy * xy) / (xx + yy);
-    return largeShift(flow) * spread;
+    // The difference of the second moments' eigenvalues over their sum; and of the radial and the
+    // tangential energy over their sum.
+    const double parallel = std::sqrt((xx - yy) * (xx - yy) + 4 * xy * xy) / (xx + yy);
+    const double outwards = std::max(0.0, 2 * radial / (xx + yy) - 1);
+    return largeShift(flow) * std::max(parallel, outwards);
 }
 
 cv::Mat to8u(const cv::Mat& gray, double scale)
@@ -521,8 +528,8 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     fit.localShift = largeShift(flow) * workScale_;
     // Focus differences alone make flow appear at defocused edges, changing sign from one side of an edge
     // to the other and pointing every way around an object; motion (parallax) moves whole areas alike, in
-    // one direction. So the flow counts as motion only if what is left of it averaged over about 70
-    // pixels still moves something by a quarter of a pixel along one direction.
+    // one direction or along the rays from the centre. So the flow counts as motion only if what is left
+    // of it averaged over about 70 pixels still moves something by a quarter of a pixel that way.
     cv::Mat wide;
     cv::GaussianBlur(flow, wide, cv::Size(), 36.0 / flowReduction);
     const bool local = coherentShift(wide) * workScale_ >= 0.25;

@@ -21,7 +21,8 @@
 // differences (by up to 0.4 pixel, chained, on a still rendered series). Flow that focus differences alone
 // make at defocused edges changes sign across an edge and points every way around an object; the local
 // correction is applied only where the flow averaged over about 70 pixels still moves something by a
-// quarter of a pixel along one direction. A shot whose fit moves no corner by 0.1 pixel and that needs no
+// quarter of a pixel along one direction (a camera moving sideways) or along the rays from the centre (a
+// camera moving along its axis, as on a focusing rail). A shot whose fit moves no corner by 0.1 pixel and that needs no
 // local correction is not resampled.
 // Shots under 100 pixels on a side are taken as they stand. A shot that cannot be fitted (no correlation,
 // or a fit beyond a quarter of the image or a scale outside 0.7..1.4) throws dip_exception with a reason,
