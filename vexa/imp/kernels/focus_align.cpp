@@ -216,8 +216,22 @@ cv::Matx23d refinedOnPatches(const cv::Mat& reference, const cv::Mat& shot, cons
     return refined;
 }
 
+// Whether w lays the shot over the reference better than no motion at all. Two shots focused differently
+// never match exactly, and a fit between two that did not move follows their focus differences by up to
+// a few tenths of a pixel (0.4 on a still 3000x2000 series, chained over eight shots); it then removes
+// under 3% of the misfit that the shots show laid over each other as they stand, where shots that moved
+// (shake, breathing) lose most of it (58% on the real series' least moved pair). A fit counts only if it
+// removes at least a tenth. Both planes come equalised.
+bool explainsMotion(const cv::Mat& target, const cv::Mat& shotAsIs, const cv::Matx23d& w)
+{
+    const cv::Mat inside = interiorOf(target.size());
+    const double asIs = cv::computeECC(target, shotAsIs, inside);
+    const double fitted = cv::computeECC(target, warped(shotAsIs, w, target.size()), inside);
+    return 1.0 - fitted < 0.9 * (1.0 - asIs);
+}
+
 // The affine map from the reference's pixels to the shot's that ECC finds between the two gray planes,
-// coarse to fine.
+// coarse to fine; the identity where it does not explain the shot better than no motion.
 cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
 {
     std::vector<cv::Mat> refs{equalised(reference)}, shots{equalised(shot)};
@@ -248,23 +262,7 @@ cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
         warp.convertTo(warp, CV_64F);
         w = cv::Matx23d(warp);
     }
-    return w;
-}
-
-// Whether w lays the shot over the reference better than no motion at all. Two shots focused differently
-// never match exactly, and a fit between two that did not move follows their focus differences by up to
-// a few tenths of a pixel (0.4 on a still 3000x2000 series, chained over eight shots); it then removes
-// under 3% of the misfit that the shots show laid over each other as they stand, where shots that moved
-// (shake, breathing) lose most of it (58% on the real series' least moved pair). A fit counts only if it
-// removes at least a tenth.
-bool explainsMotion(const cv::Mat& reference, const cv::Mat& shot, const cv::Matx23d& w)
-{
-    const cv::Mat target = equalised(reference);
-    const cv::Mat inside = interiorOf(target.size());
-    const cv::Mat shotAsIs = equalised(shot);
-    const double asIs = cv::computeECC(target, shotAsIs, inside);
-    const double fitted = cv::computeECC(target, warped(shotAsIs, w, target.size()), inside);
-    return 1.0 - fitted < 0.9 * (1.0 - asIs);
+    return explainsMotion(refs[0], shots[0], w) ? w : cv::Matx23d(1, 0, 0, 0, 1, 0);
 }
 
 // The median of ratios a / b per channel over the pixels both have well inside their range, among those
@@ -386,15 +384,22 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
     return smooth;
 }
 
-// The 99th percentile of the flow's length, away from the borders where flow is extrapolated.
-double largeShift(const cv::Mat& flow)
+// The flow away from its borders (a 20th of its size each way), where it is extrapolated.
+cv::Rect awayFromBorders(const cv::Mat& flow)
 {
     const int mx = flow.cols / 20, my = flow.rows / 20;
+    return cv::Rect(mx, my, flow.cols - 2 * mx, flow.rows - 2 * my);
+}
+
+// The 99th percentile of the flow's length, away from its borders.
+double largeShift(const cv::Mat& flow)
+{
+    const cv::Mat inner = flow(awayFromBorders(flow));
     std::vector<float> lengths;
-    lengths.reserve(size_t(flow.total()));
-    for (int y = my; y < flow.rows - my; ++y) {
-        const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
-        for (int x = mx; x < flow.cols - mx; ++x)
+    lengths.reserve(size_t(inner.total()));
+    for (int y = 0; y < inner.rows; ++y) {
+        const cv::Vec2f* f = inner.ptr<cv::Vec2f>(y);
+        for (int x = 0; x < inner.cols; ++x)
             lengths.push_back(std::hypot(f[x][0], f[x][1]));
     }
     if (lengths.empty())
@@ -411,12 +416,12 @@ double largeShift(const cv::Mat& flow)
 // or inwards around each object, whichever way its edges face).
 double coherentShift(const cv::Mat& flow)
 {
-    const int mx = flow.cols / 20, my = flow.rows / 20;
+    const cv::Rect inner = awayFromBorders(flow);
     const double cx = (flow.cols - 1) / 2.0, cy = (flow.rows - 1) / 2.0;
     double xx = 0, yy = 0, xy = 0, radial = 0;
-    for (int y = my; y < flow.rows - my; ++y) {
+    for (int y = inner.y; y < inner.br().y; ++y) {
         const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
-        for (int x = mx; x < flow.cols - mx; ++x) {
+        for (int x = inner.x; x < inner.br().x; ++x) {
             xx += double(f[x][0]) * f[x][0];
             yy += double(f[x][1]) * f[x][1];
             xy += double(f[x][0]) * f[x][1];
@@ -495,9 +500,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
         return matchExposure(colour, cv::Mat());
     Fit fit;
     cv::Mat work = reducedPlanes(colour, workScale_);
-    cv::Matx23d w = fitGlobally(previousGray_, grayOf(work));
-    if (!explainsMotion(previousGray_, grayOf(work), w))
-        w = cv::Matx23d(1, 0, 0, 0, 1, 0);
+    const cv::Matx23d w = fitGlobally(previousGray_, grayOf(work));
     fit.global = enlarged(w, workScale_);
     const cv::Matx22d a(fit.global(0, 0), fit.global(0, 1), fit.global(1, 0), fit.global(1, 1));
     const double scale = std::sqrt(std::abs(cv::determinant(a)));
