@@ -409,6 +409,22 @@ TEST(DepthMap, MatchesExposureAndDecidesFlatAreasByTheirSurroundings)
     EXPECT_EQ(cv::countNonZero(depth != 1), 0) << "flat or not, every pixel follows the sharp shot around it";
 }
 
+TEST(DepthMap, TheIndexWidensPastTheTwoHundredAndFiftySixthShot)
+{
+    // Shot 100 is sharp on the left, shot 299 on the right: the index must keep both once it widens.
+    const cv::Mat truth = scene(64, 48, 9);
+    const cv::Rect left(0, 0, 32, 48), right(32, 0, 32, 48);
+    const VImage blurred = toImage(shotOf(truth, cv::Rect()), GrayScale, Channel8u);
+    VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignNone);
+    for (int k = 0; k < 300; ++k)
+        ASSERT_TRUE(blender.addImage(k == 100   ? toImage(shotOf(truth, left), GrayScale, Channel8u)
+                                     : k == 299 ? toImage(shotOf(truth, right), GrayScale, Channel8u)
+                                                : blurred));
+    const cv::Mat depth = roiMat(blender.depthMap());
+    EXPECT_EQ(cv::countNonZero(depth(cv::Rect(4, 4, 20, 40)) != 100), 0);
+    EXPECT_EQ(cv::countNonZero(depth(cv::Rect(40, 4, 20, 40)) != 299), 0);
+}
+
 TEST(DepthMap, AveragesShotsNearlyAsSharpWhichLowersTheirNoise)
 {
     // Three shots equally sharp in the middle, each with noise of its own, and one blurred everywhere.

@@ -613,7 +613,7 @@ VImage VImageBlender::depthMap()
             if (depth.isEmpty())
                 throw std::bad_alloc();
             cv::Mat out = asCvMat(depth);
-            writeInto(out, [&](cv::Mat& dst) { index.copyTo(dst); });
+            writeInto(out, [&](cv::Mat& dst) { index.convertTo(dst, CV_16U); });
             depth_ = depth;
         }
         return VStatus::Ok;

@@ -39,12 +39,15 @@ cv::Mat shrink(const cv::Mat& image, int scale)
     return out;
 }
 
-// The shot at `scale` times smaller, in single precision: the reduction runs at the shot's own depth, so
-// that no full-size copy of it in floats is ever made.
-cv::Mat reducedPlanes(const cv::Mat& shot, int scale)
+// The working planes are kept at the shot's own depth (a quarter of the bytes of floats for 8-bit shots),
+// reduced at that depth so that no full-size copy in floats is ever made; each use takes them in single
+// precision for itself, for as long as it needs them.
+cv::Mat floatsOf(const cv::Mat& planes)
 {
+    if (planes.depth() == CV_32F)
+        return planes;
     cv::Mat out;
-    shrink(shot, scale).convertTo(out, CV_32F);
+    planes.convertTo(out, CV_32F);
     return out;
 }
 
@@ -52,8 +55,9 @@ cv::Mat reducedPlanes(const cv::Mat& shot, int scale)
 cv::Mat smallOf(const cv::Mat& working, cv::Size full)
 {
     cv::Mat small;
-    cv::resize(working, small, cv::Size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale)), 0,
-               0, cv::INTER_AREA);
+    cv::resize(floatsOf(working), small,
+               cv::Size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale)), 0, 0,
+               cv::INTER_AREA);
     cv::GaussianBlur(small, small, cv::Size(), 1.5);
     return small;
 }
@@ -62,7 +66,7 @@ cv::Mat smallOf(const cv::Mat& working, cv::Size full)
 // it, relative to its mean.
 cv::Mat smallDetailOf(const cv::Mat& working, cv::Size full)
 {
-    const cv::Mat gray = grayOf(working);
+    const cv::Mat gray = grayOf(floatsOf(working));
     const cv::Size size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale));
     cv::Mat mean, square;
     cv::resize(gray, mean, size, 0, 0, cv::INTER_AREA);
@@ -78,9 +82,10 @@ cv::Mat matchedGray(const cv::Mat& planes, const std::array<double, 3>& gains)
 {
     cv::Mat gray;
     if (planes.channels() == 1)
-        planes.convertTo(gray, CV_32F, gains[0]);
+        floatsOf(planes).convertTo(gray, CV_32F, gains[0]);
     else
-        cv::transform(planes, gray, cv::Matx13f(float(lumaBlue * gains[0]), float(lumaGreen * gains[1]), float(lumaRed * gains[2])));
+        cv::transform(floatsOf(planes), gray,
+                      cv::Matx13f(float(lumaBlue * gains[0]), float(lumaGreen * gains[1]), float(lumaRed * gains[2])));
     return gray;
 }
 
@@ -464,8 +469,8 @@ void FocusAligner::start(const cv::Mat& colour)
 {
     size_ = colour.size();
     workScale_ = std::max(size_.width, size_.height) > 1024 ? 2 : 1;
-    const cv::Mat working = reducedPlanes(colour, workScale_);
-    previousGray_ = grayOf(working);
+    const cv::Mat working = shrink(colour, workScale_);
+    previousGray_ = grayOf(floatsOf(working));
     double top = 0;
     cv::minMaxLoc(previousGray_, nullptr, &top);
     grayScale_ = top > 0 ? 250.0 / top : 1.0;
@@ -477,7 +482,7 @@ FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::M
 {
     Fit fit;
     fit.covered = covered;
-    const cv::Mat working = reducedPlanes(colour, workScale_);
+    const cv::Mat working = shrink(colour, workScale_);
     const cv::Mat small = smallOf(working, size_);
     fit.smallDetail = smallDetailOf(working, size_);
     cv::Mat inside(small.size(), CV_8U, cv::Scalar(255));
@@ -499,8 +504,11 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     if (std::min(size_.width, size_.height) < 100)
         return matchExposure(colour, cv::Mat());
     Fit fit;
-    cv::Mat work = reducedPlanes(colour, workScale_);
-    const cv::Matx23d w = fitGlobally(previousGray_, grayOf(work));
+    cv::Mat work = shrink(colour, workScale_);
+    const cv::Matx23d w = [&] {
+        const cv::Mat gray = grayOf(floatsOf(work)); // the planes in floats gone before the fit starts
+        return fitGlobally(previousGray_, gray);
+    }();
     fit.global = enlarged(w, workScale_);
     const cv::Matx22d a(fit.global(0, 0), fit.global(0, 1), fit.global(1, 0), fit.global(1, 1));
     const double scale = std::sqrt(std::abs(cv::determinant(a)));

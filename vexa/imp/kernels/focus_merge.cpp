@@ -230,7 +230,7 @@ void decideRow(const float* fine, const float* combined, const float* bestFine, 
 
 struct ShotRow {
     float soft;
-    std::uint16_t index;
+    int index;
     bool first;
 };
 
@@ -238,9 +238,9 @@ struct ShotRow {
 // the result have detail of their own, shares follow the sharpness as a steep power (a soft maximum):
 // shots nearly as sharp as each other are averaged, which takes the noise down without blurring, and a
 // clearly sharper shot takes the pixel alone. Elsewhere the decision says which shot takes it whole.
+template <class Index>
 void mergeRow(const ShotRow& shot, const float* fineRow, const float* combinedRow, const uchar* take,
-              const uchar* covered, float* bestFine, float* best, float* total, std::uint16_t* index, float* share,
-              int width)
+              const uchar* covered, float* bestFine, float* best, float* total, Index* index, float* share, int width)
 {
     for (int x = 0; x < width; ++x) {
         const float fine = fineRow[x], combined = combinedRow[x]; // at most largestScore (scoreOf)
@@ -264,13 +264,13 @@ void mergeRow(const ShotRow& shot, const float* fineRow, const float* combinedRo
             bestFine[x] = top;
             if (take[x]) {
                 best[x] = combined;
-                index[x] = shot.index;
+                index[x] = Index(shot.index);
             }
         } else if (take[x]) {
             bestFine[x] = fine;
             best[x] = combined;
             total[x] = 1.f;
-            index[x] = shot.index;
+            index[x] = Index(shot.index);
             share[x] = 1.f;
         }
     }
@@ -284,20 +284,49 @@ int levelCount(cv::Size size)
     return levels;
 }
 
-// g -= pyrUp(down), in place, a band of rows at a time: the expanded level is never made whole. A band
-// reads two rows of `down` beyond each of its ends, so that its rows come out as from the whole image.
+constexpr CacheBands levelBands{64}; // even, so that a band starts on a row of the level below
+
+// Rows [y0, y1) of a level of `size` less pyrUp(down) there (the level's detail), in place. A band reads
+// two rows of `down` beyond each of its ends, so that its rows come out as from the whole image.
+void subtractExpanded(cv::Mat& rows, int y0, cv::Size size, const cv::Mat& down)
+{
+    const int y1 = y0 + rows.rows;
+    const int d0 = std::max(0, y0 / 2 - 2), d1 = std::min(down.rows, (y1 + 1) / 2 + 2);
+    // The expanded rows 2 * d0 onwards; at the bottom, as many as the level has.
+    cv::Mat up;
+    cv::pyrUp(down.rowRange(d0, d1), up, cv::Size(size.width, std::min(2 * (d1 - d0), size.height - 2 * d0)));
+    cv::subtract(rows, up.rowRange(y0 - 2 * d0, y1 - 2 * d0), rows);
+}
+
+// g -= pyrUp(down), a band of rows at a time: the expanded level is never made whole.
 void subtractExpanded(cv::Mat& g, const cv::Mat& down)
 {
-    constexpr CacheBands bands{64}; // even, so that a band starts on a row of `down`
-    cv::Mat up;
-    forEachBand(g.rows, bands, [&](int y0, int y1) {
-        const int d0 = std::max(0, y0 / 2 - 2), d1 = std::min(down.rows, (y1 + 1) / 2 + 2);
-        // The expanded rows 2 * d0 onwards; at the bottom, as many as g has.
-        const int rows = std::min(2 * (d1 - d0), g.rows - 2 * d0);
-        cv::pyrUp(down.rowRange(d0, d1), up, cv::Size(g.cols, rows));
-        cv::Mat target = g.rowRange(y0, y1);
-        cv::subtract(target, up.rowRange(y0 - 2 * d0, y1 - 2 * d0), target);
+    forEachBand(g.rows, levelBands, [&](int y0, int y1) {
+        cv::Mat rows = g.rowRange(y0, y1);
+        subtractExpanded(rows, y0, g.size(), down);
     });
+}
+
+// The shot's planes at the first shot's exposure in the pyramid's units and type, rows [a, b).
+cv::Mat pyramidRows(const cv::Mat& aligned, int a, int b, const cv::Scalar& gains, int type)
+{
+    cv::Mat out;
+    cv::multiply(aligned.rowRange(a, b), gains, out, 1.0, type);
+    return out;
+}
+
+// pyrDown of the shot in the pyramid's units, from bands of its rows: the shot is never made whole in
+// them. Each band reads the two rows beyond its ends that OpenCV's 5-tap kernel reaches, and starts on an
+// even row, so that its rows come out as from the whole plane.
+cv::Mat reducedRows(const cv::Mat& aligned, const cv::Scalar& gains, int type)
+{
+    cv::Mat down((aligned.rows + 1) / 2, (aligned.cols + 1) / 2, type), part;
+    forEachBand(down.rows, CacheBands{levelBands.rows / 2}, [&](int d0, int d1) {
+        const int a = std::max(0, 2 * d0 - 2), b = std::min(aligned.rows, 2 * d1 + 2);
+        cv::pyrDown(pyramidRows(aligned, a, b, gains, type), part);
+        part.rowRange(d0 - a / 2, d1 - a / 2).copyTo(down.rowRange(d0, d1));
+    });
+    return down;
 }
 
 // The share of a weight in 255ths: 255 exactly 1, so that a shot taking a pixel whole gives it exactly.
@@ -403,19 +432,25 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
 
     // From here the state changes, whole.
     const int levels = first ? levelCount(size) : int(levels_.size());
+    // The index takes a byte a pixel until a 257th shot needs more.
+    cv::Mat index16;
+    if (index > 255 && index_.depth() == CV_8U)
+        index_.convertTo(index16, CV_16U);
     if (first) {
         best_.create(size, CV_16F);
         bestFine_.create(size, CV_16F);
         totals_.create(size, CV_16F);
-        index_ = cv::Mat(size, CV_16U, cv::Scalar(0));
+        index_ = cv::Mat(size, CV_8U, cv::Scalar(0));
         levels_.resize(size_t(levels));
     } else {
         aligner_.commit(fit);
     }
+    if (!index16.empty())
+        index_ = index16;
     // The shot's share of each pixel, in 255ths: exact where one shot takes a pixel whole.
     cv::Mat weight(size, CV_8U);
     floor_ = scores.floor;
-    const ShotRow row{soft, std::uint16_t(std::min(index, 65535)), first};
+    const ShotRow row{soft, std::min(index, 65535), first};
     for (int y = 0; y < size.height; ++y) {
         if (!first) {
             widen(bestFine_, y, 0);
@@ -424,8 +459,13 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
         }
         widen(scores.fine, y, 3);
         widen(scores.combined, y, 4);
-        mergeRow(row, fine, combined, take.ptr<uchar>(y), fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y),
-                 bestFine, best, total, index_.ptr<std::uint16_t>(y), share, size.width);
+        const uchar* covered = fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y);
+        if (index_.depth() == CV_8U)
+            mergeRow(row, fine, combined, take.ptr<uchar>(y), covered, bestFine, best, total, index_.ptr<uchar>(y),
+                     share, size.width);
+        else
+            mergeRow(row, fine, combined, take.ptr<uchar>(y), covered, bestFine, best, total,
+                     index_.ptr<std::uint16_t>(y), share, size.width);
         rows.row(0).convertTo(bestFine_.row(y), CV_16F);
         rows.row(1).convertTo(best_.row(y), CV_16F);
         rows.row(2).convertTo(totals_.row(y), CV_16F);
@@ -433,11 +473,30 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     }
     scores = Scores();
     take.release();
-    cv::Mat g;
-    cv::multiply(aligned, cv::Scalar(gains[0] * unit_, gains[1] * unit_, gains[2] * unit_), g, 1.0,
-                 unit_ == 1.0 ? CV_32F : CV_16S);
+    // The finest level is made and blended a band of rows at a time from the aligned shot: the shot is
+    // never made whole in the pyramid's units, which take twice its bytes or more.
+    const cv::Scalar units(gains[0] * unit_, gains[1] * unit_, gains[2] * unit_);
+    const int type = CV_MAKETYPE(unit_ == 1.0 ? CV_32F : CV_16S, aligned.channels());
+    cv::Mat g = levels > 1 ? reducedRows(aligned, units, type) : pyramidRows(aligned, 0, size.height, units, type);
+    if (levels > 1) {
+        if (first)
+            levels_[0].create(size, type);
+        forEachBand(size.height, levelBands, [&](int y0, int y1) {
+            cv::Mat rows = pyramidRows(aligned, y0, y1, units, type);
+            subtractExpanded(rows, y0, size, g);
+            if (first)
+                rows.copyTo(levels_[0].rowRange(y0, y1));
+            else {
+                cv::Mat result = levels_[0].rowRange(y0, y1);
+                blendLevel(result, rows, weight.rowRange(y0, y1));
+            }
+        });
+        cv::Mat w;
+        cv::pyrDown(weight, w);
+        weight = w;
+    }
     aligned.release();
-    for (int l = 0; l + 1 < levels; ++l) {
+    for (int l = 1; l + 1 < levels; ++l) {
         cv::Mat down;
         cv::pyrDown(g, down);
         subtractExpanded(g, down); // the level's detail, in place of the level itself

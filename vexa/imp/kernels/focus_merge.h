@@ -21,7 +21,7 @@
 //    exposure differences.
 // State: the result's pyramid (8 bytes a pixel in colour for 8-bit shots, 16 for others, a third of that
 // in gray); in half precision, the best score at all scales and at the finest and the total share of the
-// shots averaged (6); the index of the shot that gave the best (2); the aligner's neighbour at a quarter
+// shots averaged (6); the index of the shot that gave the best (1, 2 beyond 256 shots); the aligner's neighbour at a quarter
 // of the pixels. While a shot is merged, beside the shot and its aligned copy: its two scores in half
 // precision (the energy behind them made a band of rows at a time, never whole) and the decision, then its
 // share of each pixel in 255ths (1 byte), which is exact where one shot takes a pixel whole.
@@ -54,7 +54,8 @@ public:
     // Rows [first, last) of a result in the shots' units, as the given OpenCV depth: a band at a time, so
     // that no second full-size copy is made.
     void toShotUnits(const cv::Mat& merged, int first, int last, int depth, cv::Mat& out) const;
-    // The index of the shot each pixel's finest detail came from (CV_16U).
+    // The index of the shot each pixel's finest detail came from: CV_8U while no shot beyond the 256th was
+    // merged, CV_16U from then on.
     const cv::Mat& index() const { return index_; }
 
 private:
@@ -69,7 +70,7 @@ private:
     // Per pixel, in half precision: the best score so far at all scales and at the finest, and the total
     // weight of the shots averaged there, relative to the sharpest.
     cv::Mat best_, bestFine_, totals_;
-    cv::Mat index_; // CV_16U
+    cv::Mat index_; // CV_8U, or CV_16U once a shot's index passes 255
 };
 
 } // namespace VEXA
