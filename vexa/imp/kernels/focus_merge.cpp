@@ -150,10 +150,91 @@ constexpr int blurReach = 9;
 constexpr CacheBands scoreBands{64};
 
 struct Scores {
-    // In half precision, at most largestScore, as the state keeps them:
+    // At half the size each way (see halved) and in half precision, at most largestScore, as the state
+    // keeps them:
     cv::Mat fine;     // the finest scale alone: detail of the shot's own
     cv::Mat combined; // all three scales
     float floor = 0;  // the noise floor of the energy (its median), in the scores' units
+};
+
+// Scores are blurred over about 2 pixels at the finest: sampled at every other pixel each way, they lose
+// under a hundredth of what they hold (the blur passes 0.7% at the half size's limit), and read back
+// bilinearly (HalfRows) they decide each pixel as the full-size ones would, at a quarter of the memory.
+cv::Size halfOf(cv::Size size) { return cv::Size((size.width + 1) / 2, (size.height + 1) / 2); }
+
+// The mean of each 2 x 2 block of `rows` (an even first row onwards; at an odd last row or column, of the
+// pixels there are), as rows of the half-size plane from y0 / 2, in half precision.
+void halveInto(const cv::Mat& rows, int y0, cv::Mat& half)
+{
+    cv::Mat mean(1, half.cols, CV_32F);
+    float* m = mean.ptr<float>(0);
+    for (int j = 0; j < (rows.rows + 1) / 2; ++j) {
+        const float* a = rows.ptr<float>(2 * j);
+        const float* b = rows.ptr<float>(std::min(2 * j + 1, rows.rows - 1));
+        for (int i = 0; i < half.cols; ++i) {
+            const int x0 = 2 * i, x1 = std::min(x0 + 1, rows.cols - 1); // a pixel counted twice is still a mean
+            m[i] = 0.25f * (a[x0] + a[x1] + b[x0] + b[x1]);
+        }
+        mean.convertTo(half.row(y0 / 2 + j), CV_16F);
+    }
+}
+
+// Rows of a half-size plane (CV_16F) read at the full size bilinearly, as OpenCV's linear resize places
+// the samples (a full-size pixel x between the half-size ones around x / 2 - 0.25). Rows are asked for in
+// order; each half-size row is widened once.
+class HalfRows {
+public:
+    HalfRows(const cv::Mat& half, cv::Size full)
+        : half_(half), full_(full), x0_(size_t(full.width)), x1_(size_t(full.width)), ax_(size_t(full.width)),
+          wide_(2, full.width, CV_32F), row_(1, full.width, CV_32F), narrow_(1, half.cols, CV_32F)
+    {
+        for (int x = 0; x < full.width; ++x)
+            place(x, half.cols, x0_[size_t(x)], x1_[size_t(x)], ax_[size_t(x)]);
+    }
+    const float* row(int y)
+    {
+        int i0 = 0, i1 = 0;
+        float a = 0;
+        place(y, half_.rows, i0, i1, a);
+        const float* top = widened(i0);
+        const float* bottom = widened(i1);
+        float* out = row_.ptr<float>(0);
+        for (int x = 0; x < full_.width; ++x)
+            out[x] = top[x] + (bottom[x] - top[x]) * a;
+        return out;
+    }
+
+private:
+    static void place(int at, int n, int& i0, int& i1, float& a)
+    {
+        const double p = std::min(std::max((at + 0.5) / 2 - 0.5, 0.0), double(n - 1));
+        i0 = std::min(int(p), n - 1);
+        i1 = std::min(i0 + 1, n - 1);
+        a = float(p - i0);
+    }
+    const float* widened(int i)
+    {
+        for (int k = 0; k < 2; ++k)
+            if (cached_[k] == i)
+                return wide_.ptr<float>(k);
+        const int k = cached_[0] < cached_[1] ? 0 : 1; // rows come in order: the older goes
+        cached_[k] = i;
+        half_.row(i).convertTo(narrow_, CV_32F);
+        const float* n = narrow_.ptr<float>(0);
+        float* w = wide_.ptr<float>(k);
+        for (int x = 0; x < full_.width; ++x) {
+            const size_t s = size_t(x);
+            w[x] = n[x0_[s]] + (n[x1_[s]] - n[x0_[s]]) * ax_[s];
+        }
+        return w;
+    }
+
+    const cv::Mat& half_;
+    cv::Size full_;
+    std::vector<int> x0_, x1_;
+    std::vector<float> ax_;
+    cv::Mat wide_, row_, narrow_;
+    int cached_[2] = {-1, -1};
 };
 
 // The scores of an aligned shot whose luminance `gain` brings to the first shot's exposure, in `scale`
@@ -195,8 +276,8 @@ Scores scoreOf(const cv::Mat& aligned, double gain, double scale, float floor)
     coarse.finish();
     checkpoint(0.7, "measuring");
 
-    scores.fine.create(size, CV_16F);
-    scores.combined.create(size, CV_16F);
+    scores.fine.create(halfOf(size), CV_16F);
+    scores.combined.create(halfOf(size), CV_16F);
     forEachBand(size.height, scoreBands, [&](int y0, int y1) {
         const int a = std::max(0, y0 - blurReach), b = std::min(size.height, y1 + blurReach);
         cv::Mat e = energy.rows(a, b), fine;
@@ -210,10 +291,28 @@ Scores scoreOf(const cv::Mat& aligned, double gain, double scale, float floor)
         // that, never as infinities.
         cv::min(fine, largestScore, fine);
         cv::min(combined, largestScore, combined);
-        fine.convertTo(scores.fine.rowRange(y0, y1), CV_16F);
-        combined.convertTo(scores.combined.rowRange(y0, y1), CV_16F);
+        halveInto(fine, y0, scores.fine);
+        halveInto(combined, y0, scores.combined);
     });
     return scores;
+}
+
+// A decision (CV_8U, 255 or 0) at half the size each way: 255 where most of the 2 x 2 pixels are, or with
+// `all`, where all of them are (at an odd last row or column, of the pixels there are).
+cv::Mat halvedDecision(const cv::Mat& full, bool all)
+{
+    cv::Mat half(halfOf(full.size()), CV_8U);
+    for (int j = 0; j < half.rows; ++j) {
+        const uchar* a = full.ptr<uchar>(2 * j);
+        const uchar* b = full.ptr<uchar>(std::min(2 * j + 1, full.rows - 1));
+        uchar* h = half.ptr<uchar>(j);
+        for (int i = 0; i < half.cols; ++i) {
+            const int x0 = 2 * i, x1 = std::min(x0 + 1, full.cols - 1);
+            const int count = (a[x0] != 0) + (a[x1] != 0) + (b[x0] != 0) + (b[x1] != 0);
+            h[i] = (all ? count == 4 : count >= 2) ? 255 : 0;
+        }
+    }
+    return half;
 }
 
 // Where a new shot beats the best so far (255): where either has detail of its own, the sharper detail
@@ -402,30 +501,17 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     Scores scores = scoreOf(aligned, aligned.channels() == 1 ? gains[0] : lumaOf(gains[0], gains[1], gains[2]),
                             scoreScale_, first ? FLT_MAX : floor_);
     checkpoint(0.8, "measuring");
-    const cv::Size size = aligned.size();
+    const cv::Size size = aligned.size(), half = halfOf(size);
     const float detail = detailFloor * scores.floor;
     const float soft = softFloor * scores.floor;
+    const auto coveredRow = [&](int y) { return fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y); };
     // The decision, aside: where the new shot beats the best so far, without isolated flips.
     cv::Mat take(size, CV_8U, cv::Scalar(255));
-    // The state and the scores are kept in half precision; a row at a time is widened to work on: the
-    // best score at the finest scale and at all, the total share, the shot's scores and its share.
-    cv::Mat rows(6, size.width, CV_32F);
-    float* const bestFine = rows.ptr<float>(0);
-    float* const best = rows.ptr<float>(1);
-    float* const total = rows.ptr<float>(2);
-    float* const fine = rows.ptr<float>(3);
-    float* const combined = rows.ptr<float>(4);
-    float* const share = rows.ptr<float>(5);
-    const auto widen = [&](const cv::Mat& half, int y, int row) { half.row(y).convertTo(rows.row(row), CV_32F); };
     if (!first) {
-        for (int y = 0; y < size.height; ++y) {
-            widen(bestFine_, y, 0);
-            widen(best_, y, 1);
-            widen(scores.fine, y, 3);
-            widen(scores.combined, y, 4);
-            decideRow(fine, combined, bestFine, best, fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y), detail,
+        HalfRows bestFine(bestFine_, size), best(best_, size), fine(scores.fine, size), combined(scores.combined, size);
+        for (int y = 0; y < size.height; ++y)
+            decideRow(fine.row(y), combined.row(y), bestFine.row(y), best.row(y), coveredRow(y), detail,
                       take.ptr<uchar>(y), size.width);
-        }
         cv::medianBlur(take, take, 5);
     }
     checkpoint(0.85, "merging");
@@ -437,9 +523,9 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     if (index > 255 && index_.depth() == CV_8U)
         index_.convertTo(index16, CV_16U);
     if (first) {
-        best_.create(size, CV_16F);
-        bestFine_.create(size, CV_16F);
-        totals_.create(size, CV_16F);
+        best_.create(half, CV_16F);
+        bestFine_.create(half, CV_16F);
+        totals_.create(half, CV_16F);
         index_ = cv::Mat(size, CV_8U, cv::Scalar(0));
         levels_.resize(size_t(levels));
     } else {
@@ -447,11 +533,43 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     }
     if (!index16.empty())
         index_ = index16;
-    // The shot's share of each pixel, in 255ths: exact where one shot takes a pixel whole.
-    cv::Mat weight(size, CV_8U);
     floor_ = scores.floor;
-    const ShotRow row{soft, std::min(index, 65535), first};
-    for (int y = 0; y < size.height; ++y) {
+    const ShotRow shotRow{soft, std::min(index, 65535), first};
+    // A row at a time is worked on in single precision: the best score at the finest scale and at all, the
+    // total share, the shot's scores and its share.
+    cv::Mat rows(6, size.width, CV_32F);
+    const auto at = [&](int row) { return rows.ptr<float>(row); };
+    // Each pixel's share and index, from the state as it was, read at the full size.
+    cv::Mat weight(size, CV_8U); // in 255ths: exact where one shot takes a pixel whole
+    {
+        HalfRows bestFine(bestFine_, size), best(best_, size), total(totals_, size), fine(scores.fine, size),
+            combined(scores.combined, size);
+        const auto put = [&](const float* from, int row) { std::copy(from, from + size.width, at(row)); };
+        for (int y = 0; y < size.height; ++y) {
+            if (!first) {
+                put(bestFine.row(y), 0);
+                put(best.row(y), 1);
+                put(total.row(y), 2);
+            }
+            const float *f = fine.row(y), *c = combined.row(y);
+            if (index_.depth() == CV_8U)
+                mergeRow(shotRow, f, c, take.ptr<uchar>(y), coveredRow(y), at(0), at(1), at(2), index_.ptr<uchar>(y),
+                         at(5), size.width);
+            else
+                mergeRow(shotRow, f, c, take.ptr<uchar>(y), coveredRow(y), at(0), at(1), at(2),
+                         index_.ptr<std::uint16_t>(y), at(5), size.width);
+            rows.row(5).convertTo(weight.row(y), CV_8U, 255.0);
+        }
+    }
+    // The state itself, at half the size, each of its pixels taken by the shot where most of the four
+    // full-size ones are, and only where all four are covered.
+    const cv::Mat takeHalf = halvedDecision(take, false);
+    const cv::Mat coveredHalf = fit.covered.empty() ? cv::Mat() : halvedDecision(fit.covered, true);
+    std::vector<uchar> noIndex(size_t(half.width));
+    const auto widen = [&](const cv::Mat& plane, int y, int row) {
+        plane.row(y).convertTo(rows.row(row).colRange(0, half.width), CV_32F);
+    };
+    for (int y = 0; y < half.height; ++y) {
         if (!first) {
             widen(bestFine_, y, 0);
             widen(best_, y, 1);
@@ -459,17 +577,12 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
         }
         widen(scores.fine, y, 3);
         widen(scores.combined, y, 4);
-        const uchar* covered = fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y);
-        if (index_.depth() == CV_8U)
-            mergeRow(row, fine, combined, take.ptr<uchar>(y), covered, bestFine, best, total, index_.ptr<uchar>(y),
-                     share, size.width);
-        else
-            mergeRow(row, fine, combined, take.ptr<uchar>(y), covered, bestFine, best, total,
-                     index_.ptr<std::uint16_t>(y), share, size.width);
-        rows.row(0).convertTo(bestFine_.row(y), CV_16F);
-        rows.row(1).convertTo(best_.row(y), CV_16F);
-        rows.row(2).convertTo(totals_.row(y), CV_16F);
-        rows.row(5).convertTo(weight.row(y), CV_8U, 255.0);
+        mergeRow(shotRow, at(3), at(4), takeHalf.ptr<uchar>(y),
+                 coveredHalf.empty() ? nullptr : coveredHalf.ptr<uchar>(y), at(0), at(1), at(2), noIndex.data(), at(5),
+                 half.width);
+        rows.row(0).colRange(0, half.width).convertTo(bestFine_.row(y), CV_16F);
+        rows.row(1).colRange(0, half.width).convertTo(best_.row(y), CV_16F);
+        rows.row(2).colRange(0, half.width).convertTo(totals_.row(y), CV_16F);
     }
     scores = Scores();
     take.release();

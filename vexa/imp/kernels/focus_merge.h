@@ -19,12 +19,17 @@
 //    the finest level each pixel keeps the detail of the shots that share it (one, where one is sharp: no
 //    ghosts), while coarser levels blend across the decision's edges, hiding seams and what is left of the
 //    exposure differences.
+// Scores are blurred over about 2 pixels at their finest, so they are kept at half the size each way and
+// read back bilinearly at every pixel, which decides each pixel, its share and its index as the full-size
+// scores would; the state's own scores are updated at that size, each of its pixels as most of the four
+// full-size ones under it were decided.
 // State: the result's pyramid (8 bytes a pixel in colour for 8-bit shots, 16 for others, a third of that
-// in gray); in half precision, the best score at all scales and at the finest and the total share of the
-// shots averaged (6); the index of the shot that gave the best (1, 2 beyond 256 shots); the aligner's neighbour at a quarter
-// of the pixels. While a shot is merged, beside the shot and its aligned copy: its two scores in half
-// precision (the energy behind them made a band of rows at a time, never whole) and the decision, then its
-// share of each pixel in 255ths (1 byte), which is exact where one shot takes a pixel whole.
+// in gray); at half the size and in half precision, the best score at all scales and at the finest and
+// the total share of the shots averaged (1.5); the index of the shot that gave the best (1, 2 beyond 256
+// shots); the aligner's neighbour at a quarter of the pixels. While a shot is merged, beside the shot and
+// its aligned copy: its two scores at half the size (1; the energy behind them made a band of rows at a
+// time, never whole) and the decision, then its share of each pixel in 255ths (1 byte), which is exact
+// where one shot takes a pixel whole.
 #pragma once
 
 #include <vexa/imp/kernels/focus_align.h>
@@ -67,8 +72,8 @@ private:
     double unit_ = 1.0; // the pyramid's values per unit of the shots
     double scoreScale_ = 1.0; // scores in units of the shots squared, times this
     float floor_ = 0;         // the lowest noise floor of the shots so far
-    // Per pixel, in half precision: the best score so far at all scales and at the finest, and the total
-    // weight of the shots averaged there, relative to the sharpest.
+    // At half the size and in half precision: the best score so far at all scales and at the finest, and
+    // the total weight of the shots averaged there, relative to the sharpest.
     cv::Mat best_, bestFine_, totals_;
     cv::Mat index_; // CV_8U, or CV_16U once a shot's index passes 255
 };
