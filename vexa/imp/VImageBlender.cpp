@@ -773,18 +773,19 @@ void VImageBlender::finishDepthMap()
         return;
     const bool gray = shape_.format == GrayScale;
     const Channel channel = depthChannel(shape_);
-    const cv::Mat planes = depthMerge_->result();
+    const cv::Mat coarse = depthMerge_->coarse();
+    const cv::Size size = depthMerge_->index().size();
     // A fresh block each time, of the shots' roi: an image handed out earlier keeps its pixels.
     VImage merged =
-        blankImage(planes.cols, planes.rows, gray ? GrayScale : XRGB, channel, shape_.origin, shape_.rowsAlignment);
+        blankImage(size.width, size.height, gray ? GrayScale : XRGB, channel, shape_.origin, shape_.rowsAlignment);
     if (merged.isEmpty())
         throw std::bad_alloc();
-    // A band of rows at a time: no second full-size copy of the result.
+    // A band of rows at a time: the result is never made whole but in the shots' units.
     const cv::Mat out = asCvMat(merged);
     cv::Mat typed;
     for (int y = 0; y < out.rows; y += 64) {
         const int last = std::min(out.rows, y + 64);
-        depthMerge_->toShotUnits(planes, y, last, cvDepthOf(channel), typed);
+        depthMerge_->toShotUnits(coarse, y, last, cvDepthOf(channel), typed);
         cv::Mat rows = out.rowRange(y, last);
         writeInto(rows, [&](cv::Mat& dst) {
             if (gray)

@@ -385,16 +385,21 @@ int levelCount(cv::Size size)
 
 constexpr CacheBands levelBands{64}; // even, so that a band starts on a row of the level below
 
-// Rows [y0, y1) of a level of `size` less pyrUp(down) there (the level's detail), in place. A band reads
-// two rows of `down` beyond each of its ends, so that its rows come out as from the whole image.
-void subtractExpanded(cv::Mat& rows, int y0, cv::Size size, const cv::Mat& down)
+// Rows [y0, y1) of pyrUp(down) to a level of `size`. A band reads two rows of `down` beyond each of its
+// ends, so that its rows come out as from the whole image.
+cv::Mat expandedRows(const cv::Mat& down, int y0, int y1, cv::Size size)
 {
-    const int y1 = y0 + rows.rows;
     const int d0 = std::max(0, y0 / 2 - 2), d1 = std::min(down.rows, (y1 + 1) / 2 + 2);
     // The expanded rows 2 * d0 onwards; at the bottom, as many as the level has.
     cv::Mat up;
     cv::pyrUp(down.rowRange(d0, d1), up, cv::Size(size.width, std::min(2 * (d1 - d0), size.height - 2 * d0)));
-    cv::subtract(rows, up.rowRange(y0 - 2 * d0, y1 - 2 * d0), rows);
+    return up.rowRange(y0 - 2 * d0, y1 - 2 * d0);
+}
+
+// Rows y0 onwards of a level of `size` less pyrUp(down) there (the level's detail), in place.
+void subtractExpanded(cv::Mat& rows, int y0, cv::Size size, const cv::Mat& down)
+{
+    cv::subtract(rows, expandedRows(down, y0, y0 + rows.rows, size), rows);
 }
 
 // g -= pyrUp(down), a band of rows at a time: the expanded level is never made whole.
@@ -642,12 +647,12 @@ FocusDepthMerge FocusDepthMerge::copy() const
     return out;
 }
 
-cv::Mat FocusDepthMerge::result() const
+cv::Mat FocusDepthMerge::coarse() const
 {
-    if (levels_.empty())
+    if (levels_.size() < 2)
         return cv::Mat();
     cv::Mat r = levels_.back().clone();
-    for (size_t l = levels_.size() - 1; l-- > 0;) {
+    for (size_t l = levels_.size() - 1; l-- > 1;) {
         cv::Mat up;
         cv::pyrUp(r, up, levels_[l].size());
         r.release();
@@ -657,9 +662,15 @@ cv::Mat FocusDepthMerge::result() const
     return r;
 }
 
-void FocusDepthMerge::toShotUnits(const cv::Mat& merged, int first, int last, int depth, cv::Mat& out) const
+void FocusDepthMerge::toShotUnits(const cv::Mat& coarse, int first, int last, int depth, cv::Mat& out) const
 {
-    merged.rowRange(first, last).convertTo(out, depth, 1.0 / unit_); // rounded and saturated
+    cv::Mat rows = levels_[0].rowRange(first, last);
+    if (!coarse.empty()) {
+        cv::Mat sum;
+        cv::add(rows, expandedRows(coarse, first, last, levels_[0].size()), sum);
+        rows = sum;
+    }
+    rows.convertTo(out, depth, 1.0 / unit_); // rounded and saturated
 }
 
 } // namespace VEXA

@@ -54,11 +54,12 @@ public:
     // data) may say which pixels a shot aligned by the caller covers.
     // Returns the shot's gains and geometry (geometryOf its fit).
     FocusAligner::Fit add(cv::Mat shot, int index, const cv::Mat& covered = cv::Mat());
-    // The merge so far, in the pyramid's units (see toShotUnits).
-    cv::Mat result() const;
-    // Rows [first, last) of a result in the shots' units, as the given OpenCV depth: a band at a time, so
-    // that no second full-size copy is made.
-    void toShotUnits(const cv::Mat& merged, int first, int last, int depth, cv::Mat& out) const;
+    // The merge so far without its finest level: the coarser levels collapsed, at half the size, in the
+    // pyramid's units (empty when the pyramid has one level).
+    cv::Mat coarse() const;
+    // Rows [first, last) of the merge so far in the shots' units, as the given OpenCV depth, from coarse():
+    // a band at a time, so that the merge is never made whole in the pyramid's units.
+    void toShotUnits(const cv::Mat& coarse, int first, int last, int depth, cv::Mat& out) const;
     // The index of the shot each pixel's finest detail came from: CV_8U while no shot beyond the 256th was
     // merged, CV_16U from then on.
     const cv::Mat& index() const { return index_; }
