@@ -26,8 +26,6 @@ constexpr double flatDetail = 0.05;
 constexpr int flowReduction = 4;
 // Rows of the full-size map made at once: the map is 8 bytes a pixel, never made whole.
 constexpr CacheBands mapBands{64};
-// Rows of the flow's weights made at once.
-constexpr CacheBands detailBands{128};
 
 cv::Mat shrink(const cv::Mat& image, int scale)
 {
@@ -325,20 +323,21 @@ std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv:
 // tile's own centre is kept; the smoothing that follows hides what little differs at the tiles' edges.
 // Each tile has a DIS of its own: OpenCV 4.6's DIS, called again on a plane of another size, now and then
 // reads past its buffers in its parallel loops (a crash on about half the runs of a 12-megapixel stack).
-cv::Mat tiledFlow(const cv::Mat& target, const cv::Mat& moving)
+// Calls tile(inner rectangle, its flow) for each tile: the flow is never made whole.
+void forEachFlowTile(const cv::Mat& target, const cv::Mat& moving,
+                     const std::function<void(const cv::Rect&, const cv::Mat&)>& tile)
 {
-    constexpr int tile = 512, overlap = 64;
-    cv::Mat flow(target.size(), CV_32FC2), part;
+    constexpr int side = 512, overlap = 64; // a multiple of flowReduction: each cell of the grid in one tile
+    cv::Mat part;
     const cv::Rect whole(cv::Point(), target.size());
-    for (int y = 0; y < target.rows; y += tile)
-        for (int x = 0; x < target.cols; x += tile) {
-            const cv::Rect inner = cv::Rect(x, y, tile, tile) & whole;
-            const cv::Rect outer = cv::Rect(x - overlap, y - overlap, tile + 2 * overlap, tile + 2 * overlap) & whole;
+    for (int y = 0; y < target.rows; y += side)
+        for (int x = 0; x < target.cols; x += side) {
+            const cv::Rect inner = cv::Rect(x, y, side, side) & whole;
+            const cv::Rect outer = cv::Rect(x - overlap, y - overlap, side + 2 * overlap, side + 2 * overlap) & whole;
             const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
             dis->calc(target(outer).clone(), moving(outer).clone(), part); // DIS takes continuous planes only
-            part(inner - outer.tl()).copyTo(flow(inner));
+            tile(inner, part(inner - outer.tl()));
         }
-    return flow;
 }
 
 // The flow that brings `moving` onto `target` (target(x) ~ moving(x + flow(x))), as a smooth field on a
@@ -349,43 +348,59 @@ cv::Mat tiledFlow(const cv::Mat& target, const cv::Mat& moving)
 cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius, double longest)
 {
     const cv::Mat target = equalised(target8), moving = equalised(moving8);
-    const cv::Mat flow = tiledFlow(target, moving);
     // Detail that pins motion down in both directions: the structure tensor's smaller eigenvalue. Along
     // stripes (a barcode, a ruled line) flow is known across them only, and taking it there bends them.
-    // Made a band of rows at a time (OpenCV's tensor holds some twenty bytes a pixel), each band read with
-    // the rows around it that the 5 x 5 window and the 3 x 3 derivative reach, so that it is exact.
-    cv::Mat weight(target.size(), CV_32F);
-    forEachBand(target.rows, detailBands, [&](int y0, int y1) {
-        const RowsRead read = rowsRead(y0, y1, 4, target.rows);
-        const cv::Rect rows(0, read.top, target.cols, read.bottom - read.top),
-            kept(0, y0 - read.top, target.cols, y1 - y0);
-        cv::Mat a, b;
-        cv::cornerMinEigenVal(target(rows), a, 5, 3);
-        cv::cornerMinEigenVal(moving(rows), b, 5, 3);
-        cv::sqrt(cv::max(cv::min(a(kept), b(kept)), 0.0), weight.rowRange(y0, y1));
+    // Made a tile at a time with the pixels around it that the 5 x 5 window and the 3 x 3 derivative
+    // reach, so that it is exact, and summed at once into the reduced grid (the field holds nothing finer
+    // once averaged over `radius`), the weighted flow and the weights: neither they nor the flow are ever
+    // made at the planes' size.
+    const cv::Size kept(std::max(1, target.cols / flowReduction), std::max(1, target.rows / flowReduction));
+    cv::Mat weighted(kept, CV_32FC2, cv::Scalar::all(0)), total(kept, CV_32F, cv::Scalar(0));
+    double sum = 0;
+    const cv::Rect whole(cv::Point(), target.size());
+    forEachFlowTile(target, moving, [&](const cv::Rect& inner, const cv::Mat& flow) {
+        const cv::Rect read = cv::Rect(inner.x - 4, inner.y - 4, inner.width + 8, inner.height + 8) & whole;
+        const cv::Rect in(inner.tl() - read.tl(), inner.size());
+        cv::Mat a, b, weight;
+        cv::cornerMinEigenVal(target(read), a, 5, 3);
+        cv::cornerMinEigenVal(moving(read), b, 5, 3);
+        cv::sqrt(cv::max(cv::min(a(in), b(in)), 0.0), weight);
+        for (int r = 0; r < flow.rows; ++r) {
+            const int cy = std::min((inner.y + r) / flowReduction, kept.height - 1);
+            const cv::Vec2f* f = flow.ptr<cv::Vec2f>(r);
+            const float* w = weight.ptr<float>(r);
+            cv::Vec2f* sw = weighted.ptr<cv::Vec2f>(cy);
+            float* st = total.ptr<float>(cy);
+            for (int x = 0; x < flow.cols; ++x) {
+                // Vectors longer than `longest` count for nothing; the last cell of a row or column takes
+                // what is left over when the size is no multiple of the reduction.
+                const float wx = std::hypot(f[x][0], f[x][1]) > longest ? 0.f : w[x];
+                const int cx = std::min((inner.x + x) / flowReduction, kept.width - 1);
+                sw[cx] += f[x] * wx;
+                st[cx] += wx;
+                sum += wx;
+            }
+        }
     });
-    for (int y = 0; y < flow.rows; ++y) {
-        const cv::Vec2f* f = flow.ptr<cv::Vec2f>(y);
-        float* w = weight.ptr<float>(y);
-        for (int x = 0; x < flow.cols; ++x)
-            if (std::hypot(f[x][0], f[x][1]) > longest)
-                w[x] = 0.f;
-    }
-    const double floor = 0.05 * cv::mean(weight)[0] + 1e-6;
-    cv::Mat weighted, total;
-    cv::Mat pair[] = {weight, weight};
-    cv::merge(pair, 2, total);
-    cv::multiply(flow, total, weighted);
-    // Averaged over `radius`, the field holds nothing finer than its reduced grid: both sums are reduced
-    // first and blurred there, at a sixteenth of the work of a blur this wide at full size.
-    const cv::Size kept(std::max(1, flow.cols / flowReduction), std::max(1, flow.rows / flowReduction));
-    cv::resize(weighted, weighted, kept, 0, 0, cv::INTER_AREA);
-    cv::resize(total, total, kept, 0, 0, cv::INTER_AREA);
+    const double floor = 0.05 * sum / double(target.total()) + 1e-6;
+    // Sums into means, as an area reduction makes them.
+    const auto cells = [](int cell, int cells, int size) {
+        return cell + 1 < cells ? flowReduction : size - flowReduction * cell;
+    };
+    for (int cy = 0; cy < kept.height; ++cy)
+        for (int cx = 0; cx < kept.width; ++cx) {
+            const float n = float(cells(cy, kept.height, target.rows) * cells(cx, kept.width, target.cols));
+            weighted.at<cv::Vec2f>(cy, cx) /= n;
+            total.at<float>(cy, cx) /= n;
+        }
+    // Averaged over `radius`, the field holds nothing finer than its reduced grid: both sums are blurred
+    // there, at a sixteenth of the work of a blur this wide at full size.
     cv::GaussianBlur(weighted, weighted, cv::Size(), radius / flowReduction);
     cv::GaussianBlur(total, total, cv::Size(), radius / flowReduction);
     cv::add(total, cv::Scalar::all(floor), total);
-    cv::Mat smooth;
-    cv::divide(weighted, total, smooth);
+    cv::Mat pair[] = {total, total}, totals, smooth;
+    cv::merge(pair, 2, totals);
+    cv::divide(weighted, totals, smooth);
     return smooth;
 }
 
@@ -530,12 +545,13 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     fit.gains = medianRatios(previousSmall_, small, inside, previousDetail_, fit.smallDetail);
     fit.small = scaled(small, fit.gains);
 
-    // Parallax: what the global fit leaves, locally.
-    const cv::Mat matched = matchedGray(work, fit.gains);
-    work.release();
-    const cv::Mat gray = warped(matched, w, previousGray_.size());
-    cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(gray, grayScale_), 12.0,
-                              std::max(4.0, 0.01 * std::hypot(gray.cols, gray.rows)));
+    // Parallax: what the global fit leaves, locally. The shot's gray plane, matched and fitted, is made
+    // again where it is needed rather than kept through the flow: at the working size in floats, each
+    // such plane weighs as much as all the flow's own.
+    const auto matched = [&] { return matchedGray(work, fit.gains); };
+    const auto fitted = [&] { return warped(matched(), w, previousGray_.size()); };
+    const cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(fitted(), grayScale_), 12.0,
+                                    std::max(4.0, 0.01 * std::hypot(previousGray_.cols, previousGray_.rows)));
     fit.localShift = largeShift(flow) * workScale_;
     // Focus differences alone make flow appear at defocused edges, changing sign from one side of an edge
     // to the other and pointing every way around an object; motion (parallax) moves whole areas alike, in
@@ -544,32 +560,33 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     cv::Mat wide;
     cv::GaussianBlur(flow, wide, cv::Size(), 36.0 / flowReduction);
     const bool local = coherentShift(wide) * workScale_ >= 0.25;
-    if (local) {
-        // The field read bilinearly at every working pixel, as applyFit reads it at every pixel.
-        cv::Mat full, map(gray.size(), CV_32FC2);
-        cv::resize(flow, full, gray.size(), 0, 0, cv::INTER_LINEAR);
-        for (int y = 0; y < map.rows; ++y) {
-            const cv::Vec2f* f = full.ptr<cv::Vec2f>(y);
-            cv::Vec2f* m = map.ptr<cv::Vec2f>(y);
-            for (int x = 0; x < map.cols; ++x)
-                m[x] = cv::Vec2f(float(x) + f[x][0], float(y) + f[x][1]);
-        }
-        cv::remap(gray, fit.gray, map, cv::noArray(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
-    } else {
-        fit.localShift = 0;
-        fit.gray = gray;
-    }
-
     double still = 0;
     for (const cv::Point2d& p : {cv::Point2d(0, 0), cv::Point2d(size_.width, 0), cv::Point2d(0, size_.height),
                                  cv::Point2d(size_.width, size_.height)})
         still = std::max(still, std::hypot(fit.global(0, 0) * p.x + fit.global(0, 1) * p.y + fit.global(0, 2) - p.x,
                                            fit.global(1, 0) * p.x + fit.global(1, 1) * p.y + fit.global(1, 2) - p.y));
-    if (still < 0.1 && !local) {
-        fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
-        fit.gray = matched;
-        return fit;
+    if (!local) {
+        fit.localShift = 0;
+        if (still < 0.1) {
+            fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
+            fit.gray = matched();
+            return fit;
+        }
+        fit.gray = fitted();
+    } else {
+        // The field read bilinearly at every working pixel, as applyFit reads it at every pixel, a band of
+        // rows at a time.
+        const cv::Mat gray = fitted();
+        FocusAligner::Fit field;
+        field.flow = flow;
+        field.flowScale = flowReduction;
+        fit.gray.create(gray.size(), CV_32F);
+        forEachMapBand(field, gray.size(), [&](int y0, const cv::Mat& map) {
+            cv::Mat rows = fit.gray.rowRange(y0, y0 + map.rows);
+            cv::remap(gray, rows, map, cv::noArray(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+        });
     }
+    work.release();
 
     // The map is made a band at a time when the shot is read (applyFit); here only what it covers.
     fit.moves = true;

@@ -297,6 +297,25 @@ Scores scoreOf(const cv::Mat& aligned, double gain, double scale, float floor)
     return scores;
 }
 
+// The 5 x 5 median of a decision (CV_8U), in place, a band of rows at a time: each band is read with the two
+// rows beyond each of its ends as they were (those above kept aside before the band above was written), so
+// that it comes out as from the whole plane, without a second plane of its size.
+void medianInPlace(cv::Mat& decision)
+{
+    constexpr int band = 64;
+    cv::Mat above, in, out;
+    for (int y0 = 0; y0 < decision.rows; y0 += band) {
+        const int y1 = std::min(decision.rows, y0 + band), b = std::min(decision.rows, y1 + 2);
+        if (above.empty())
+            in = decision.rowRange(y0, b).clone();
+        else
+            cv::vconcat(above, decision.rowRange(y0, b), in);
+        cv::medianBlur(in, out, 5);
+        above = decision.rowRange(std::max(y0, y1 - 2), y1).clone();
+        out.rowRange(y0 - (b - in.rows), y1 - (b - in.rows)).copyTo(decision.rowRange(y0, y1));
+    }
+}
+
 // A decision (CV_8U, 255 or 0) at half the size each way: 255 where most of the 2 x 2 pixels are, or with
 // `all`, where all of them are (at an odd last row or column, of the pixels there are).
 cv::Mat halvedDecision(const cv::Mat& full, bool all)
@@ -517,7 +536,7 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
         for (int y = 0; y < size.height; ++y)
             decideRow(fine.row(y), combined.row(y), bestFine.row(y), best.row(y), coveredRow(y), detail,
                       take.ptr<uchar>(y), size.width);
-        cv::medianBlur(take, take, 5);
+        medianInPlace(take);
     }
     checkpoint(0.85, "merging");
 
