@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cfloat>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace VEXA {
@@ -402,7 +403,7 @@ int levelCount(cv::Size size)
     return levels;
 }
 
-constexpr CacheBands levelBands{64}; // even, so that a band starts on a row of the level below
+constexpr CacheBands levelBands{FinestLevel::bandRows}; // even, so that a band starts on a row of the level below
 
 // Rows [y0, y1) of pyrUp(down) to a level of `size`. A band reads two rows of `down` beyond each of its
 // ends, so that its rows come out as from the whole image.
@@ -494,6 +495,111 @@ void blendLevel(cv::Mat& result, const cv::Mat& shot, const cv::Mat& weight)
 }
 
 } // namespace
+
+void FinestLevel::create(cv::Size size, int type)
+{
+    size_ = size;
+    type_ = type;
+    whole_.release();
+    bands_.clear();
+    raw_.clear();
+    if (CV_MAT_DEPTH(type) == CV_16S) {
+        bands_.resize(size_t((size.height + bandRows - 1) / bandRows));
+        raw_.resize(bands_.size());
+    } else {
+        whole_.create(size, type);
+    }
+}
+
+namespace {
+
+// A value from -127 to 127 as a byte; any other as this byte, then its own two, low first.
+constexpr uchar escaped = 0x80;
+
+void decode(const uchar* code, short* values, size_t count)
+{
+    for (size_t i = 0; i < count; ++i) {
+        if (*code != escaped) {
+            values[i] = static_cast<signed char>(*code++);
+        } else {
+            values[i] = short(code[1] | (code[2] << 8));
+            code += 3;
+        }
+    }
+}
+
+} // namespace
+
+cv::Mat FinestLevel::rows(int y0, int y1) const
+{
+    if (bands_.empty())
+        return whole_.rowRange(y0, y1);
+    cv::Mat out(y1 - y0, size_.width, type_), band;
+    const size_t perRow = size_t(size_.width) * size_t(CV_MAT_CN(type_));
+    for (int b = y0 / bandRows; b * bandRows < y1; ++b) {
+        const int b0 = b * bandRows, b1 = std::min(size_.height, b0 + bandRows);
+        const int from = std::max(y0, b0), to = std::min(y1, b1);
+        // Straight into the rows asked for when they are the whole band, otherwise aside first.
+        const bool whole = from == b0 && to == b1;
+        if (!whole)
+            band.create(b1 - b0, size_.width, type_);
+        short* values = whole ? out.ptr<short>(b0 - y0) : band.ptr<short>(0);
+        const std::vector<uchar>& code = bands_[size_t(b)];
+        if (raw_[size_t(b)])
+            std::memcpy(values, code.data(), code.size());
+        else
+            decode(code.data(), values, perRow * size_t(b1 - b0));
+        if (!whole)
+            band.rowRange(from - b0, to - b0).copyTo(out.rowRange(from - y0, to - y0));
+    }
+    return out;
+}
+
+void FinestLevel::write(int y0, const cv::Mat& rows)
+{
+    if (bands_.empty()) {
+        if (rows.data != whole_.ptr(y0))
+            rows.copyTo(whole_.rowRange(y0, y0 + rows.rows));
+        return;
+    }
+    const size_t perRow = size_t(size_.width) * size_t(CV_MAT_CN(type_));
+    std::vector<uchar> code(perRow * std::min(bandRows, rows.rows) * 3); // the longest a band can take
+    for (int r0 = 0; r0 < rows.rows; r0 += bandRows) {
+        const int r1 = std::min(rows.rows, r0 + bandRows);
+        uchar* c = code.data();
+        for (int r = r0; r < r1; ++r) {
+            const short* v = rows.ptr<short>(r);
+            for (size_t i = 0; i < perRow; ++i) {
+                if (v[i] >= -127 && v[i] <= 127) {
+                    *c++ = uchar(v[i]);
+                } else {
+                    c[0] = escaped;
+                    c[1] = uchar(v[i] & 0xff);
+                    c[2] = uchar((v[i] >> 8) & 0xff);
+                    c += 3;
+                }
+            }
+        }
+        const size_t b = size_t((y0 + r0) / bandRows), coded = size_t(c - code.data());
+        const size_t bytes = perRow * sizeof(short) * size_t(r1 - r0);
+        raw_[b] = coded >= bytes;
+        std::vector<uchar> kept(raw_[b] ? bytes : coded); // exactly its size, never the longest it ever was
+        if (raw_[b]) {
+            for (int r = r0; r < r1; ++r)
+                std::memcpy(kept.data() + size_t(r - r0) * perRow * sizeof(short), rows.ptr(r), perRow * sizeof(short));
+        } else {
+            std::memcpy(kept.data(), code.data(), coded);
+        }
+        bands_[b].swap(kept);
+    }
+}
+
+FinestLevel FinestLevel::clone() const
+{
+    FinestLevel out = *this;
+    out.whole_ = whole_.clone();
+    return out;
+}
 
 FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& covered)
 {
@@ -617,16 +723,16 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     cv::Mat g = levels > 1 ? reducedRows(aligned, units, type) : pyramidRows(aligned, 0, size.height, units, type);
     if (levels > 1) {
         if (first)
-            levels_[0].create(size, type);
+            finest_.create(size, type);
         forEachBand(size.height, levelBands, [&](int y0, int y1) {
             cv::Mat rows = pyramidRows(aligned, y0, y1, units, type);
             subtractExpanded(rows, y0, size, g);
-            if (first)
-                rows.copyTo(levels_[0].rowRange(y0, y1));
-            else {
-                cv::Mat result = levels_[0].rowRange(y0, y1);
+            if (!first) {
+                cv::Mat result = finest_.rows(y0, y1);
                 blendLevel(result, rows, weight.rowRange(y0, y1));
+                rows = result;
             }
+            finest_.write(y0, rows);
         });
         cv::Mat w;
         cv::pyrDown(weight, w);
@@ -659,6 +765,7 @@ FocusDepthMerge FocusDepthMerge::copy() const
     FocusDepthMerge out = *this; // the aligner's planes are replaced, never written: they may be shared
     for (cv::Mat& level : out.levels_)
         level = level.clone();
+    out.finest_ = finest_.clone();
     out.best_ = best_.clone();
     out.bestFine_ = bestFine_.clone();
     out.totals_ = totals_.clone();
@@ -683,10 +790,11 @@ cv::Mat FocusDepthMerge::coarse() const
 
 void FocusDepthMerge::toShotUnits(const cv::Mat& coarse, int first, int last, int depth, cv::Mat& out) const
 {
-    cv::Mat rows = levels_[0].rowRange(first, last);
+    // One level is the coarse image itself; more, and the finest is kept aside.
+    cv::Mat rows = levels_.size() == 1 ? levels_[0].rowRange(first, last) : finest_.rows(first, last);
     if (!coarse.empty()) {
         cv::Mat sum;
-        cv::add(rows, expandedRows(coarse, first, last, levels_[0].size()), sum);
+        cv::add(rows, expandedRows(coarse, first, last, finest_.size()), sum);
         rows = sum;
     }
     rows.convertTo(out, depth, 1.0 / unit_); // rounded and saturated
