@@ -242,11 +242,18 @@ cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
         refs.push_back(shrink(refs.back(), 2));
         shots.push_back(shrink(shots.back(), 2));
     }
+    // The full size is refined on patches, once the coarser sizes have been fitted whole (where ECC's own
+    // planes weigh the most): its planes are made again then rather than kept through those fits.
+    const bool patches = refs.size() > 1 && double(refs[0].total()) > largestFitted;
+    if (patches)
+        refs[0] = shots[0] = cv::Mat();
     cv::Matx23d w(1, 0, 0, 0, 1, 0);
     for (size_t i = refs.size(); i-- > 0;) {
         if (i + 1 < refs.size())
             w = enlarged(w, 2);
-        if (i == 0 && refs.size() > 1 && double(refs[0].total()) > largestFitted) {
+        if (i == 0 && patches) {
+            refs[0] = equalised(reference);
+            shots[0] = equalised(shot);
             w = refinedOnPatches(refs[0], shots[0], w);
             continue;
         }

@@ -94,37 +94,37 @@ private:
 };
 
 // A coarser scale of the score: the energy averaged `scale` times smaller (fed a band at a time), blurred
-// with sigma 2 there and widened to the full width (bilinearly, as OpenCV's linear resize places the
-// samples), so that addTo brings its rows to the full height a band at a time.
+// with sigma 2 there, and read back at the full size bilinearly, as OpenCV's linear resize places the
+// samples: each of its rows widened to the full width when first read (two kept), so that addTo brings
+// its rows to the full size a band at a time.
 class CoarseScale {
 public:
     CoarseScale(cv::Size full, int scale)
         : full_(full), sum_(full.height, std::max(1, full.height / scale), full.width),
-          cols_(std::max(1, full.width / scale))
+          cols_(std::max(1, full.width / scale)), wide_(2, full.width, CV_32F)
     {
     }
     void add(const cv::Mat& band, int y0) { sum_.add(band, y0); }
     void finish()
     {
-        cv::Mat small = sum_.reduced(cols_);
+        small_ = sum_.reduced(cols_);
         sum_ = AreaRows(1, 1, 1);
-        cv::GaussianBlur(small, small, cv::Size(), 2.0);
-        cv::resize(small, wide_, cv::Size(full_.width, small.rows), 0, 0, cv::INTER_LINEAR);
+        cv::GaussianBlur(small_, small_, cv::Size(), 2.0);
     }
     // band (rows y0 onwards of the full plane) += weight * this scale there.
-    void addTo(cv::Mat& band, int y0, float weight) const
+    void addTo(cv::Mat& band, int y0, float weight)
     {
-        const double scale = double(wide_.rows) / full_.height;
+        const double scale = double(small_.rows) / full_.height;
         for (int r = 0; r < band.rows; ++r) {
             const double at = (y0 + r + 0.5) * scale - 0.5;
             int i = int(std::floor(at));
             float f = float(at - i);
             if (i < 0)
                 i = 0, f = 0.f;
-            if (i >= wide_.rows - 1)
-                i = wide_.rows - 1, f = 0.f;
-            const float* a = wide_.ptr<float>(i);
-            const float* b = wide_.ptr<float>(std::min(i + 1, wide_.rows - 1));
+            if (i >= small_.rows - 1)
+                i = small_.rows - 1, f = 0.f;
+            const float* a = widened(i);
+            const float* b = widened(std::min(i + 1, small_.rows - 1));
             float* p = band.ptr<float>(r);
             const float wa = weight * (1.f - f), wb = weight * f;
             for (int x = 0; x < band.cols; ++x)
@@ -133,10 +133,23 @@ public:
     }
 
 private:
+    const float* widened(int i)
+    {
+        for (int k = 0; k < 2; ++k)
+            if (rows_[k] == i)
+                return wide_.ptr<float>(k);
+        const int k = rows_[0] < rows_[1] ? 0 : 1; // rows come in order: the older goes
+        rows_[k] = i;
+        cv::Mat row = wide_.row(k);
+        cv::resize(small_.row(i), row, row.size(), 0, 0, cv::INTER_LINEAR);
+        return wide_.ptr<float>(k);
+    }
+
     cv::Size full_;
     AreaRows sum_;
     int cols_;
-    cv::Mat wide_;
+    cv::Mat small_, wide_;
+    int rows_[2] = {-1, -1};
 };
 
 // Rows of energy less twice the noise floor, never below 0: grain and JPEG blocks score nothing.
