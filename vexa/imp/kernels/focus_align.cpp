@@ -503,7 +503,7 @@ void FocusAligner::start(const cv::Mat& colour)
 FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::Mat& covered) const
 {
     Fit fit;
-    fit.covered = covered;
+    fit.covered = CoveredPixels::ofMask(covered);
     const cv::Mat working = shrink(colour, workScale_);
     const cv::Mat small = smallOf(working, size_);
     fit.smallDetail = smallDetailOf(working, size_);
@@ -603,22 +603,67 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
         fit.flow = flow * double(workScale_);
         fit.flowScale = workScale_ * flowReduction;
     }
-    fit.covered.create(size_, CV_8U);
     bool all = true;
-    forEachMapBand(fit, size_, [&](int y0, const cv::Mat& map) {
+    forEachMapBand(fit, size_, [&](int, const cv::Mat& map) {
         for (int r = 0; r < map.rows; ++r) {
             const cv::Vec2f* m = map.ptr<cv::Vec2f>(r);
-            uchar* c = fit.covered.ptr<uchar>(y0 + r);
-            for (int x = 0; x < map.cols; ++x) {
-                const bool in = m[x][0] >= 0 && m[x][1] >= 0 && m[x][0] <= size_.width - 1 && m[x][1] <= size_.height - 1;
-                c[x] = in ? 255 : 0;
-                all = all && in;
+            fit.covered.newRow(map.cols);
+            int begin = -1;
+            for (int x = 0; x <= map.cols; ++x) {
+                const bool in = x < map.cols && m[x][0] >= 0 && m[x][1] >= 0 && m[x][0] <= size_.width - 1 &&
+                                m[x][1] <= size_.height - 1;
+                if (in && begin < 0)
+                    begin = x;
+                if (!in && begin >= 0) {
+                    fit.covered.addRun(begin, x);
+                    begin = -1;
+                }
+                all = all && (in || x == map.cols);
             }
         }
     });
     if (all)
-        fit.covered.release();
+        fit.covered = CoveredPixels();
     return fit;
+}
+
+CoveredPixels CoveredPixels::ofMask(const cv::Mat& mask)
+{
+    CoveredPixels out;
+    if (mask.empty() || cv::countNonZero(mask) == int(mask.total()))
+        return out;
+    for (int y = 0; y < mask.rows; ++y) {
+        const uchar* m = mask.ptr<uchar>(y);
+        out.newRow(mask.cols);
+        int begin = -1;
+        for (int x = 0; x <= mask.cols; ++x) {
+            const bool in = x < mask.cols && m[x] != 0;
+            if (in && begin < 0)
+                begin = x;
+            if (!in && begin >= 0) {
+                out.addRun(begin, x);
+                begin = -1;
+            }
+        }
+    }
+    return out;
+}
+
+void CoveredPixels::newRow(int width)
+{
+    width_ = width;
+    starts_.push_back(int(runs_.size()));
+}
+
+const uchar* CoveredPixels::row(int y, std::vector<uchar>& buffer) const
+{
+    if (all())
+        return nullptr;
+    buffer.assign(size_t(width_), 0);
+    const int end = size_t(y) + 1 < starts_.size() ? starts_[size_t(y) + 1] : int(runs_.size());
+    for (int i = starts_[size_t(y)]; i < end; ++i)
+        std::fill(buffer.begin() + runs_[size_t(i)][0], buffer.begin() + runs_[size_t(i)][1], uchar(255));
+    return buffer.data();
 }
 
 void FocusAligner::commit(const Fit& fit)

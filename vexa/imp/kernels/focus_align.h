@@ -35,6 +35,26 @@
 
 namespace VEXA {
 
+// The pixels of the reference that a shot covers, as runs of pixels in each row: a fitted shot misses
+// pixels along the borders only, so that this takes a few bytes a row where a mask takes one a pixel.
+class CoveredPixels {
+public:
+    // Every pixel covered.
+    bool all() const { return starts_.empty(); }
+    // From a mask (CV_8U, nonzero where covered); all() when every pixel is, or the mask is empty.
+    static CoveredPixels ofMask(const cv::Mat& mask);
+    // Built a row at a time, in order: each row's runs [begin, end), left to right, after its newRow().
+    void newRow(int width);
+    void addRun(int begin, int end) { runs_.emplace_back(begin, end); }
+    // Row y as 255 where covered and 0 elsewhere, in `buffer`; null when every pixel is covered.
+    const uchar* row(int y, std::vector<uchar>& buffer) const;
+
+private:
+    std::vector<int> starts_; // per row, its first run
+    std::vector<cv::Vec2i> runs_;
+    int width_ = 0;
+};
+
 class FocusAligner {
 public:
     struct Fit {
@@ -45,8 +65,8 @@ public:
         // pixels, sampled at the centres of working pixels flowScale times larger (CV_32FC2; empty for none).
         cv::Mat flow;
         int flowScale = 1;
-        // Pixels of the reference that the shot covers (CV_8U, 255 = covered); empty when all are.
-        cv::Mat covered;
+        // Pixels of the reference that the shot covers.
+        CoveredPixels covered;
         // Gains per channel (blue, green, red; gray uses the first) that match the reference's exposure.
         std::array<double, 3> gains{1.0, 1.0, 1.0};
         cv::Matx23d global = cv::Matx23d(1, 0, 0, 0, 1, 0); // reference -> shot, full-size pixels

@@ -330,22 +330,34 @@ void medianInPlace(cv::Mat& decision)
     }
 }
 
-// A decision (CV_8U, 255 or 0) at half the size each way: 255 where most of the 2 x 2 pixels are, or with
-// `all`, where all of them are (at an odd last row or column, of the pixels there are).
-cv::Mat halvedDecision(const cv::Mat& full, bool all)
+// A decision (CV_8U, 255 or 0) at half the size each way, from its rows: 255 where most of the 2 x 2
+// pixels are, or with `all`, where all of them are (at an odd last row or column, of the pixels there are).
+template <class Rows>
+cv::Mat halvedDecision(cv::Size size, bool all, Rows&& rows)
 {
-    cv::Mat half(halfOf(full.size()), CV_8U);
+    cv::Mat half(halfOf(size), CV_8U);
     for (int j = 0; j < half.rows; ++j) {
-        const uchar* a = full.ptr<uchar>(2 * j);
-        const uchar* b = full.ptr<uchar>(std::min(2 * j + 1, full.rows - 1));
+        const uchar* a = rows(2 * j, 0);
+        const uchar* b = rows(std::min(2 * j + 1, size.height - 1), 1);
         uchar* h = half.ptr<uchar>(j);
         for (int i = 0; i < half.cols; ++i) {
-            const int x0 = 2 * i, x1 = std::min(x0 + 1, full.cols - 1);
+            const int x0 = 2 * i, x1 = std::min(x0 + 1, size.width - 1);
             const int count = (a[x0] != 0) + (a[x1] != 0) + (b[x0] != 0) + (b[x1] != 0);
             h[i] = (all ? count == 4 : count >= 2) ? 255 : 0;
         }
     }
     return half;
+}
+
+cv::Mat halvedDecision(const cv::Mat& decision)
+{
+    return halvedDecision(decision.size(), false, [&](int y, int) { return decision.ptr<uchar>(y); });
+}
+
+cv::Mat halvedDecision(const CoveredPixels& covered, cv::Size size)
+{
+    std::vector<uchar> buffers[2];
+    return halvedDecision(size, true, [&](int y, int k) { return covered.row(y, buffers[k]); });
 }
 
 // Where a new shot beats the best so far (255): where either has detail of its own, the sharper detail
@@ -647,7 +659,8 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     const cv::Size size = aligned.size(), half = halfOf(size);
     const float detail = detailFloor * scores.floor;
     const float soft = softFloor * scores.floor;
-    const auto coveredRow = [&](int y) { return fit.covered.empty() ? nullptr : fit.covered.ptr<uchar>(y); };
+    std::vector<uchar> coveredBuffer;
+    const auto coveredRow = [&](int y) { return fit.covered.row(y, coveredBuffer); };
     // The decision, aside: where the new shot beats the best so far, without isolated flips.
     cv::Mat take(size, CV_8U, cv::Scalar(255));
     if (!first) {
@@ -706,8 +719,8 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     }
     // The state itself, at half the size, each of its pixels taken by the shot where most of the four
     // full-size ones are, and only where all four are covered.
-    const cv::Mat takeHalf = halvedDecision(take, false);
-    const cv::Mat coveredHalf = fit.covered.empty() ? cv::Mat() : halvedDecision(fit.covered, true);
+    const cv::Mat takeHalf = halvedDecision(take);
+    const cv::Mat coveredHalf = fit.covered.all() ? cv::Mat() : halvedDecision(fit.covered, size);
     std::vector<uchar> noIndex(size_t(half.width));
     const auto widen = [&](const cv::Mat& plane, int y, int row) {
         plane.row(y).convertTo(rows.row(row).colRange(0, half.width), CV_32F);
