@@ -222,6 +222,7 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
         mergeShots(blender, int(shots.size()), task.progress(), steps);
         run.merge += clock.nsecsElapsed();
     }
+    returnFreedMemory();
     if (merged.isEmpty())
         task.fail(QStringLiteral("the merge gave no image"));
     if (depthFiles.any() && depth.isEmpty())

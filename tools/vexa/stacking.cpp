@@ -30,10 +30,18 @@ bool mergeShots(VImageBlender& blender, int count, VProgress* progress, const Me
         }
         if (!steps.added(i, image, added))
             return false;
+        returnFreedMemory();
     }
     const VProgress::Section finish(progress, steps.shotsEnd, steps.finishEnd);
     steps.finish();
     return true;
+}
+
+void returnFreedMemory()
+{
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
 }
 
 void returnLargeBlocksToTheSystem()

@@ -137,12 +137,54 @@ cv::Mat equalised(const cv::Mat& gray)
 
 // A mask of the plane without its borders (a 25th of its size each way): what a shot shows there may be
 // uncovered in its neighbour.
+cv::Rect interiorRect(cv::Size size)
+{
+    const int mx = std::max(2, size.width / 25), my = std::max(2, size.height / 25);
+    return cv::Rect(mx, my, size.width - 2 * mx, size.height - 2 * my);
+}
+
 cv::Mat interiorOf(cv::Size size)
 {
     cv::Mat inside(size, CV_8U, cv::Scalar(0));
-    const int mx = std::max(2, size.width / 25), my = std::max(2, size.height / 25);
-    inside(cv::Rect(mx, my, size.width - 2 * mx, size.height - 2 * my)).setTo(255);
+    inside(interiorRect(size)).setTo(255);
     return inside;
+}
+
+// ECC's measure of how well b matches a over a rectangle (their zero-mean normalised correlation), b read
+// through w where one is given: a band of rows at a time, without the whole planes that ECC makes.
+double correlationOver(const cv::Mat& a, const cv::Mat& b, const cv::Rect& r, const cv::Matx23d* w)
+{
+    // Sums of the differences from the planes' means as they stand, which keeps them small.
+    const double ma = cv::mean(a(r))[0], mb = cv::mean(b(r))[0];
+    double sa = 0, sb = 0, sab = 0, saa = 0, sbb = 0;
+    cv::Mat moved;
+    for (int y0 = r.y; y0 < r.br().y; y0 += 64) {
+        const cv::Rect rows(r.x, y0, r.width, std::min(64, r.br().y - y0));
+        cv::Mat read = b(rows);
+        if (w) { // w with the band's first pixel as its origin
+            cv::Matx23d m = *w;
+            m(0, 2) += m(0, 0) * rows.x + m(0, 1) * rows.y;
+            m(1, 2) += m(1, 0) * rows.x + m(1, 1) * rows.y;
+            cv::warpAffine(b, moved, cv::Mat(m), rows.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
+                           cv::BORDER_REPLICATE);
+            read = moved;
+        }
+        for (int y = 0; y < rows.height; ++y) {
+            const float* pa = a.ptr<float>(rows.y + y) + rows.x;
+            const float* pb = read.ptr<float>(y);
+            for (int x = 0; x < rows.width; ++x) {
+                const double u = pa[x] - ma, v = pb[x] - mb;
+                sa += u;
+                sb += v;
+                sab += u * v;
+                saa += u * u;
+                sbb += v * v;
+            }
+        }
+    }
+    const double n = double(r.area());
+    const double spread = std::sqrt((saa - sa * sa / n) * (sbb - sb * sb / n));
+    return spread > 0 ? (sab - sa * sb / n) / spread : 0.0;
 }
 
 // Where w takes p.
@@ -227,9 +269,9 @@ cv::Matx23d refinedOnPatches(const cv::Mat& reference, const cv::Mat& shot, cons
 // removes at least a tenth. Both planes come equalised.
 bool explainsMotion(const cv::Mat& target, const cv::Mat& shotAsIs, const cv::Matx23d& w)
 {
-    const cv::Mat inside = interiorOf(target.size());
-    const double asIs = cv::computeECC(target, shotAsIs, inside);
-    const double fitted = cv::computeECC(target, warped(shotAsIs, w, target.size()), inside);
+    const cv::Rect inside = interiorRect(target.size());
+    const double asIs = correlationOver(target, shotAsIs, inside, nullptr);
+    const double fitted = correlationOver(target, shotAsIs, inside, &w);
     return 1.0 - fitted < 0.9 * (1.0 - asIs);
 }
 
@@ -557,7 +599,8 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     // such plane weighs as much as all the flow's own.
     const auto matched = [&] { return matchedGray(work, fit.gains); };
     const auto fitted = [&] { return warped(matched(), w, previousGray_.size()); };
-    const cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), to8u(fitted(), grayScale_), 12.0,
+    const cv::Mat moving = to8u(fitted(), grayScale_); // its own statement: the plane in floats goes first
+    const cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), moving, 12.0,
                                     std::max(4.0, 0.01 * std::hypot(previousGray_.cols, previousGray_.rows)));
     fit.localShift = largeShift(flow) * workScale_;
     // Focus differences alone make flow appear at defocused edges, changing sign from one side of an edge

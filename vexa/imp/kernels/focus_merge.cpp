@@ -194,8 +194,8 @@ void halveInto(const cv::Mat& rows, int y0, cv::Mat& half)
 }
 
 // Rows of a half-size plane (CV_16F) read at the full size bilinearly, as OpenCV's linear resize places
-// the samples (a full-size pixel x between the half-size ones around x / 2 - 0.25). Rows are asked for in
-// order; each half-size row is widened once.
+// the samples (a full-size pixel x between the half-size ones around x / 2 - 0.25). The two half-size rows
+// last read are kept widened, so that rows asked for in order widen each half-size row once.
 class HalfRows {
 public:
     HalfRows(const cv::Mat& half, cv::Size full)
@@ -210,8 +210,9 @@ public:
         int i0 = 0, i1 = 0;
         float a = 0;
         place(y, half_.rows, i0, i1, a);
-        const float* top = widened(i0);
-        const float* bottom = widened(i1);
+        // The row below first: making it never drops the row above, which widened() then finds kept.
+        const float* bottom = widened(i1, i1);
+        const float* top = widened(i0, i1);
         float* out = row_.ptr<float>(0);
         for (int x = 0; x < full_.width; ++x)
             out[x] = top[x] + (bottom[x] - top[x]) * a;
@@ -226,12 +227,13 @@ private:
         i1 = std::min(i0 + 1, n - 1);
         a = float(p - i0);
     }
-    const float* widened(int i)
+    // Half-size row i widened, keeping row `kept` if it is there.
+    const float* widened(int i, int kept)
     {
         for (int k = 0; k < 2; ++k)
             if (cached_[k] == i)
                 return wide_.ptr<float>(k);
-        const int k = cached_[0] < cached_[1] ? 0 : 1; // rows come in order: the older goes
+        const int k = cached_[0] == kept ? 1 : cached_[1] == kept ? 0 : cached_[0] < cached_[1] ? 0 : 1;
         cached_[k] = i;
         half_.row(i).convertTo(narrow_, CV_32F);
         const float* n = narrow_.ptr<float>(0);
@@ -311,53 +313,27 @@ Scores scoreOf(const cv::Mat& aligned, double gain, double scale, float floor)
     return scores;
 }
 
-// The 5 x 5 median of a decision (CV_8U), in place, a band of rows at a time: each band is read with the two
-// rows beyond each of its ends as they were (those above kept aside before the band above was written), so
-// that it comes out as from the whole plane, without a second plane of its size.
-void medianInPlace(cv::Mat& decision)
+// Row of a decision (255 or 0) at half the size each way, from full-size rows a and b: 255 where most of
+// the 2 x 2 pixels are, or with `all`, where all of them are (at an odd last row or column, of the pixels
+// there are).
+void halveDecisionRow(const uchar* a, const uchar* b, int width, bool all, uchar* half)
 {
-    constexpr int band = 64;
-    cv::Mat above, in, out;
-    for (int y0 = 0; y0 < decision.rows; y0 += band) {
-        const int y1 = std::min(decision.rows, y0 + band), b = std::min(decision.rows, y1 + 2);
-        if (above.empty())
-            in = decision.rowRange(y0, b).clone();
-        else
-            cv::vconcat(above, decision.rowRange(y0, b), in);
-        cv::medianBlur(in, out, 5);
-        above = decision.rowRange(std::max(y0, y1 - 2), y1).clone();
-        out.rowRange(y0 - (b - in.rows), y1 - (b - in.rows)).copyTo(decision.rowRange(y0, y1));
+    for (int i = 0; i < (width + 1) / 2; ++i) {
+        const int x0 = 2 * i, x1 = std::min(x0 + 1, width - 1);
+        const int count = (a[x0] != 0) + (a[x1] != 0) + (b[x0] != 0) + (b[x1] != 0);
+        half[i] = (all ? count == 4 : count >= 2) ? 255 : 0;
     }
 }
 
-// A decision (CV_8U, 255 or 0) at half the size each way, from its rows: 255 where most of the 2 x 2
-// pixels are, or with `all`, where all of them are (at an odd last row or column, of the pixels there are).
-template <class Rows>
-cv::Mat halvedDecision(cv::Size size, bool all, Rows&& rows)
-{
-    cv::Mat half(halfOf(size), CV_8U);
-    for (int j = 0; j < half.rows; ++j) {
-        const uchar* a = rows(2 * j, 0);
-        const uchar* b = rows(std::min(2 * j + 1, size.height - 1), 1);
-        uchar* h = half.ptr<uchar>(j);
-        for (int i = 0; i < half.cols; ++i) {
-            const int x0 = 2 * i, x1 = std::min(x0 + 1, size.width - 1);
-            const int count = (a[x0] != 0) + (a[x1] != 0) + (b[x0] != 0) + (b[x1] != 0);
-            h[i] = (all ? count == 4 : count >= 2) ? 255 : 0;
-        }
-    }
-    return half;
-}
-
-cv::Mat halvedDecision(const cv::Mat& decision)
-{
-    return halvedDecision(decision.size(), false, [&](int y, int) { return decision.ptr<uchar>(y); });
-}
-
+// Where all of a shot's 2 x 2 pixels are covered, at half the size.
 cv::Mat halvedDecision(const CoveredPixels& covered, cv::Size size)
 {
-    std::vector<uchar> buffers[2];
-    return halvedDecision(size, true, [&](int y, int k) { return covered.row(y, buffers[k]); });
+    cv::Mat half(halfOf(size), CV_8U);
+    std::vector<uchar> a, b;
+    for (int j = 0; j < half.rows; ++j)
+        halveDecisionRow(covered.row(2 * j, a), covered.row(std::min(2 * j + 1, size.height - 1), b), size.width, true,
+                         half.ptr<uchar>(j));
+    return half;
 }
 
 // Where a new shot beats the best so far (255): where either has detail of its own, the sharper detail
@@ -588,7 +564,8 @@ void FinestLevel::write(int y0, const cv::Mat& rows)
         return;
     }
     const size_t perRow = size_t(size_.width) * size_t(CV_MAT_CN(type_));
-    std::vector<uchar> code(perRow * std::min(bandRows, rows.rows) * 3); // the longest a band can take
+    std::vector<uchar>& code = scratch_;
+    code.resize(perRow * size_t(std::min(bandRows, size_.height)) * 3); // the longest a band can take
     for (int r0 = 0; r0 < rows.rows; r0 += bandRows) {
         const int r1 = std::min(rows.rows, r0 + bandRows);
         uchar* c = code.data();
@@ -608,14 +585,19 @@ void FinestLevel::write(int y0, const cv::Mat& rows)
         const size_t b = size_t((y0 + r0) / bandRows), coded = size_t(c - code.data());
         const size_t bytes = perRow * sizeof(short) * size_t(r1 - r0);
         raw_[b] = coded >= bytes;
-        std::vector<uchar> kept(raw_[b] ? bytes : coded); // exactly its size, never the longest it ever was
+        const size_t size = raw_[b] ? bytes : coded;
+        // A band is written again with every shot, at about the length it had: it keeps its block while the
+        // new length fits with under an eighth to spare, rather than leaving holes of the old ones in the heap.
+        std::vector<uchar>& band = bands_[b];
+        if (size > band.capacity() || size + band.capacity() / 8 < band.capacity())
+            std::vector<uchar>(size + size / 32).swap(band);
+        band.resize(size);
         if (raw_[b]) {
             for (int r = r0; r < r1; ++r)
-                std::memcpy(kept.data() + size_t(r - r0) * perRow * sizeof(short), rows.ptr(r), perRow * sizeof(short));
+                std::memcpy(band.data() + size_t(r - r0) * perRow * sizeof(short), rows.ptr(r), perRow * sizeof(short));
         } else {
-            std::memcpy(kept.data(), code.data(), coded);
+            std::memcpy(band.data(), code.data(), coded);
         }
-        bands_[b].swap(kept);
     }
 }
 
@@ -661,15 +643,6 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     const float soft = softFloor * scores.floor;
     std::vector<uchar> coveredBuffer;
     const auto coveredRow = [&](int y) { return fit.covered.row(y, coveredBuffer); };
-    // The decision, aside: where the new shot beats the best so far, without isolated flips.
-    cv::Mat take(size, CV_8U, cv::Scalar(255));
-    if (!first) {
-        HalfRows bestFine(bestFine_, size), best(best_, size), fine(scores.fine, size), combined(scores.combined, size);
-        for (int y = 0; y < size.height; ++y)
-            decideRow(fine.row(y), combined.row(y), bestFine.row(y), best.row(y), coveredRow(y), detail,
-                      take.ptr<uchar>(y), size.width);
-        medianInPlace(take);
-    }
     checkpoint(0.85, "merging");
 
     // From here the state changes, whole.
@@ -695,31 +668,54 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     // total share, the shot's scores and its share.
     cv::Mat rows(6, size.width, CV_32F);
     const auto at = [&](int row) { return rows.ptr<float>(row); };
-    // Each pixel's share and index, from the state as it was, read at the full size.
+    // Each pixel's share and index, from the state as it was, read at the full size, a band of rows at a
+    // time with its decision: where the new shot beats the best so far, without isolated flips (a 5 x 5
+    // median, each band decided with the two rows beyond its ends that the median reads).
     cv::Mat weight(size, CV_8U); // in 255ths: exact where one shot takes a pixel whole
+    // The decision at half the size, for the state: each pixel taken by the shot where most of the four
+    // full-size ones are.
+    cv::Mat takeHalf(half, CV_8U);
     {
         HalfRows bestFine(bestFine_, size), best(best_, size), total(totals_, size), fine(scores.fine, size),
             combined(scores.combined, size);
+        HalfRows decidingFine(bestFine_, size), decidingBest(best_, size), shotFine(scores.fine, size),
+            shotCombined(scores.combined, size);
+        cv::Mat decided, take;
         const auto put = [&](const float* from, int row) { std::copy(from, from + size.width, at(row)); };
-        for (int y = 0; y < size.height; ++y) {
-            if (!first) {
-                put(bestFine.row(y), 0);
-                put(best.row(y), 1);
-                put(total.row(y), 2);
+        forEachBand(size.height, CacheBands{64}, [&](int y0, int y1) {
+            const RowsRead read = rowsRead(y0, y1, 2, size.height);
+            if (first) {
+                take = cv::Mat(read.bottom - read.top, size.width, CV_8U, cv::Scalar(255));
+            } else {
+                decided.create(read.bottom - read.top, size.width, CV_8U);
+                for (int y = read.top; y < read.bottom; ++y)
+                    decideRow(shotFine.row(y), shotCombined.row(y), decidingFine.row(y), decidingBest.row(y),
+                              coveredRow(y), detail, decided.ptr<uchar>(y - read.top), size.width);
+                cv::medianBlur(decided, take, 5);
             }
-            const float *f = fine.row(y), *c = combined.row(y);
-            if (index_.depth() == CV_8U)
-                mergeRow(shotRow, f, c, take.ptr<uchar>(y), coveredRow(y), at(0), at(1), at(2), index_.ptr<uchar>(y),
-                         at(5), size.width);
-            else
-                mergeRow(shotRow, f, c, take.ptr<uchar>(y), coveredRow(y), at(0), at(1), at(2),
-                         index_.ptr<std::uint16_t>(y), at(5), size.width);
-            rows.row(5).convertTo(weight.row(y), CV_8U, 255.0);
-        }
+            for (int y = y0; y < y1; ++y) {
+                if (!first) {
+                    put(bestFine.row(y), 0);
+                    put(best.row(y), 1);
+                    put(total.row(y), 2);
+                }
+                const float *f = fine.row(y), *c = combined.row(y);
+                const uchar* t = take.ptr<uchar>(y - read.top);
+                if (index_.depth() == CV_8U)
+                    mergeRow(shotRow, f, c, t, coveredRow(y), at(0), at(1), at(2), index_.ptr<uchar>(y), at(5),
+                             size.width);
+                else
+                    mergeRow(shotRow, f, c, t, coveredRow(y), at(0), at(1), at(2), index_.ptr<std::uint16_t>(y), at(5),
+                             size.width);
+                rows.row(5).convertTo(weight.row(y), CV_8U, 255.0);
+            }
+            for (int j = y0 / 2; j < (y1 + 1) / 2; ++j) // bands start on even rows
+                halveDecisionRow(take.ptr<uchar>(2 * j - read.top),
+                                 take.ptr<uchar>(std::min(2 * j + 1, size.height - 1) - read.top), size.width, false,
+                                 takeHalf.ptr<uchar>(j));
+        });
     }
-    // The state itself, at half the size, each of its pixels taken by the shot where most of the four
-    // full-size ones are, and only where all four are covered.
-    const cv::Mat takeHalf = halvedDecision(take);
+    // The state itself, at half the size, and only where all four full-size pixels are covered.
     const cv::Mat coveredHalf = fit.covered.all() ? cv::Mat() : halvedDecision(fit.covered, size);
     std::vector<uchar> noIndex(size_t(half.width));
     const auto widen = [&](const cv::Mat& plane, int y, int row) {
@@ -741,7 +737,6 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
         rows.row(2).colRange(0, half.width).convertTo(totals_.row(y), CV_16F);
     }
     scores = Scores();
-    take.release();
     // The finest level is made and blended a band of rows at a time from the aligned shot: the shot is
     // never made whole in the pyramid's units, which take twice its bytes or more.
     const cv::Scalar units(gains[0] * unit_, gains[1] * unit_, gains[2] * unit_);

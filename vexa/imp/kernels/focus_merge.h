@@ -63,6 +63,7 @@ private:
     cv::Mat whole_;                         // floats
     std::vector<std::vector<uchar>> bands_; // 16-bit: coded, or as they are where coding would not pay
     std::vector<bool> raw_;
+    std::vector<uchar> scratch_; // a band being coded, at the longest it can take
 };
 
 class FocusDepthMerge {
