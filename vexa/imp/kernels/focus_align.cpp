@@ -128,10 +128,16 @@ constexpr double largestFitted = 1 << 19;
 
 // Neighbours differ in focus: both are blurred alike before they are compared, so that what is left of
 // them is what they share.
-cv::Mat equalised(const cv::Mat& gray)
+// A neighbour kept in 16 bits comes in floats, in its `unit`s.
+cv::Mat equalised(const cv::Mat& gray, double unit = 1.0)
 {
     cv::Mat out;
-    cv::GaussianBlur(gray, out, cv::Size(), 2.0);
+    if (gray.depth() == CV_16U) {
+        gray.convertTo(out, CV_32F, unit);
+        cv::GaussianBlur(out, out, cv::Size(), 2.0);
+    } else {
+        cv::GaussianBlur(gray, out, cv::Size(), 2.0);
+    }
     return out;
 }
 
@@ -277,9 +283,9 @@ bool explainsMotion(const cv::Mat& target, const cv::Mat& shotAsIs, const cv::Ma
 
 // The affine map from the reference's pixels to the shot's that ECC finds between the two gray planes,
 // coarse to fine; the identity where it does not explain the shot better than no motion.
-cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
+cv::Matx23d fitGlobally(const cv::Mat& reference, double referenceUnit, const cv::Mat& shot)
 {
-    std::vector<cv::Mat> refs{equalised(reference)}, shots{equalised(shot)};
+    std::vector<cv::Mat> refs{equalised(reference, referenceUnit)}, shots{equalised(shot)};
     while (refs.size() < 4 && std::min(refs.back().cols, refs.back().rows) >= 96) {
         refs.push_back(shrink(refs.back(), 2));
         shots.push_back(shrink(shots.back(), 2));
@@ -294,7 +300,7 @@ cv::Matx23d fitGlobally(const cv::Mat& reference, const cv::Mat& shot)
         if (i + 1 < refs.size())
             w = enlarged(w, 2);
         if (i == 0 && patches) {
-            refs[0] = equalised(reference);
+            refs[0] = equalised(reference, referenceUnit);
             shots[0] = equalised(shot);
             w = refinedOnPatches(refs[0], shots[0], w);
             continue;
@@ -534,10 +540,11 @@ void FocusAligner::start(const cv::Mat& colour)
     size_ = colour.size();
     workScale_ = std::max(size_.width, size_.height) > 1024 ? 2 : 1;
     const cv::Mat working = shrink(colour, workScale_);
-    previousGray_ = grayOf(floatsOf(working));
+    const cv::Mat gray = grayOf(floatsOf(working));
     double top = 0;
-    cv::minMaxLoc(previousGray_, nullptr, &top);
+    cv::minMaxLoc(gray, nullptr, &top);
     grayScale_ = top > 0 ? 250.0 / top : 1.0;
+    previousGray_ = packed(gray);
     previousSmall_ = smallOf(working, size_);
     previousDetail_ = smallDetailOf(working, size_);
 }
@@ -556,7 +563,7 @@ FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::M
     }
     fit.gains = medianRatios(previousSmall_, small, inside, previousDetail_, fit.smallDetail);
     fit.small = scaled(small, fit.gains);
-    fit.gray = matchedGray(working, fit.gains);
+    fit.gray = packed(matchedGray(working, fit.gains));
     return fit;
 }
 
@@ -571,7 +578,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     cv::Mat work = shrink(colour, workScale_);
     const cv::Matx23d w = [&] {
         const cv::Mat gray = grayOf(floatsOf(work)); // the planes in floats gone before the fit starts
-        return fitGlobally(previousGray_, gray);
+        return fitGlobally(previousGray_, grayUnit(), gray);
     }();
     fit.global = enlarged(w, workScale_);
     const cv::Matx22d a(fit.global(0, 0), fit.global(0, 1), fit.global(1, 0), fit.global(1, 1));
@@ -600,7 +607,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     const auto matched = [&] { return matchedGray(work, fit.gains); };
     const auto fitted = [&] { return warped(matched(), w, previousGray_.size()); };
     const cv::Mat moving = to8u(fitted(), grayScale_); // its own statement: the plane in floats goes first
-    const cv::Mat flow = smoothFlow(to8u(previousGray_, grayScale_), moving, 12.0,
+    const cv::Mat flow = smoothFlow(to8u(previousGray_, grayUnit() * grayScale_), moving, 12.0,
                                     std::max(4.0, 0.01 * std::hypot(previousGray_.cols, previousGray_.rows)));
     fit.localShift = largeShift(flow) * workScale_;
     // Focus differences alone make flow appear at defocused edges, changing sign from one side of an edge
@@ -619,10 +626,10 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
         fit.localShift = 0;
         if (still < 0.1) {
             fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
-            fit.gray = matched();
+            fit.gray = packed(matched());
             return fit;
         }
-        fit.gray = fitted();
+        fit.gray = packed(fitted());
     } else {
         // The field read bilinearly at every working pixel, as applyFit reads it at every pixel, a band of
         // rows at a time.
@@ -630,10 +637,11 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
         FocusAligner::Fit field;
         field.flow = flow;
         field.flowScale = flowReduction;
-        fit.gray.create(gray.size(), CV_32F);
+        fit.gray.create(gray.size(), CV_16U);
+        cv::Mat rows;
         forEachMapBand(field, gray.size(), [&](int y0, const cv::Mat& map) {
-            cv::Mat rows = fit.gray.rowRange(y0, y0 + map.rows);
             cv::remap(gray, rows, map, cv::noArray(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+            rows.convertTo(fit.gray.rowRange(y0, y0 + map.rows), CV_16U, 1.0 / grayUnit());
         });
     }
     work.release();

@@ -72,7 +72,7 @@ public:
         cv::Matx23d global = cv::Matx23d(1, 0, 0, 0, 1, 0); // reference -> shot, full-size pixels
         double localShift = 0;                              // the largest local correction, in pixels
         cv::Mat small;                                      // the shot at an eighth of the size, fitted and matched
-        cv::Mat gray;                                       // its gray plane at working size, fitted and matched
+        cv::Mat gray; // its gray plane at working size, fitted and matched, in 16 bits (see FocusAligner::packed)
         cv::Mat smallDetail;                                // per small pixel, the spread of the luminance in it
     };
 
@@ -90,10 +90,20 @@ public:
     Fit matchExposure(const cv::Mat& colour, const cv::Mat& covered) const;
 
 private:
+    // The neighbour's gray plane is kept in 16 bits, at half the bytes of floats: in 128ths of a level of
+    // the scale that puts the reference's brightest at 250, room enough for a shot twice as bright.
+    double grayUnit() const { return 1.0 / (128 * grayScale_); }
+    cv::Mat packed(const cv::Mat& gray) const
+    {
+        cv::Mat out;
+        gray.convertTo(out, CV_16U, 1.0 / grayUnit());
+        return out;
+    }
+
     cv::Size size_;
     int workScale_ = 1; // full size / working size
     double grayScale_ = 1;
-    cv::Mat previousGray_;                       // working size, CV_32F, in the reference's geometry and exposure
+    cv::Mat previousGray_;                       // working size, packed, in the reference's geometry and exposure
     cv::Mat previousSmall_;                      // an eighth of the size, blurred, CV_32FC(n)
     cv::Mat previousDetail_;                     // the same, of its luminance
 };
