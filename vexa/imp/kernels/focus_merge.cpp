@@ -404,7 +404,7 @@ int levelCount(cv::Size size)
     return levels;
 }
 
-constexpr CacheBands levelBands{FinestLevel::bandRows}; // even, so that a band starts on a row of the level below
+constexpr CacheBands levelBands{CodedLevel::bandRows}; // even, so that a band starts on a row of the level below
 
 // Rows [y0, y1) of pyrUp(down) to a level of `size`. A band reads two rows of `down` beyond each of its
 // ends, so that its rows come out as from the whole image.
@@ -495,9 +495,22 @@ void blendLevel(cv::Mat& result, const cv::Mat& shot, const cv::Mat& weight)
         blendLevel<float>(result, shot, weight);
 }
 
+// Rows y0 onwards of a kept level: the shot's detail there blended in by its weight (in 255ths), or for
+// the first shot, taken as they are.
+void blendRows(CodedLevel& level, int y0, const cv::Mat& detail, const cv::Mat& weight, bool first)
+{
+    if (first) {
+        level.write(y0, detail);
+        return;
+    }
+    cv::Mat result = level.rows(y0, y0 + detail.rows);
+    blendLevel(result, detail, weight);
+    level.write(y0, result);
+}
+
 } // namespace
 
-void FinestLevel::create(cv::Size size, int type)
+void CodedLevel::create(cv::Size size, int type)
 {
     size_ = size;
     type_ = type;
@@ -531,7 +544,7 @@ void decode(const uchar* code, short* values, size_t count)
 
 } // namespace
 
-cv::Mat FinestLevel::rows(int y0, int y1) const
+cv::Mat CodedLevel::rows(int y0, int y1) const
 {
     if (bands_.empty())
         return whole_.rowRange(y0, y1);
@@ -556,7 +569,7 @@ cv::Mat FinestLevel::rows(int y0, int y1) const
     return out;
 }
 
-void FinestLevel::write(int y0, const cv::Mat& rows)
+void CodedLevel::write(int y0, const cv::Mat& rows)
 {
     if (bands_.empty()) {
         if (rows.data != whole_.ptr(y0))
@@ -601,9 +614,9 @@ void FinestLevel::write(int y0, const cv::Mat& rows)
     }
 }
 
-FinestLevel FinestLevel::clone() const
+CodedLevel CodedLevel::clone() const
 {
-    FinestLevel out = *this;
+    CodedLevel out = *this;
     out.whole_ = whole_.clone();
     return out;
 }
@@ -744,16 +757,11 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     cv::Mat g = levels > 1 ? reducedRows(aligned, units, type) : pyramidRows(aligned, 0, size.height, units, type);
     if (levels > 1) {
         if (first)
-            finest_.create(size, type);
+            coded_[0].create(size, type);
         forEachBand(size.height, levelBands, [&](int y0, int y1) {
             cv::Mat rows = pyramidRows(aligned, y0, y1, units, type);
             subtractExpanded(rows, y0, size, g);
-            if (!first) {
-                cv::Mat result = finest_.rows(y0, y1);
-                blendLevel(result, rows, weight.rowRange(y0, y1));
-                rows = result;
-            }
-            finest_.write(y0, rows);
+            blendRows(coded_[0], y0, rows, weight.rowRange(y0, y1), first);
         });
         cv::Mat w;
         cv::pyrDown(weight, w);
@@ -764,10 +772,17 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
         cv::Mat down;
         cv::pyrDown(g, down);
         subtractExpanded(g, down); // the level's detail, in place of the level itself
-        if (first)
+        if (l == 1) {
+            if (first)
+                coded_[1].create(g.size(), g.type());
+            forEachBand(g.rows, levelBands, [&](int y0, int y1) {
+                blendRows(coded_[1], y0, g.rowRange(y0, y1), weight.rowRange(y0, y1), first);
+            });
+        } else if (first) {
             levels_[size_t(l)] = g;
-        else
+        } else {
             blendLevel(levels_[size_t(l)], g, weight);
+        }
         cv::Mat w;
         cv::pyrDown(weight, w);
         weight = w;
@@ -786,7 +801,8 @@ FocusDepthMerge FocusDepthMerge::copy() const
     FocusDepthMerge out = *this; // the aligner's planes are replaced, never written: they may be shared
     for (cv::Mat& level : out.levels_)
         level = level.clone();
-    out.finest_ = finest_.clone();
+    for (size_t l = 0; l < 2; ++l)
+        out.coded_[l] = coded_[l].clone();
     out.best_ = best_.clone();
     out.bestFine_ = bestFine_.clone();
     out.totals_ = totals_.clone();
@@ -801,9 +817,16 @@ cv::Mat FocusDepthMerge::coarse() const
     cv::Mat r = levels_.back().clone();
     for (size_t l = levels_.size() - 1; l-- > 1;) {
         cv::Mat up;
-        cv::pyrUp(r, up, levels_[l].size());
+        cv::pyrUp(r, up, l == 1 ? coded_[1].size() : levels_[l].size());
         r.release();
-        cv::add(up, levels_[l], up); // in place: one full-size plane at a time
+        if (l == 1) { // a band at a time, as it is kept
+            for (int y0 = 0; y0 < up.rows; y0 += CodedLevel::bandRows) {
+                cv::Mat rows = up.rowRange(y0, std::min(up.rows, y0 + CodedLevel::bandRows));
+                cv::add(rows, coded_[1].rows(y0, y0 + rows.rows), rows);
+            }
+        } else {
+            cv::add(up, levels_[l], up); // in place: one full-size plane at a time
+        }
         r = up;
     }
     return r;
@@ -812,10 +835,10 @@ cv::Mat FocusDepthMerge::coarse() const
 void FocusDepthMerge::toShotUnits(const cv::Mat& coarse, int first, int last, int depth, cv::Mat& out) const
 {
     // One level is the coarse image itself; more, and the finest is kept aside.
-    cv::Mat rows = levels_.size() == 1 ? levels_[0].rowRange(first, last) : finest_.rows(first, last);
+    cv::Mat rows = levels_.size() == 1 ? levels_[0].rowRange(first, last) : coded_[0].rows(first, last);
     if (!coarse.empty()) {
         cv::Mat sum;
-        cv::add(rows, expandedRows(coarse, first, last, finest_.size()), sum);
+        cv::add(rows, expandedRows(coarse, first, last, coded_[0].size()), sum);
         rows = sum;
     }
     rows.convertTo(out, depth, 1.0 / unit_); // rounded and saturated

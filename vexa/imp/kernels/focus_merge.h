@@ -40,11 +40,12 @@
 
 namespace VEXA {
 
-// The finest level of the merge's pyramid, a band of rows at a time. In 16-bit fixed point (8-bit shots)
-// each band is kept coded: a value from -127 to 127 in a byte, any other as a marker byte and its own two.
-// Most of a level's detail is that small (88 to 99% of it on rendered and real series), so that a band
-// takes a little over half its bytes; one that would take more is kept as it is. In floats, kept whole.
-class FinestLevel {
+// One of the two finest levels of the merge's pyramid, a band of rows at a time. In 16-bit fixed point
+// (8-bit shots) each band is kept coded: a value from -127 to 127 in a byte, any other as a marker byte and
+// its own two. Most of a level's detail is that small (88 to 99% of the finest level's values on rendered
+// and real series, 86 to 91% of the next's), so that a band takes a little over half its bytes; one that
+// would take more is kept as it is. In floats, kept whole.
+class CodedLevel {
 public:
     static constexpr int bandRows = 64;
 
@@ -55,7 +56,7 @@ public:
     // Rows y0 onwards, y0 a multiple of bandRows, in whole bands (but at the bottom).
     void write(int y0, const cv::Mat& rows);
     // A copy with planes of its own.
-    FinestLevel clone() const;
+    CodedLevel clone() const;
 
 private:
     cv::Size size_;
@@ -95,9 +96,9 @@ private:
     FocusAligner aligner_;
     // The result's Laplacian pyramid, finest first, the last the coarse image: in eighths of a level (CV_16S)
     // for 8-bit shots, which keeps it exact at half the memory of floats; in floats for the others. The
-    // finest level is kept in finest_, its place here empty.
+    // two finest levels of detail are kept in coded_, their places here empty.
     std::vector<cv::Mat> levels_;
-    FinestLevel finest_;
+    CodedLevel coded_[2];
     double unit_ = 1.0; // the pyramid's values per unit of the shots
     double scoreScale_ = 1.0; // scores in units of the shots squared, times this
     float floor_ = 0;         // the lowest noise floor of the shots so far
