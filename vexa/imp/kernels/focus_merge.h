@@ -47,7 +47,7 @@ namespace VEXA {
 // would take more is kept as it is. In floats, kept whole.
 class CodedLevel {
 public:
-    static constexpr int bandRows = 64;
+    static constexpr int bandRows = 32;
 
     void create(cv::Size size, int type);
     cv::Size size() const { return size_; }
