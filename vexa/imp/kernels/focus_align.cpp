@@ -646,7 +646,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     }
     work.release();
 
-    // The map is made a band at a time when the shot is read (applyFit); here only what it covers.
+    // The map is made a band at a time when the shot is read (applyFit), which tells what it covers.
     fit.moves = true;
     if (local) {
         // Smooth over about 24 working pixels, the field is kept at a quarter of their number each way
@@ -654,27 +654,6 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
         fit.flow = flow * double(workScale_);
         fit.flowScale = workScale_ * flowReduction;
     }
-    bool all = true;
-    forEachMapBand(fit, size_, [&](int, const cv::Mat& map) {
-        for (int r = 0; r < map.rows; ++r) {
-            const cv::Vec2f* m = map.ptr<cv::Vec2f>(r);
-            fit.covered.newRow(map.cols);
-            int begin = -1;
-            for (int x = 0; x <= map.cols; ++x) {
-                const bool in = x < map.cols && m[x][0] >= 0 && m[x][1] >= 0 && m[x][0] <= size_.width - 1 &&
-                                m[x][1] <= size_.height - 1;
-                if (in && begin < 0)
-                    begin = x;
-                if (!in && begin >= 0) {
-                    fit.covered.addRun(begin, x);
-                    begin = -1;
-                }
-                all = all && (in || x == map.cols);
-            }
-        }
-    });
-    if (all)
-        fit.covered = CoveredPixels();
     return fit;
 }
 
@@ -773,17 +752,37 @@ void forEachMapBand(const FocusAligner::Fit& fit, cv::Size size, const std::func
     });
 }
 
-void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out)
+void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out, CoveredPixels* covered)
 {
     if (!fit.moves) {
         out = shot;
         return;
     }
     out.create(shot.size(), shot.type());
+    CoveredPixels runs;
+    bool all = true;
+    const float right = float(shot.cols - 1), bottom = float(shot.rows - 1);
     forEachMapBand(fit, shot.size(), [&](int y0, const cv::Mat& map) {
         cv::Mat rows = out.rowRange(y0, y0 + map.rows);
         cv::remap(shot, rows, map, cv::noArray(), cv::INTER_CUBIC, border);
+        for (int r = 0; covered && r < map.rows; ++r) {
+            const cv::Vec2f* m = map.ptr<cv::Vec2f>(r);
+            runs.newRow(map.cols);
+            int begin = -1;
+            for (int x = 0; x <= map.cols; ++x) {
+                const bool in = x < map.cols && m[x][0] >= 0 && m[x][1] >= 0 && m[x][0] <= right && m[x][1] <= bottom;
+                if (in && begin < 0)
+                    begin = x;
+                if (!in && begin >= 0) {
+                    runs.addRun(begin, x);
+                    begin = -1;
+                }
+                all = all && (in || x == map.cols);
+            }
+        }
     });
+    if (covered)
+        *covered = all ? CoveredPixels() : runs;
 }
 
 FocusAligner::Fit geometryOf(const FocusAligner::Fit& fit)

@@ -65,7 +65,8 @@ public:
         // pixels, sampled at the centres of working pixels flowScale times larger (CV_32FC2; empty for none).
         cv::Mat flow;
         int flowScale = 1;
-        // Pixels of the reference that the shot covers.
+        // Pixels of the reference that the shot covers: from the caller's mask, or for a shot that moves,
+        // as applyFit finds them.
         CoveredPixels covered;
         // Gains per channel (blue, green, red; gray uses the first) that match the reference's exposure.
         std::array<double, 3> gains{1.0, 1.0, 1.0};
@@ -113,8 +114,10 @@ cv::Mat grayOf(const cv::Mat& colour);
 
 // The shot read through the fit (bicubic; outside it, `border` of OpenCV's, black for a constant one) into
 // out, which may already be the destination's memory; a shot that does not move becomes out itself. The
-// map is made a band of rows at a time.
-void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out);
+// map is made a band of rows at a time; where `covered` is given and the shot moves, it says which pixels
+// the shot covers.
+void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv::Mat& out,
+              CoveredPixels* covered = nullptr);
 // The fit without its working planes: what applyFit reads, and the gains.
 FocusAligner::Fit geometryOf(const FocusAligner::Fit& fit);
 

@@ -642,7 +642,7 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
         fit = aligner_.matchExposure(shot, covered);
     checkpoint(0.4, "aligning");
     cv::Mat aligned;
-    applyFit(shot, fit, cv::BORDER_REPLICATE, aligned);
+    applyFit(shot, fit, cv::BORDER_REPLICATE, aligned, &fit.covered);
     shot.release();
     const FocusAligner::Fit added = geometryOf(fit);
     // The luminance scored, and the planes blended in the pyramid's type, both at the first shot's exposure.

@@ -23,13 +23,15 @@
 // read back bilinearly at every pixel, which decides each pixel, its share and its index as the full-size
 // scores would; the state's own scores are updated at that size, each of its pixels as most of the four
 // full-size ones under it were decided.
-// State: the result's pyramid (8 bytes a pixel in colour for 8-bit shots, 16 for others, a third of that
-// in gray); at half the size and in half precision, the best score at all scales and at the finest and
-// the total share of the shots averaged (1.5); the index of the shot that gave the best (1, 2 beyond 256
-// shots); the aligner's neighbour at a quarter of the pixels. While a shot is merged, beside the shot and
-// its aligned copy: its two scores at half the size (1; the energy behind them made a band of rows at a
-// time, never whole) and the decision, then its share of each pixel in 255ths (1 byte), which is exact
-// where one shot takes a pixel whole.
+// State: the result's pyramid (in colour, 8 bytes a pixel for 8-bit shots, about 5 once its two finest
+// levels are coded (CodedLevel); 16 for others; a third of that in gray); at half the size and in half
+// precision, the best score at all scales and at the finest and the total share of the shots averaged
+// (1.5); the index of the shot that gave the best (1, 2 beyond 256 shots); the aligner's neighbour at a
+// quarter of the pixels in 16 bits. While a shot is merged, beside the shot and its aligned copy: its two
+// scores at half the size (1; the energy behind them made a band of rows at a time, never whole), then its
+// share of each pixel in 255ths (1 byte), which is exact where one shot takes a pixel whole, and the
+// shot's pyramid a level at a time, the finest a band at a time. The decision is made a band at a time as
+// each band is merged.
 #pragma once
 
 #include <vexa/imp/kernels/focus_align.h>
