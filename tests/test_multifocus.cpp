@@ -387,6 +387,21 @@ TEST(DepthMap, KeepsTheDepthAndTakesTheOneSharpShotExactly)
     }
 }
 
+TEST(DepthMap, TakesPixelNoiseAsExactlyAsSmoothDetail)
+{
+    // Detail of single pixels at full contrast: the finest levels' values are too large to take a byte, and
+    // the merge keeps them as they are.
+    cv::Mat truth(96, 128, CV_32FC3);
+    cv::RNG(5).fill(truth, cv::RNG::UNIFORM, 0, 255);
+    VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignNone);
+    QList<VImage> shots;
+    for (const cv::Rect& sharp : {cv::Rect(), cv::Rect(0, 0, 128, 96), cv::Rect()})
+        shots.append(toImage(shotOf(truth, sharp), BGR, Channel8u));
+    for (const VImage& shot : shots)
+        ASSERT_TRUE(blender.addImage(shot));
+    EXPECT_EQ(cv::norm(roiMat(blender.image().convert(BGR, Channel8u)), roiMat(shots[1]), cv::NORM_INF), 0.0);
+}
+
 TEST(DepthMap, MatchesExposureAndDecidesFlatAreasByTheirSurroundings)
 {
     // Shot 1 is sharp everywhere but in a flat square no shot has detail in; every shot has its own noise
