@@ -205,8 +205,9 @@ public:
         /// pixels with the detail both have as weights (vectors longer than 1% of the diagonal are left
         /// out), applied only where the flow averaged over about 70 pixels still moves something by a
         /// quarter of a pixel along one direction or along the rays from the centre (a camera moving
-        /// sideways or along its axis; focus changes alone move edges every way around an object). A global fit that removes under a tenth of the misfit the shots show as they stand is
-        /// taken as no motion: two shots focused differently never match exactly, and a fit between two
+        /// sideways or along its axis; focus changes alone move edges every way around an object). A
+        /// global fit that removes under a tenth of the misfit the shots show as they stand is taken as
+        /// no motion: two shots focused differently never match exactly, and a fit between two
         /// that did not move follows their focus differences. A shot whose fit moves no corner by 0.1
         /// pixel and that needs no local correction is not resampled; shots under 100 pixels on a side are
         /// taken as they stand. Resampling is bicubic. The fits are reported by shotFits().

@@ -660,29 +660,21 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
 CoveredPixels CoveredPixels::ofMask(const cv::Mat& mask)
 {
     CoveredPixels out;
-    if (mask.empty() || cv::countNonZero(mask) == int(mask.total()))
-        return out;
     for (int y = 0; y < mask.rows; ++y) {
         const uchar* m = mask.ptr<uchar>(y);
-        out.newRow(mask.cols);
-        int begin = -1;
-        for (int x = 0; x <= mask.cols; ++x) {
-            const bool in = x < mask.cols && m[x] != 0;
-            if (in && begin < 0)
-                begin = x;
-            if (!in && begin >= 0) {
-                out.addRun(begin, x);
-                begin = -1;
-            }
-        }
+        out.addRow(mask.cols, [m](int x) { return m[x] != 0; });
     }
+    out.finish();
     return out;
 }
 
-void CoveredPixels::newRow(int width)
+void CoveredPixels::finish()
 {
-    width_ = width;
-    starts_.push_back(int(runs_.size()));
+    // As many runs as rows, each the whole width: every row has one, and it covers it.
+    const cv::Vec2i whole(0, width_);
+    if (runs_.size() == starts_.size() &&
+        std::all_of(runs_.begin(), runs_.end(), [&](const cv::Vec2i& r) { return r == whole; }))
+        *this = CoveredPixels();
 }
 
 const uchar* CoveredPixels::row(int y, std::vector<uchar>& buffer) const
@@ -759,30 +751,20 @@ void applyFit(const cv::Mat& shot, const FocusAligner::Fit& fit, int border, cv:
         return;
     }
     out.create(shot.size(), shot.type());
-    CoveredPixels runs;
-    bool all = true;
+    if (covered)
+        *covered = CoveredPixels();
     const float right = float(shot.cols - 1), bottom = float(shot.rows - 1);
     forEachMapBand(fit, shot.size(), [&](int y0, const cv::Mat& map) {
         cv::Mat rows = out.rowRange(y0, y0 + map.rows);
         cv::remap(shot, rows, map, cv::noArray(), cv::INTER_CUBIC, border);
         for (int r = 0; covered && r < map.rows; ++r) {
             const cv::Vec2f* m = map.ptr<cv::Vec2f>(r);
-            runs.newRow(map.cols);
-            int begin = -1;
-            for (int x = 0; x <= map.cols; ++x) {
-                const bool in = x < map.cols && m[x][0] >= 0 && m[x][1] >= 0 && m[x][0] <= right && m[x][1] <= bottom;
-                if (in && begin < 0)
-                    begin = x;
-                if (!in && begin >= 0) {
-                    runs.addRun(begin, x);
-                    begin = -1;
-                }
-                all = all && (in || x == map.cols);
-            }
+            covered->addRow(
+                map.cols, [&](int x) { return m[x][0] >= 0 && m[x][1] >= 0 && m[x][0] <= right && m[x][1] <= bottom; });
         }
     });
     if (covered)
-        *covered = all ? CoveredPixels() : runs;
+        covered->finish();
 }
 
 FocusAligner::Fit geometryOf(const FocusAligner::Fit& fit)

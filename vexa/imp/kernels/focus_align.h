@@ -43,9 +43,25 @@ public:
     bool all() const { return starts_.empty(); }
     // From a mask (CV_8U, nonzero where covered); all() when every pixel is, or the mask is empty.
     static CoveredPixels ofMask(const cv::Mat& mask);
-    // Built a row at a time, in order: each row's runs [begin, end), left to right, after its newRow().
-    void newRow(int width);
-    void addRun(int begin, int end) { runs_.emplace_back(begin, end); }
+    // Built a row at a time, in order, from whether each of its `width` pixels is covered; then finish().
+    template <class Covered>
+    void addRow(int width, Covered&& covered)
+    {
+        width_ = width;
+        starts_.push_back(int(runs_.size()));
+        int begin = -1;
+        for (int x = 0; x <= width; ++x) {
+            const bool in = x < width && covered(x);
+            if (in && begin < 0)
+                begin = x;
+            if (!in && begin >= 0) {
+                runs_.emplace_back(begin, x);
+                begin = -1;
+            }
+        }
+    }
+    // all() from here on where every row was covered whole.
+    void finish();
     // Row y as 255 where covered and 0 elsewhere, in `buffer`; null when every pixel is covered.
     const uchar* row(int y, std::vector<uchar>& buffer) const;
 

@@ -93,6 +93,30 @@ private:
     cv::Mat sum_;
 };
 
+// Two rows of a smaller plane widened to the full width, kept by their index, so that rows read in order
+// are widened once each.
+class WidenedRows {
+public:
+    explicit WidenedRows(int width) : wide_(2, width, CV_32F) {}
+    // Row i, made by widen(i, its full-width row) unless kept; row `keep` is never the one dropped for it.
+    template <class Widen>
+    const float* get(int i, int keep, Widen&& widen)
+    {
+        for (int k = 0; k < 2; ++k)
+            if (index_[k] == i)
+                return wide_.ptr<float>(k);
+        const int k = index_[0] == keep ? 1 : index_[1] == keep ? 0 : index_[0] < index_[1] ? 0 : 1;
+        index_[k] = i;
+        float* row = wide_.ptr<float>(k);
+        widen(i, row);
+        return row;
+    }
+
+private:
+    cv::Mat wide_;
+    int index_[2] = {-1, -1};
+};
+
 // A coarser scale of the score: the energy averaged `scale` times smaller (fed a band at a time), blurred
 // with sigma 2 there, and read back at the full size bilinearly, as OpenCV's linear resize places the
 // samples: each of its rows widened to the full width when first read (two kept), so that addTo brings
@@ -101,7 +125,7 @@ class CoarseScale {
 public:
     CoarseScale(cv::Size full, int scale)
         : full_(full), sum_(full.height, std::max(1, full.height / scale), full.width),
-          cols_(std::max(1, full.width / scale)), wide_(2, full.width, CV_32F)
+          cols_(std::max(1, full.width / scale)), wide_(full.width)
     {
     }
     void add(const cv::Mat& band, int y0) { sum_.add(band, y0); }
@@ -115,6 +139,10 @@ public:
     void addTo(cv::Mat& band, int y0, float weight)
     {
         const double scale = double(small_.rows) / full_.height;
+        const auto widen = [&](int i, float* to) {
+            cv::Mat row(1, full_.width, CV_32F, to);
+            cv::resize(small_.row(i), row, row.size(), 0, 0, cv::INTER_LINEAR);
+        };
         for (int r = 0; r < band.rows; ++r) {
             const double at = (y0 + r + 0.5) * scale - 0.5;
             int i = int(std::floor(at));
@@ -123,8 +151,9 @@ public:
                 i = 0, f = 0.f;
             if (i >= small_.rows - 1)
                 i = small_.rows - 1, f = 0.f;
-            const float* a = widened(i);
-            const float* b = widened(std::min(i + 1, small_.rows - 1));
+            const int below = std::min(i + 1, small_.rows - 1);
+            const float* b = wide_.get(below, below, widen);
+            const float* a = wide_.get(i, below, widen);
             float* p = band.ptr<float>(r);
             const float wa = weight * (1.f - f), wb = weight * f;
             for (int x = 0; x < band.cols; ++x)
@@ -133,23 +162,11 @@ public:
     }
 
 private:
-    const float* widened(int i)
-    {
-        for (int k = 0; k < 2; ++k)
-            if (rows_[k] == i)
-                return wide_.ptr<float>(k);
-        const int k = rows_[0] < rows_[1] ? 0 : 1; // rows come in order: the older goes
-        rows_[k] = i;
-        cv::Mat row = wide_.row(k);
-        cv::resize(small_.row(i), row, row.size(), 0, 0, cv::INTER_LINEAR);
-        return wide_.ptr<float>(k);
-    }
-
     cv::Size full_;
     AreaRows sum_;
     int cols_;
-    cv::Mat small_, wide_;
-    int rows_[2] = {-1, -1};
+    cv::Mat small_;
+    WidenedRows wide_;
 };
 
 // Rows of energy less twice the noise floor, never below 0: grain and JPEG blocks score nothing.
@@ -200,7 +217,7 @@ class HalfRows {
 public:
     HalfRows(const cv::Mat& half, cv::Size full)
         : half_(half), full_(full), x0_(size_t(full.width)), x1_(size_t(full.width)), ax_(size_t(full.width)),
-          wide_(2, full.width, CV_32F), row_(1, full.width, CV_32F), narrow_(1, half.cols, CV_32F)
+          wide_(full.width), row_(1, full.width, CV_32F), narrow_(1, half.cols, CV_32F)
     {
         for (int x = 0; x < full.width; ++x)
             place(x, half.cols, x0_[size_t(x)], x1_[size_t(x)], ax_[size_t(x)]);
@@ -210,9 +227,10 @@ public:
         int i0 = 0, i1 = 0;
         float a = 0;
         place(y, half_.rows, i0, i1, a);
-        // The row below first: making it never drops the row above, which widened() then finds kept.
-        const float* bottom = widened(i1, i1);
-        const float* top = widened(i0, i1);
+        // The row below first: making it never drops the row above, which is then found kept.
+        const auto widen = [&](int i, float* to) { widened(i, to); };
+        const float* bottom = wide_.get(i1, i1, widen);
+        const float* top = wide_.get(i0, i1, widen);
         float* out = row_.ptr<float>(0);
         for (int x = 0; x < full_.width; ++x)
             out[x] = top[x] + (bottom[x] - top[x]) * a;
@@ -227,30 +245,23 @@ private:
         i1 = std::min(i0 + 1, n - 1);
         a = float(p - i0);
     }
-    // Half-size row i widened, keeping row `kept` if it is there.
-    const float* widened(int i, int kept)
+    // Half-size row i widened into w.
+    void widened(int i, float* w)
     {
-        for (int k = 0; k < 2; ++k)
-            if (cached_[k] == i)
-                return wide_.ptr<float>(k);
-        const int k = cached_[0] == kept ? 1 : cached_[1] == kept ? 0 : cached_[0] < cached_[1] ? 0 : 1;
-        cached_[k] = i;
         half_.row(i).convertTo(narrow_, CV_32F);
         const float* n = narrow_.ptr<float>(0);
-        float* w = wide_.ptr<float>(k);
         for (int x = 0; x < full_.width; ++x) {
             const size_t s = size_t(x);
             w[x] = n[x0_[s]] + (n[x1_[s]] - n[x0_[s]]) * ax_[s];
         }
-        return w;
     }
 
     const cv::Mat& half_;
     cv::Size full_;
     std::vector<int> x0_, x1_;
     std::vector<float> ax_;
-    cv::Mat wide_, row_, narrow_;
-    int cached_[2] = {-1, -1};
+    WidenedRows wide_;
+    cv::Mat row_, narrow_;
 };
 
 // The scores of an aligned shot whose luminance `gain` brings to the first shot's exposure, in `scale`
@@ -508,6 +519,15 @@ void blendRows(CodedLevel& level, int y0, const cv::Mat& detail, const cv::Mat& 
     level.write(y0, result);
 }
 
+// A whole level of the shot's pyramid blended into the kept one (made for the first shot), a band at a time.
+void blendWhole(CodedLevel& level, const cv::Mat& detail, const cv::Mat& weight, bool first)
+{
+    if (first)
+        level.create(detail.size(), detail.type());
+    forEachBand(detail.rows, levelBands,
+                [&](int y0, int y1) { blendRows(level, y0, detail.rowRange(y0, y1), weight.rowRange(y0, y1), first); });
+}
+
 } // namespace
 
 void CodedLevel::create(cv::Size size, int type)
@@ -757,11 +777,11 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     cv::Mat g = levels > 1 ? reducedRows(aligned, units, type) : pyramidRows(aligned, 0, size.height, units, type);
     if (levels > 1) {
         if (first)
-            coded_[0].create(size, type);
+            levels_[0].create(size, type);
         forEachBand(size.height, levelBands, [&](int y0, int y1) {
             cv::Mat rows = pyramidRows(aligned, y0, y1, units, type);
             subtractExpanded(rows, y0, size, g);
-            blendRows(coded_[0], y0, rows, weight.rowRange(y0, y1), first);
+            blendRows(levels_[0], y0, rows, weight.rowRange(y0, y1), first);
         });
         cv::Mat w;
         cv::pyrDown(weight, w);
@@ -772,26 +792,13 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
         cv::Mat down;
         cv::pyrDown(g, down);
         subtractExpanded(g, down); // the level's detail, in place of the level itself
-        if (l == 1) {
-            if (first)
-                coded_[1].create(g.size(), g.type());
-            forEachBand(g.rows, levelBands, [&](int y0, int y1) {
-                blendRows(coded_[1], y0, g.rowRange(y0, y1), weight.rowRange(y0, y1), first);
-            });
-        } else if (first) {
-            levels_[size_t(l)] = g;
-        } else {
-            blendLevel(levels_[size_t(l)], g, weight);
-        }
+        blendWhole(levels_[size_t(l)], g, weight, first);
         cv::Mat w;
         cv::pyrDown(weight, w);
         weight = w;
         g = down;
     }
-    if (first)
-        levels_.back() = g;
-    else
-        blendLevel(levels_.back(), g, weight);
+    blendWhole(levels_.back(), g, weight, first);
     reportProgress(1.0, "merging");
     return added;
 }
@@ -799,10 +806,8 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
 FocusDepthMerge FocusDepthMerge::copy() const
 {
     FocusDepthMerge out = *this; // the aligner's planes are replaced, never written: they may be shared
-    for (cv::Mat& level : out.levels_)
+    for (CodedLevel& level : out.levels_)
         level = level.clone();
-    for (size_t l = 0; l < 2; ++l)
-        out.coded_[l] = coded_[l].clone();
     out.best_ = best_.clone();
     out.bestFine_ = bestFine_.clone();
     out.totals_ = totals_.clone();
@@ -814,19 +819,15 @@ cv::Mat FocusDepthMerge::coarse() const
 {
     if (levels_.size() < 2)
         return cv::Mat();
-    cv::Mat r = levels_.back().clone();
+    cv::Mat r = levels_.back().rows(0, levels_.back().size().height);
     for (size_t l = levels_.size() - 1; l-- > 1;) {
         cv::Mat up;
-        cv::pyrUp(r, up, l == 1 ? coded_[1].size() : levels_[l].size());
+        cv::pyrUp(r, up, levels_[l].size());
         r.release();
-        if (l == 1) { // a band at a time, as it is kept
-            for (int y0 = 0; y0 < up.rows; y0 += CodedLevel::bandRows) {
-                cv::Mat rows = up.rowRange(y0, std::min(up.rows, y0 + CodedLevel::bandRows));
-                cv::add(rows, coded_[1].rows(y0, y0 + rows.rows), rows);
-            }
-        } else {
-            cv::add(up, levels_[l], up); // in place: one full-size plane at a time
-        }
+        forEachBand(up.rows, levelBands, [&](int y0, int y1) { // in place, a band at a time as the level is kept
+            cv::Mat rows = up.rowRange(y0, y1);
+            cv::add(rows, levels_[l].rows(y0, y1), rows);
+        });
         r = up;
     }
     return r;
@@ -834,11 +835,10 @@ cv::Mat FocusDepthMerge::coarse() const
 
 void FocusDepthMerge::toShotUnits(const cv::Mat& coarse, int first, int last, int depth, cv::Mat& out) const
 {
-    // One level is the coarse image itself; more, and the finest is kept aside.
-    cv::Mat rows = levels_.size() == 1 ? levels_[0].rowRange(first, last) : coded_[0].rows(first, last);
+    cv::Mat rows = levels_[0].rows(first, last); // with one level, the coarse image itself
     if (!coarse.empty()) {
         cv::Mat sum;
-        cv::add(rows, expandedRows(coarse, first, last, coded_[0].size()), sum);
+        cv::add(rows, expandedRows(coarse, first, last, levels_[0].size()), sum);
         rows = sum;
     }
     rows.convertTo(out, depth, 1.0 / unit_); // rounded and saturated

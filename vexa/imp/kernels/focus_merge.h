@@ -23,8 +23,8 @@
 // read back bilinearly at every pixel, which decides each pixel, its share and its index as the full-size
 // scores would; the state's own scores are updated at that size, each of its pixels as most of the four
 // full-size ones under it were decided.
-// State: the result's pyramid (in colour, 8 bytes a pixel for 8-bit shots, about 5 once its two finest
-// levels are coded (CodedLevel); 16 for others; a third of that in gray); at half the size and in half
+// State: the result's pyramid (in colour, 8 bytes a pixel for 8-bit shots, about 5 as its levels are kept
+// coded (CodedLevel); 16 for others; a third of that in gray); at half the size and in half
 // precision, the best score at all scales and at the finest and the total share of the shots averaged
 // (1.5); the index of the shot that gave the best (1, 2 beyond 256 shots); the aligner's neighbour at a
 // quarter of the pixels in 16 bits. While a shot is merged, beside the shot and its aligned copy: its two
@@ -42,11 +42,11 @@
 
 namespace VEXA {
 
-// One of the two finest levels of the merge's pyramid, a band of rows at a time. In 16-bit fixed point
-// (8-bit shots) each band is kept coded: a value from -127 to 127 in a byte, any other as a marker byte and
-// its own two. Most of a level's detail is that small (88 to 99% of the finest level's values on rendered
-// and real series, 86 to 91% of the next's), so that a band takes a little over half its bytes; one that
-// would take more is kept as it is. In floats, kept whole.
+// A level of the merge's pyramid, a band of rows at a time. In 16-bit fixed point (8-bit shots) each band
+// is kept coded: a value from -127 to 127 in a byte, any other as a marker byte and its own two. Most of a
+// level's detail is that small (88 to 99% of the finest level's values on rendered and real series, 86 to
+// 91% of the next's), so that a band takes a little over half its bytes; one that would take more (the
+// coarse image itself) is kept as it is. In floats, kept whole.
 class CodedLevel {
 public:
     static constexpr int bandRows = 32;
@@ -97,10 +97,8 @@ private:
     bool align_;
     FocusAligner aligner_;
     // The result's Laplacian pyramid, finest first, the last the coarse image: in eighths of a level (CV_16S)
-    // for 8-bit shots, which keeps it exact at half the memory of floats; in floats for the others. The
-    // two finest levels of detail are kept in coded_, their places here empty.
-    std::vector<cv::Mat> levels_;
-    CodedLevel coded_[2];
+    // for 8-bit shots, which keeps it exact at half the memory of floats, coded; in floats for the others.
+    std::vector<CodedLevel> levels_;
     double unit_ = 1.0; // the pyramid's values per unit of the shots
     double scoreScale_ = 1.0; // scores in units of the shots squared, times this
     float floor_ = 0;         // the lowest noise floor of the shots so far
