@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace VEXA {
@@ -282,8 +283,11 @@ bool explainsMotion(const cv::Mat& target, const cv::Mat& shotAsIs, const cv::Ma
 }
 
 // The affine map from the reference's pixels to the shot's that ECC finds between the two gray planes,
-// coarse to fine; the identity where it does not explain the shot better than no motion.
-cv::Matx23d fitGlobally(const cv::Mat& reference, double referenceUnit, const cv::Mat& shot)
+// coarse to fine; none where it does not explain the shot better than no motion. Where the full size is
+// refined on patches, a fit that explains nothing at half of it ends there: a shot that did not move (a
+// tripod's, a microscope's) then costs the coarse sizes alone, not the patches' fits (a fit that moves
+// the full size's corners by a pixel removes most of the misfit at half size too).
+std::optional<cv::Matx23d> fitGlobally(const cv::Mat& reference, double referenceUnit, const cv::Mat& shot)
 {
     std::vector<cv::Mat> refs{equalised(reference, referenceUnit)}, shots{equalised(shot)};
     while (refs.size() < 4 && std::min(refs.back().cols, refs.back().rows) >= 96) {
@@ -319,8 +323,12 @@ cv::Matx23d fitGlobally(const cv::Mat& reference, double referenceUnit, const cv
             throw dip_exception("The shot cannot be aligned: it does not match the shot before it");
         warp.convertTo(warp, CV_64F);
         w = cv::Matx23d(warp);
+        if (i == 1 && patches && !explainsMotion(refs[1], shots[1], w))
+            return std::nullopt;
     }
-    return explainsMotion(refs[0], shots[0], w) ? w : cv::Matx23d(1, 0, 0, 0, 1, 0);
+    if (!explainsMotion(refs[0], shots[0], w))
+        return std::nullopt;
+    return w;
 }
 
 // The median of ratios a / b per channel over the pixels both have well inside their range, among those
@@ -379,7 +387,7 @@ std::array<double, 3> medianRatios(const cv::Mat& a, const cv::Mat& b, const cv:
 // Each tile has a DIS of its own: OpenCV 4.6's DIS, called again on a plane of another size, now and then
 // reads past its buffers in its parallel loops (a crash on about half the runs of a 12-megapixel stack).
 // Calls tile(inner rectangle, its flow) for each tile: the flow is never made whole.
-void forEachFlowTile(const cv::Mat& target, const cv::Mat& moving,
+void forEachFlowTile(const cv::Mat& target, const cv::Mat& moving, int preset,
                      const std::function<void(const cv::Rect&, const cv::Mat&)>& tile)
 {
     constexpr int side = 512, overlap = 64; // a multiple of flowReduction: each cell of the grid in one tile
@@ -389,7 +397,7 @@ void forEachFlowTile(const cv::Mat& target, const cv::Mat& moving,
         for (int x = 0; x < target.cols; x += side) {
             const cv::Rect inner = cv::Rect(x, y, side, side) & whole;
             const cv::Rect outer = cv::Rect(x - overlap, y - overlap, side + 2 * overlap, side + 2 * overlap) & whole;
-            const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(cv::DISOpticalFlow::PRESET_MEDIUM);
+            const cv::Ptr<cv::DISOpticalFlow> dis = cv::DISOpticalFlow::create(preset);
             dis->calc(target(outer).clone(), moving(outer).clone(), part); // DIS takes continuous planes only
             tile(inner, part(inner - outer.tl()));
         }
@@ -400,7 +408,8 @@ void forEachFlowTile(const cv::Mat& target, const cv::Mat& moving,
 // vectors averaged over about `radius` pixels, each weighted by the detail both images have there, so that
 // flat and blurred areas (where flow is noise) take the motion of the detail around them, and areas far
 // from any detail none. Vectors longer than `longest` are matches gone astray and count for nothing.
-cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius, double longest)
+cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius, double longest,
+                   int preset = cv::DISOpticalFlow::PRESET_MEDIUM)
 {
     const cv::Mat target = equalised(target8), moving = equalised(moving8);
     // Detail that pins motion down in both directions: the structure tensor's smaller eigenvalue. Along
@@ -413,7 +422,7 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
     cv::Mat weighted(kept, CV_32FC2, cv::Scalar::all(0)), total(kept, CV_32F, cv::Scalar(0));
     double sum = 0;
     const cv::Rect whole(cv::Point(), target.size());
-    forEachFlowTile(target, moving, [&](const cv::Rect& inner, const cv::Mat& flow) {
+    forEachFlowTile(target, moving, preset, [&](const cv::Rect& inner, const cv::Mat& flow) {
         const cv::Rect read = cv::Rect(inner.x - 4, inner.y - 4, inner.width + 8, inner.height + 8) & whole;
         const cv::Rect in(inner.tl() - read.tl(), inner.size());
         cv::Mat a, b, weight;
@@ -514,6 +523,14 @@ double coherentShift(const cv::Mat& flow)
     return largeShift(flow) * std::max(parallel, outwards);
 }
 
+// coherentShift of a smooth flow averaged over about 70 working pixels.
+double coherentMotion(const cv::Mat& flow)
+{
+    cv::Mat wide;
+    cv::GaussianBlur(flow, wide, cv::Size(), 36.0 / flowReduction);
+    return coherentShift(wide);
+}
+
 cv::Mat to8u(const cv::Mat& gray, double scale)
 {
     cv::Mat out;
@@ -576,10 +593,11 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
         return matchExposure(colour, cv::Mat());
     Fit fit;
     cv::Mat work = shrink(colour, workScale_);
-    const cv::Matx23d w = [&] {
+    const std::optional<cv::Matx23d> found = [&] {
         const cv::Mat gray = grayOf(floatsOf(work)); // the planes in floats gone before the fit starts
         return fitGlobally(previousGray_, grayUnit(), gray);
     }();
+    const cv::Matx23d w = found.value_or(cv::Matx23d(1, 0, 0, 0, 1, 0));
     fit.global = enlarged(w, workScale_);
     const cv::Matx22d a(fit.global(0, 0), fit.global(0, 1), fit.global(1, 0), fit.global(1, 1));
     const double scale = std::sqrt(std::abs(cv::determinant(a)));
@@ -606,17 +624,30 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     // such plane weighs as much as all the flow's own.
     const auto matched = [&] { return matchedGray(work, fit.gains); };
     const auto fitted = [&] { return warped(matched(), w, previousGray_.size()); };
+    const auto stands = [&] {
+        fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
+        fit.gray = packed(matched());
+        return fit;
+    };
+    const double longest = std::max(4.0, 0.01 * std::hypot(previousGray_.cols, previousGray_.rows));
+    // A shot found globally still is looked at for parallax with DIS's fast preset first (a quarter of
+    // the medium one's work, and as noisy on a still series: 0.02 to 0.12 pixel), and closely only where
+    // that shows some; half a pixel of parallax shows as much in both.
+    if (!found) {
+        const cv::Mat target = to8u(previousGray_, grayUnit() * grayScale_);
+        const cv::Mat moving = to8u(matched(), grayScale_);
+        const cv::Mat flow = smoothFlow(target, moving, 12.0, longest, cv::DISOpticalFlow::PRESET_FAST);
+        if (coherentMotion(flow) * workScale_ < 0.2)
+            return stands();
+    }
     const cv::Mat moving = to8u(fitted(), grayScale_); // its own statement: the plane in floats goes first
-    const cv::Mat flow = smoothFlow(to8u(previousGray_, grayUnit() * grayScale_), moving, 12.0,
-                                    std::max(4.0, 0.01 * std::hypot(previousGray_.cols, previousGray_.rows)));
+    const cv::Mat flow = smoothFlow(to8u(previousGray_, grayUnit() * grayScale_), moving, 12.0, longest);
     fit.localShift = largeShift(flow) * workScale_;
     // Focus differences alone make flow appear at defocused edges, changing sign from one side of an edge
     // to the other and pointing every way around an object; motion (parallax) moves whole areas alike, in
     // one direction or along the rays from the centre. So the flow counts as motion only if what is left
     // of it averaged over about 70 pixels still moves something by a quarter of a pixel that way.
-    cv::Mat wide;
-    cv::GaussianBlur(flow, wide, cv::Size(), 36.0 / flowReduction);
-    const bool local = coherentShift(wide) * workScale_ >= 0.25;
+    const bool local = coherentMotion(flow) * workScale_ >= 0.25;
     double still = 0;
     for (const cv::Point2d& p : {cv::Point2d(0, 0), cv::Point2d(size_.width, 0), cv::Point2d(0, size_.height),
                                  cv::Point2d(size_.width, size_.height)})
@@ -624,11 +655,8 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
                                            fit.global(1, 0) * p.x + fit.global(1, 1) * p.y + fit.global(1, 2) - p.y));
     if (!local) {
         fit.localShift = 0;
-        if (still < 0.1) {
-            fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
-            fit.gray = packed(matched());
-            return fit;
-        }
+        if (still < 0.1)
+            return stands();
         fit.gray = packed(fitted());
     } else {
         // The field read bilinearly at every working pixel, as applyFit reads it at every pixel, a band of
