@@ -50,6 +50,32 @@ cv::Mat floatsOf(const cv::Mat& planes)
     return out;
 }
 
+// A luminance in single precision, a band of rows at a time: the planes in floats (18 MB for a working-size
+// colour shot of 3000x2000) are never made whole. luma(band in floats, its rows of the luminance) works
+// pixel by pixel, so that the bands make what the whole would.
+template <class Luma>
+cv::Mat luminanceInFloats(const cv::Mat& planes, Luma&& luma)
+{
+    cv::Mat gray(planes.size(), CV_32F);
+    for (int y = 0; y < planes.rows; y += 64) {
+        const cv::Range rows(y, std::min(planes.rows, y + 64));
+        cv::Mat out = gray.rowRange(rows);
+        luma(floatsOf(planes.rowRange(rows)), out);
+    }
+    return gray;
+}
+
+// grayOf the planes in single precision.
+cv::Mat grayInFloats(const cv::Mat& planes)
+{
+    return luminanceInFloats(planes, [](const cv::Mat& band, cv::Mat& out) {
+        if (band.channels() == 1)
+            band.copyTo(out);
+        else
+            cv::cvtColor(band, out, cv::COLOR_BGR2GRAY);
+    });
+}
+
 // From the shot at working size.
 cv::Mat smallOf(const cv::Mat& working, cv::Size full)
 {
@@ -65,7 +91,7 @@ cv::Mat smallOf(const cv::Mat& working, cv::Size full)
 // it, relative to its mean.
 cv::Mat smallDetailOf(const cv::Mat& working, cv::Size full)
 {
-    const cv::Mat gray = grayOf(floatsOf(working));
+    const cv::Mat gray = grayInFloats(working);
     const cv::Size size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale));
     cv::Mat mean, square;
     cv::resize(gray, mean, size, 0, 0, cv::INTER_AREA);
@@ -79,13 +105,13 @@ cv::Mat smallDetailOf(const cv::Mat& working, cv::Size full)
 // The luminance of the planes brought to another exposure, with no copy of the planes themselves.
 cv::Mat matchedGray(const cv::Mat& planes, const std::array<double, 3>& gains)
 {
-    cv::Mat gray;
-    if (planes.channels() == 1)
-        floatsOf(planes).convertTo(gray, CV_32F, gains[0]);
-    else
-        cv::transform(floatsOf(planes), gray,
-                      cv::Matx13f(float(lumaBlue * gains[0]), float(lumaGreen * gains[1]), float(lumaRed * gains[2])));
-    return gray;
+    const cv::Matx13f luma(float(lumaBlue * gains[0]), float(lumaGreen * gains[1]), float(lumaRed * gains[2]));
+    return luminanceInFloats(planes, [&](const cv::Mat& band, cv::Mat& out) {
+        if (band.channels() == 1)
+            band.convertTo(out, CV_32F, gains[0]);
+        else
+            cv::transform(band, out, luma);
+    });
 }
 
 cv::Mat scaled(const cv::Mat& image, const std::array<double, 3>& gains)
@@ -557,7 +583,7 @@ void FocusAligner::start(const cv::Mat& colour)
     size_ = colour.size();
     workScale_ = std::max(size_.width, size_.height) > 1024 ? 2 : 1;
     const cv::Mat working = shrink(colour, workScale_);
-    const cv::Mat gray = grayOf(floatsOf(working));
+    const cv::Mat gray = grayInFloats(working);
     double top = 0;
     cv::minMaxLoc(gray, nullptr, &top);
     grayScale_ = top > 0 ? 250.0 / top : 1.0;
@@ -594,7 +620,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     Fit fit;
     cv::Mat work = shrink(colour, workScale_);
     const std::optional<cv::Matx23d> found = [&] {
-        const cv::Mat gray = grayOf(floatsOf(work)); // the planes in floats gone before the fit starts
+        const cv::Mat gray = grayInFloats(work); // gone before the fit starts
         return fitGlobally(previousGray_, grayUnit(), gray);
     }();
     const cv::Matx23d w = found.value_or(cv::Matx23d(1, 0, 0, 0, 1, 0));
@@ -624,9 +650,9 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     // such plane weighs as much as all the flow's own.
     const auto matched = [&] { return matchedGray(work, fit.gains); };
     const auto fitted = [&] { return warped(matched(), w, previousGray_.size()); };
-    const auto stands = [&] {
+    const auto stands = [&](const cv::Mat& gray) { // the matched gray plane
         fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
-        fit.gray = packed(matched());
+        fit.gray = packed(gray);
         return fit;
     };
     const double longest = std::max(4.0, 0.01 * std::hypot(previousGray_.cols, previousGray_.rows));
@@ -634,11 +660,11 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     // the medium one's work, and as noisy on a still series: 0.02 to 0.12 pixel), and closely only where
     // that shows some; half a pixel of parallax shows as much in both.
     if (!found) {
-        const cv::Mat target = to8u(previousGray_, grayUnit() * grayScale_);
-        const cv::Mat moving = to8u(matched(), grayScale_);
-        const cv::Mat flow = smoothFlow(target, moving, 12.0, longest, cv::DISOpticalFlow::PRESET_FAST);
+        const cv::Mat gray = matched();
+        const cv::Mat flow = smoothFlow(to8u(previousGray_, grayUnit() * grayScale_), to8u(gray, grayScale_), 12.0,
+                                        longest, cv::DISOpticalFlow::PRESET_FAST);
         if (coherentMotion(flow) * workScale_ < 0.2)
-            return stands();
+            return stands(gray);
     }
     const cv::Mat moving = to8u(fitted(), grayScale_); // its own statement: the plane in floats goes first
     const cv::Mat flow = smoothFlow(to8u(previousGray_, grayUnit() * grayScale_), moving, 12.0, longest);
@@ -656,7 +682,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     if (!local) {
         fit.localShift = 0;
         if (still < 0.1)
-            return stands();
+            return stands(matched());
         fit.gray = packed(fitted());
     } else {
         // The field read bilinearly at every working pixel, as applyFit reads it at every pixel, a band of
