@@ -449,26 +449,31 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
     double sum = 0;
     const cv::Rect whole(cv::Point(), target.size());
     forEachFlowTile(target, moving, preset, [&](const cv::Rect& inner, const cv::Mat& flow) {
-        const cv::Rect read = cv::Rect(inner.x - 4, inner.y - 4, inner.width + 8, inner.height + 8) & whole;
-        const cv::Rect in(inner.tl() - read.tl(), inner.size());
+        // In bands of 64 rows: OpenCV's planes for a whole tile (over 4 MB each) would be fresh memory, page
+        // by page, on every call.
         cv::Mat a, b, weight;
-        cv::cornerMinEigenVal(target(read), a, 5, 3);
-        cv::cornerMinEigenVal(moving(read), b, 5, 3);
-        cv::sqrt(cv::max(cv::min(a(in), b(in)), 0.0), weight);
-        for (int r = 0; r < flow.rows; ++r) {
-            const int cy = std::min((inner.y + r) / flowReduction, kept.height - 1);
-            const cv::Vec2f* f = flow.ptr<cv::Vec2f>(r);
-            const float* w = weight.ptr<float>(r);
-            cv::Vec2f* sw = weighted.ptr<cv::Vec2f>(cy);
-            float* st = total.ptr<float>(cy);
-            for (int x = 0; x < flow.cols; ++x) {
-                // Vectors longer than `longest` count for nothing; the last cell of a row or column takes
-                // what is left over when the size is no multiple of the reduction.
-                const float wx = std::hypot(f[x][0], f[x][1]) > longest ? 0.f : w[x];
-                const int cx = std::min((inner.x + x) / flowReduction, kept.width - 1);
-                sw[cx] += f[x] * wx;
-                st[cx] += wx;
-                sum += wx;
+        for (int r0 = 0; r0 < flow.rows; r0 += 64) {
+            const cv::Rect part(inner.x, inner.y + r0, inner.width, std::min(64, flow.rows - r0));
+            const cv::Rect read = cv::Rect(part.x - 4, part.y - 4, part.width + 8, part.height + 8) & whole;
+            const cv::Rect in(part.tl() - read.tl(), part.size());
+            cv::cornerMinEigenVal(target(read), a, 5, 3);
+            cv::cornerMinEigenVal(moving(read), b, 5, 3);
+            cv::sqrt(cv::max(cv::min(a(in), b(in)), 0.0), weight);
+            for (int r = r0; r < r0 + part.height; ++r) {
+                const int cy = std::min((inner.y + r) / flowReduction, kept.height - 1);
+                const cv::Vec2f* f = flow.ptr<cv::Vec2f>(r);
+                const float* w = weight.ptr<float>(r - r0);
+                cv::Vec2f* sw = weighted.ptr<cv::Vec2f>(cy);
+                float* st = total.ptr<float>(cy);
+                for (int x = 0; x < flow.cols; ++x) {
+                    // Vectors longer than `longest` count for nothing; the last cell of a row or column
+                    // takes what is left over when the size is no multiple of the reduction.
+                    const float wx = std::hypot(f[x][0], f[x][1]) > longest ? 0.f : w[x];
+                    const int cx = std::min((inner.x + x) / flowReduction, kept.width - 1);
+                    sw[cx] += f[x] * wx;
+                    st[cx] += wx;
+                    sum += wx;
+                }
             }
         }
     });
