@@ -452,6 +452,7 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
         // In bands of 64 rows: OpenCV's planes for a whole tile (over 4 MB each) would be fresh memory, page
         // by page, on every call.
         cv::Mat a, b, weight;
+        const float tooFar = float(longest * longest);
         for (int r0 = 0; r0 < flow.rows; r0 += 64) {
             const cv::Rect part(inner.x, inner.y + r0, inner.width, std::min(64, flow.rows - r0));
             const cv::Rect read = cv::Rect(part.x - 4, part.y - 4, part.width + 8, part.height + 8) & whole;
@@ -468,7 +469,7 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
                 for (int x = 0; x < flow.cols; ++x) {
                     // Vectors longer than `longest` count for nothing; the last cell of a row or column
                     // takes what is left over when the size is no multiple of the reduction.
-                    const float wx = std::hypot(f[x][0], f[x][1]) > longest ? 0.f : w[x];
+                    const float wx = f[x][0] * f[x][0] + f[x][1] * f[x][1] > tooFar ? 0.f : w[x];
                     const int cx = std::min((inner.x + x) / flowReduction, kept.width - 1);
                     sw[cx] += f[x] * wx;
                     st[cx] += wx;
