@@ -57,11 +57,10 @@ template <class Luma>
 cv::Mat luminanceInFloats(const cv::Mat& planes, Luma&& luma)
 {
     cv::Mat gray(planes.size(), CV_32F);
-    for (int y = 0; y < planes.rows; y += 64) {
-        const cv::Range rows(y, std::min(planes.rows, y + 64));
-        cv::Mat out = gray.rowRange(rows);
-        luma(floatsOf(planes.rowRange(rows)), out);
-    }
+    forEachBand(planes.rows, CacheBands{64}, [&](int y0, int y1) {
+        cv::Mat out = gray.rowRange(y0, y1);
+        luma(floatsOf(planes.rowRange(y0, y1)), out);
+    });
     return gray;
 }
 
@@ -453,14 +452,14 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
         // by page, on every call.
         cv::Mat a, b, weight;
         const float tooFar = float(longest * longest);
-        for (int r0 = 0; r0 < flow.rows; r0 += 64) {
-            const cv::Rect part(inner.x, inner.y + r0, inner.width, std::min(64, flow.rows - r0));
+        forEachBand(flow.rows, CacheBands{64}, [&](int r0, int r1) {
+            const cv::Rect part(inner.x, inner.y + r0, inner.width, r1 - r0);
             const cv::Rect read = cv::Rect(part.x - 4, part.y - 4, part.width + 8, part.height + 8) & whole;
             const cv::Rect in(part.tl() - read.tl(), part.size());
             cv::cornerMinEigenVal(target(read), a, 5, 3);
             cv::cornerMinEigenVal(moving(read), b, 5, 3);
             cv::sqrt(cv::max(cv::min(a(in), b(in)), 0.0), weight);
-            for (int r = r0; r < r0 + part.height; ++r) {
+            for (int r = r0; r < r1; ++r) {
                 const int cy = std::min((inner.y + r) / flowReduction, kept.height - 1);
                 const cv::Vec2f* f = flow.ptr<cv::Vec2f>(r);
                 const float* w = weight.ptr<float>(r - r0);
@@ -476,7 +475,7 @@ cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius
                     sum += wx;
                 }
             }
-        }
+        });
     });
     const double floor = 0.05 * sum / double(target.total()) + 1e-6;
     // Sums into means, as an area reduction makes them.
