@@ -309,9 +309,10 @@ bool explainsMotion(const cv::Mat& target, const cv::Mat& shotAsIs, const cv::Ma
 
 // The affine map from the reference's pixels to the shot's that ECC finds between the two gray planes,
 // coarse to fine; none where it does not explain the shot better than no motion. Where the full size is
-// refined on patches, a fit that explains nothing at half of it ends there: a shot that did not move (a
-// tripod's, a microscope's) then costs the coarse sizes alone, not the patches' fits (a fit that moves
-// the full size's corners by a pixel removes most of the misfit at half size too).
+// refined on patches, a fit that explains nothing at a quarter of it ends there: a shot that did not move
+// (a tripod's, a microscope's) then costs the coarsest sizes alone, not the finer fits and the patches'
+// (a shift of a third of a pixel at the full size is still found there on a rendered pair; what the
+// coarse sizes miss shows in the flow that follows, to which a shift is as coherent as motion gets).
 std::optional<cv::Matx23d> fitGlobally(const cv::Mat& reference, double referenceUnit, const cv::Mat& shot)
 {
     std::vector<cv::Mat> refs{equalised(reference, referenceUnit)}, shots{equalised(shot)};
@@ -348,7 +349,7 @@ std::optional<cv::Matx23d> fitGlobally(const cv::Mat& reference, double referenc
             throw dip_exception("The shot cannot be aligned: it does not match the shot before it");
         warp.convertTo(warp, CV_64F);
         w = cv::Matx23d(warp);
-        if (i == 1 && patches && !explainsMotion(refs[1], shots[1], w))
+        if (i == 2 && patches && !explainsMotion(refs[2], shots[2], w))
             return std::nullopt;
     }
     if (!explainsMotion(refs[0], shots[0], w))
