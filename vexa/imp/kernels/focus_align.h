@@ -24,8 +24,8 @@
 // quarter of a pixel along one direction (a camera moving sideways) or along the rays from the centre (a
 // camera moving along its axis, as on a focusing rail). A shot whose fit moves no corner by 0.1 pixel and that needs no
 // local correction is not resampled. A still shot is told cheaply: on large shots the global fit ends at
-// half the working size when it explains nothing there, and a shot found globally still is looked at for
-// parallax with a fast flow first.
+// a quarter of the working size when it explains nothing there, and a shot found globally still is looked
+// at for parallax with a fast flow first.
 // Shots under 100 pixels on a side are taken as they stand. A shot that cannot be fitted (no correlation,
 // or a fit beyond a quarter of the image or a scale outside 0.7..1.4) throws dip_exception with a reason,
 // and the aligner is unchanged.
