@@ -434,8 +434,7 @@ void forEachFlowTile(const cv::Mat& target, const cv::Mat& moving, int preset,
 // vectors averaged over about `radius` pixels, each weighted by the detail both images have there, so that
 // flat and blurred areas (where flow is noise) take the motion of the detail around them, and areas far
 // from any detail none. Vectors longer than `longest` are matches gone astray and count for nothing.
-cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius, double longest,
-                   int preset = cv::DISOpticalFlow::PRESET_MEDIUM)
+cv::Mat smoothFlow(const cv::Mat& target8, const cv::Mat& moving8, double radius, double longest, int preset)
 {
     const cv::Mat target = equalised(target8), moving = equalised(moving8);
     // Detail that pins motion down in both directions: the structure tensor's smaller eigenvalue. Along
@@ -661,19 +660,22 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
         fit.gray = packed(gray);
         return fit;
     };
-    const double longest = std::max(4.0, 0.01 * std::hypot(previousGray_.cols, previousGray_.rows));
+    // The smooth flow that brings the shot's gray plane (8 bits, at working size) onto its neighbour's.
+    const auto flowOf = [&](const cv::Mat& moving, int preset) {
+        const double longest = std::max(4.0, 0.01 * std::hypot(previousGray_.cols, previousGray_.rows));
+        return smoothFlow(to8u(previousGray_, grayUnit() * grayScale_), moving, 12.0, longest, preset);
+    };
     // A shot found globally still is looked at for parallax with DIS's fast preset first (a quarter of
     // the medium one's work, and as noisy on a still series: 0.02 to 0.12 pixel), and closely only where
     // that shows some; half a pixel of parallax shows as much in both.
     if (!found) {
         const cv::Mat gray = matched();
-        const cv::Mat flow = smoothFlow(to8u(previousGray_, grayUnit() * grayScale_), to8u(gray, grayScale_), 12.0,
-                                        longest, cv::DISOpticalFlow::PRESET_FAST);
+        const cv::Mat flow = flowOf(to8u(gray, grayScale_), cv::DISOpticalFlow::PRESET_FAST);
         if (coherentMotion(flow) * workScale_ < 0.2)
             return stands(gray);
     }
     const cv::Mat moving = to8u(fitted(), grayScale_); // its own statement: the plane in floats goes first
-    const cv::Mat flow = smoothFlow(to8u(previousGray_, grayUnit() * grayScale_), moving, 12.0, longest);
+    const cv::Mat flow = flowOf(moving, cv::DISOpticalFlow::PRESET_MEDIUM);
     fit.localShift = largeShift(flow) * workScale_;
     // Focus differences alone make flow appear at defocused edges, changing sign from one side of an edge
     // to the other and pointing every way around an object; motion (parallax) moves whole areas alike, in
