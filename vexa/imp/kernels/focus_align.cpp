@@ -654,7 +654,7 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     // again where it is needed rather than kept through the flow: at the working size in floats, each
     // such plane weighs as much as all the flow's own.
     const auto matched = [&] { return matchedGray(work, fit.gains); };
-    const auto fitted = [&] { return warped(matched(), w, previousGray_.size()); };
+    const auto fitted = [&] { return found ? warped(matched(), w, previousGray_.size()) : matched(); };
     const auto stands = [&](const cv::Mat& gray) { // the matched gray plane
         fit.global = cv::Matx23d(1, 0, 0, 0, 1, 0);
         fit.gray = packed(gray);
@@ -668,13 +668,15 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
     // A shot found globally still is looked at for parallax with DIS's fast preset first (a quarter of
     // the medium one's work, and as noisy on a still series: 0.02 to 0.12 pixel), and closely only where
     // that shows some; half a pixel of parallax shows as much in both.
+    cv::Mat moving;
     if (!found) {
         const cv::Mat gray = matched();
-        const cv::Mat flow = flowOf(to8u(gray, grayScale_), cv::DISOpticalFlow::PRESET_FAST);
-        if (coherentMotion(flow) * workScale_ < 0.2)
+        moving = to8u(gray, grayScale_);
+        if (coherentMotion(flowOf(moving, cv::DISOpticalFlow::PRESET_FAST)) * workScale_ < 0.2)
             return stands(gray);
+    } else {
+        moving = to8u(fitted(), grayScale_); // the plane in floats gone before the flow
     }
-    const cv::Mat moving = to8u(fitted(), grayScale_); // its own statement: the plane in floats goes first
     const cv::Mat flow = flowOf(moving, cv::DISOpticalFlow::PRESET_MEDIUM);
     fit.localShift = largeShift(flow) * workScale_;
     // Focus differences alone make flow appear at defocused edges, changing sign from one side of an edge

@@ -736,28 +736,39 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     {
         HalfRows bestFine(bestFine_, size), best(best_, size), total(totals_, size), fine(scores.fine, size),
             combined(scores.combined, size);
-        HalfRows decidingFine(bestFine_, size), decidingBest(best_, size), shotFine(scores.fine, size),
-            shotCombined(scores.combined, size);
-        cv::Mat decided, take;
-        const auto put = [&](const float* from, int row) { std::copy(from, from + size.width, at(row)); };
+        // The shot's scores and the best so far (finest, then all scales) at the full size, over the rows the
+        // band's decision reads: read once, for the decision and then for the merge of the band's own rows.
+        cv::Mat read4, decided, take;
+        const auto put = [&](const float* from, float* to) { std::copy(from, from + size.width, to); };
         forEachBand(size.height, CacheBands{64}, [&](int y0, int y1) {
             const RowsRead read = rowsRead(y0, y1, 2, size.height);
+            const int n = read.bottom - read.top;
+            read4.create(4 * n, size.width, CV_32F);
+            const auto kept = [&](int plane, int y) { return read4.ptr<float>(plane * n + y - read.top); };
+            for (int y = read.top; y < read.bottom; ++y) {
+                put(fine.row(y), kept(0, y));
+                put(combined.row(y), kept(1, y));
+                if (!first) {
+                    put(bestFine.row(y), kept(2, y));
+                    put(best.row(y), kept(3, y));
+                }
+            }
             if (first) {
-                take = cv::Mat(read.bottom - read.top, size.width, CV_8U, cv::Scalar(255));
+                take = cv::Mat(n, size.width, CV_8U, cv::Scalar(255));
             } else {
-                decided.create(read.bottom - read.top, size.width, CV_8U);
+                decided.create(n, size.width, CV_8U);
                 for (int y = read.top; y < read.bottom; ++y)
-                    decideRow(shotFine.row(y), shotCombined.row(y), decidingFine.row(y), decidingBest.row(y),
-                              coveredRow(y), detail, decided.ptr<uchar>(y - read.top), size.width);
+                    decideRow(kept(0, y), kept(1, y), kept(2, y), kept(3, y), coveredRow(y), detail,
+                              decided.ptr<uchar>(y - read.top), size.width);
                 cv::medianBlur(decided, take, 5);
             }
             for (int y = y0; y < y1; ++y) {
                 if (!first) {
-                    put(bestFine.row(y), 0);
-                    put(best.row(y), 1);
-                    put(total.row(y), 2);
+                    put(kept(2, y), at(0));
+                    put(kept(3, y), at(1));
+                    put(total.row(y), at(2));
                 }
-                const float *f = fine.row(y), *c = combined.row(y);
+                const float *f = kept(0, y), *c = kept(1, y);
                 const uchar* t = take.ptr<uchar>(y - read.top);
                 if (index_.depth() == CV_8U)
                     mergeRow(shotRow, f, c, t, coveredRow(y), at(0), at(1), at(2), index_.ptr<uchar>(y), at(5),
