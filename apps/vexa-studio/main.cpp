@@ -10,6 +10,7 @@
 
 int main(int argc, char* argv[])
 {
+    vexatool::startWithLargePages(argv);
     vexatool::returnLargeBlocksToTheSystem();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("vexa-studio"));

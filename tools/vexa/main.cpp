@@ -22,6 +22,7 @@ void dropMessage(QtMsgType, const QMessageLogContext&, const QString&) {}
 
 int main(int argc, char** argv)
 {
+    startWithLargePages(argv);
     // Plots and labels are drawn with Qt's text, which needs a GUI application; without a display of its
     // own the tool draws off screen.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))

@@ -1,7 +1,13 @@
 #include "stacking.h"
 
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+
 #ifdef __GLIBC__
 #include <malloc.h>
+#include <unistd.h>
 #endif
 
 namespace vexatool {
@@ -41,6 +47,27 @@ void returnFreedMemory()
 {
 #ifdef __GLIBC__
     malloc_trim(0);
+#endif
+}
+
+void startWithLargePages(char** argv)
+{
+#if defined(__GLIBC__) && !defined(VEXA_UNDER_TSAN) && !defined(__SANITIZE_ADDRESS__)
+    static const char setting[] = "glibc.malloc.hugetlb";
+    const char* tunables = std::getenv("GLIBC_TUNABLES");
+    if (tunables && std::strstr(tunables, setting))
+        return;
+    // "always" gives them unasked; "never" not at all.
+    std::ifstream mode("/sys/kernel/mm/transparent_hugepage/enabled");
+    std::string modes;
+    if (!std::getline(mode, modes) || modes.find("[madvise]") == std::string::npos)
+        return;
+    const std::string value =
+        std::string(tunables && *tunables ? tunables + std::string(":") : std::string()) + setting + "=1";
+    if (setenv("GLIBC_TUNABLES", value.c_str(), 1) == 0)
+        execv("/proc/self/exe", argv); // returns only where it failed: the program goes on as it is
+#else
+    (void)argv;
 #endif
 }
 
