@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 using namespace VEXA;
 
 namespace {
@@ -376,6 +378,26 @@ TEST_F(Files, HeadersPromisingMoreThanTheLimitAreRefusedUnreadNamingIt)
                         && status.message().contains("over the size limit of 4.0 GiB (setImageSizeLimit raises it)"))
                 << name << ": " << status.message().toStdString();
     }
+}
+
+TEST_F(Files, RowsADamagedFileLeavesUnwrittenShowNoOtherPicture)
+{
+    // A BMP of 8 x 6 whose pixels stop after two rows: Qt's reader gives the picture all the same.
+    QByteArray bmp = QByteArray::fromBase64("Qk3GAAAAAAAAADYAAAAoAAAACAAAAAYAAAABABgAAAAAAJAAAAA=");
+    bmp.append(48, char(0x63));
+    QFile file(path("short.bmp"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bmp);
+    file.close();
+    {
+        VImage other(8, 6); // freed into the pool of buffers, of the size the file's picture takes
+        std::memset(other.rawData(), 0xab, size_t(other.bytesPerLine()) * 6);
+    }
+    const VImage image = readImageFile(path("short.bmp"));
+    ASSERT_TRUE(image.status());
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            ASSERT_NE(image.pixel(x, y)[0].toInt(), 0xab) << x << "," << y;
 }
 
 TEST_F(Files, FailuresLeaveAnEmptyImageWithTheReason)

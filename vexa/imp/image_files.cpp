@@ -164,6 +164,9 @@ VImage readInPlace(QImageReader& reader, int qFormat)
     image.create(size.width(), size.height(), format, Channel8u, OriginBottomLeft, RowsAlignNone);
     if (!image.status() || image.isEmpty())
         return VImage();
+    // The buffer may be another picture's, recycled: the rows a damaged file leaves unwritten (Qt's readers
+    // give what they decoded) must show nothing of it.
+    std::memset(image.rawData(), 0, size_t(image.bytesPerLine()) * size_t(size.height()));
     QImage rows(image.rawData(), size.width(), size.height(), int(image.bytesPerLine()), QImage::Format(qFormat));
     if (!reader.read(&rows) || rows.constBits() != image.rawData() || rows.size() != size)
         return VImage();
