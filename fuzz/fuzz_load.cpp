@@ -1,6 +1,7 @@
 // VImage::load, readImageFile (16-bit colour kept, camera raw developed, EXIF orientation read through
-// exiv2 and applied) and rawImageSize of any file contents, through every image reader Qt and LibRaw have
-// here; what loads must convert, save back and be counted.
+// exiv2 and applied; 8-bit colour PNG decoded straight into BGR, which must match) and rawImageSize of any
+// file contents, through every image reader Qt and LibRaw have here; what loads must convert, save back and
+// be counted.
 #include "fuzz_common.h"
 
 #include <QDir>
@@ -24,6 +25,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(deep.status() ? !deep.isEmpty() : deep.isEmpty());
     if (deep.status() && deep.channelType() == VEXA::Channel16u)
         (void)deep.convertScaled(VEXA::XRGB, VEXA::Channel8u);
+    // Colour decoded straight into BGR is the same picture, and refused where the usual reading refuses.
+    VEXA::FileReadOptions bgr;
+    bgr.preferBgr = true;
+    const VImage straight = VEXA::readImageFile(path, bgr);
+    FUZZ_CHECK(bool(straight.status()) == bool(deep.status()));
+    if (straight.status() && straight.format() == VEXA::BGR && deep.format() == VEXA::XRGB)
+        FUZZ_CHECK(straight.isEqual(deep.convert(VEXA::BGR, VEXA::Channel8u)));
+    else if (straight.status())
+        FUZZ_CHECK(straight.isEqual(deep));
     VImage image;
     if (!image.load(path)) {
         FUZZ_CHECK(image.isEmpty() && !image.status());

@@ -177,6 +177,17 @@ TEST(FromQImage, EveryQImageFormatComesIn)
 class Files : public ::testing::Test {
 protected:
     QString path(const QString& name) const { return dir.filePath(name); }
+    void write(const QString& name, const QByteArray& bytes) const
+    {
+        QFile file(path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+    QByteArray bytesOf(const QString& name) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
     QTemporaryDir dir;
 };
 
@@ -292,10 +303,6 @@ TEST_F(Files, OwnPngAndTiffWritersReadBackAsQtsAndWriteWholeFilesOnly)
                 EXPECT_TRUE(ours.isEqual(qts));
             }
     // A cancelled write, or one into a missing folder, leaves what was there and says why.
-    const auto fileBytes = [](const QString& name) {
-        QFile file(name);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    };
     QFile::copy(path("ours.png"), path("old.png"));
     VProgress progress;
     progress.cancel();
@@ -303,7 +310,7 @@ TEST_F(Files, OwnPngAndTiffWritersReadBackAsQtsAndWriteWholeFilesOnly)
         const VProgressScope scope(&progress);
         EXPECT_FALSE(writeImageFile(makeImage(64, 300, XRGB, Channel8u), path("ours.png")));
     }
-    EXPECT_EQ(fileBytes(path("ours.png")), fileBytes(path("old.png")));
+    EXPECT_EQ(bytesOf("ours.png"), bytesOf("old.png"));
     const VStatus missing = writeImageFile(makeImage(4, 4, XRGB, Channel8u), path("no/such/folder/x.png"));
     EXPECT_FALSE(missing);
     EXPECT_FALSE(missing.message().isEmpty());
@@ -366,9 +373,7 @@ TEST_F(Files, HeadersPromisingMoreThanTheLimitAreRefusedUnreadNamingIt)
     setImageSizeLimit(limit);
     for (const auto& [name, bytes] : {std::pair{"huge.png", pngClaiming(100000, 100000)},
                                       std::pair{"huge.tif", tiffClaiming(100000, 100000)}}) {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-        file.close();
+        write(name, bytes);
         LogCapture log;
         VImage loaded;
         EXPECT_FALSE(loaded.load(path(name))) << name;
@@ -380,15 +385,42 @@ TEST_F(Files, HeadersPromisingMoreThanTheLimitAreRefusedUnreadNamingIt)
     }
 }
 
+TEST_F(Files, PreferBgrTakesEightBitColourPngStraightAndEverythingElseAsBefore)
+{
+    FileReadOptions bgr;
+    bgr.preferBgr = true;
+    const auto readBoth = [&](const QString& file) {
+        return std::make_pair(readImageFile(file), readImageFile(file, bgr));
+    };
+    for (const Format format : {GrayScale, BGR, XRGB, ARGB})
+        for (const bool qts : {false, true}) {
+            SCOPED_TRACE(std::to_string(format) + (qts ? " by Qt" : " by libpng"));
+            const VImage image = makeImage(37, 11, format, Channel8u, 5);
+            const QString file = path(QString("card%1%2.png").arg(format).arg(qts));
+            ASSERT_TRUE(qts ? image.save(file) : bool(writeImageFile(image, file)));
+            const auto [usual, preferred] = readBoth(file);
+            ASSERT_TRUE(usual.status() && preferred.status());
+            const bool straight = usual.format() == XRGB;
+            EXPECT_EQ(preferred.format(), straight ? BGR : usual.format());
+            EXPECT_TRUE(preferred.isEqual(straight ? usual.convert(BGR, Channel8u) : usual));
+        }
+    // Other files come in as without it; a PNG cut short fails as it does without it.
+    ASSERT_TRUE(colourCard(BGR, 64, 64).save(path("card.jpg")));
+    ASSERT_TRUE(writeImageFile(colourCard(BGR, 64, 64), path("whole.png")));
+    write("cut.png", bytesOf("whole.png").chopped(40));
+    for (const QString name : {"card.jpg", "cut.png"}) {
+        const auto [usual, preferred] = readBoth(path(name));
+        EXPECT_EQ(bool(preferred.status()), bool(usual.status())) << name.toStdString();
+        EXPECT_TRUE(preferred.isEqual(usual)) << name.toStdString();
+    }
+}
+
 TEST_F(Files, RowsADamagedFileLeavesUnwrittenShowNoOtherPicture)
 {
     // A BMP of 8 x 6 whose pixels stop after two rows: Qt's reader gives the picture all the same.
     QByteArray bmp = QByteArray::fromBase64("Qk3GAAAAAAAAADYAAAAoAAAACAAAAAYAAAABABgAAAAAAJAAAAA=");
     bmp.append(48, char(0x63));
-    QFile file(path("short.bmp"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(bmp);
-    file.close();
+    write("short.bmp", bmp);
     {
         VImage other(8, 6); // freed into the pool of buffers, of the size the file's picture takes
         std::memset(other.rawData(), 0xab, size_t(other.bytesPerLine()) * 6);
@@ -402,17 +434,9 @@ TEST_F(Files, RowsADamagedFileLeavesUnwrittenShowNoOtherPicture)
 
 TEST_F(Files, FailuresLeaveAnEmptyImageWithTheReason)
 {
-    QFile garbage(path("garbage.png"));
-    ASSERT_TRUE(garbage.open(QIODevice::WriteOnly));
-    garbage.write("not an image at all");
-    garbage.close();
+    write("garbage.png", "not an image at all");
     ASSERT_TRUE(colourCard(BGR, 64, 64).save(path("good.png")));
-    QFile good(path("good.png"));
-    ASSERT_TRUE(good.open(QIODevice::ReadOnly));
-    QFile truncated(path("truncated.png"));
-    ASSERT_TRUE(truncated.open(QIODevice::WriteOnly));
-    truncated.write(good.readAll().left(100));
-    truncated.close();
+    write("truncated.png", bytesOf("good.png").left(100));
 
     for (const QString& name : {QString("missing.png"), QString("garbage.png"), QString("truncated.png")}) {
         LogCapture log;

@@ -182,6 +182,11 @@ VImage readStored(const QString& fileName, const FileReadOptions& options)
     const int qFormat = (probe.*reinterpret_cast<int (QImageReader::*)() const>(query))();
     if (options.keepDepth && deepFormatOf(qFormat) != Invalid)
         return readDeep(fileName, deepFormatOf(qFormat));
+    if (options.preferBgr && qFormat == QImage::Format_RGB32 && probe.format() == "png") {
+        const VImage bgr = readPngAsBgr(fileName);
+        if (!bgr.isEmpty())
+            return bgr;
+    }
     VImage image = readInPlace(probe, qFormat);
     if (image.isEmpty())
         image.load(fileName);

@@ -43,6 +43,11 @@ struct FileReadOptions {
     bool keepDepth = true;        ///< false: 16-bit colour comes in as 8 bits, as VImage::load reads it
     RawReadOptions raw;           ///< how camera raw files are developed
     bool applyOrientation = true; ///< false: the pixels as stored, whatever the EXIF orientation says
+    /// true: 8-bit colour without alpha comes in as BGR (three bytes a pixel) where the file's decoder writes
+    /// it straight into the image's rows: PNG that is not interlaced. Other files come in as they would
+    /// otherwise (XRGB), to be converted by the caller if need be. One picture in memory instead of two for
+    /// callers that work in BGR (the focus merge takes 8-bit colour so).
+    bool preferBgr = false;
 };
 
 /// Reads an image file at the depth it holds: 16-bit colour PNG and TIFF become XRGB 16u (no alpha), ARGB

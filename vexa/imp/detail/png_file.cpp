@@ -1,8 +1,10 @@
 #include <vexa/imp/detail/png_file.h>
 
+#include <vexa/imp/ImageData.h>
 #include <vexa/imp/detail/progress.h>
 #include <vexa/imp/exceptions.h>
 
+#include <QFile>
 #include <QIODevice>
 #include <QImage>
 
@@ -10,6 +12,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <climits>
 #include <csetjmp>
 #include <cstring>
 
@@ -111,7 +114,67 @@ bool encode(png_structp png, png_infop info, Rows& rows, int compression, const 
     return true;
 }
 
+void readBytes(png_structp png, png_bytep data, size_t size)
+{
+    auto* device = static_cast<QIODevice*>(png_get_io_ptr(png));
+    if (device->read(reinterpret_cast<char*>(data), qint64(size)) != qint64(size))
+        png_error(png, "truncated file");
+}
+
+[[noreturn]] void readFailed(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+
+// As encode: the calls that may fail, each frame owning nothing with a destructor. The header, and
+// whether the pixels are those readPngAsBgr takes.
+bool readBgrHeader(png_structp png, png_infop info, png_uint_32* width, png_uint_32* height)
+{
+    if (setjmp(png_jmpbuf(png)))
+        return false;
+    png_read_info(png, info);
+    int depth = 0, colourType = 0, interlace = 0;
+    png_get_IHDR(png, info, width, height, &depth, &colourType, &interlace, nullptr, nullptr);
+    if (depth != 8 || colourType != PNG_COLOR_TYPE_RGB || interlace != PNG_INTERLACE_NONE ||
+        png_get_valid(png, info, PNG_INFO_tRNS))
+        return false;
+    png_set_bgr(png);
+    return true;
+}
+
+bool readRows(png_structp png, VImage& image)
+{
+    if (setjmp(png_jmpbuf(png)))
+        return false;
+    for (int y = 0; y < image.height(); ++y)
+        png_read_row(png, image.rawData() + qint64(y) * image.bytesPerLine(), nullptr);
+    png_read_end(png, nullptr); // to the end, as Qt's reader: a file damaged after its pixels fails in both
+    return true;
+}
+
 } // namespace
+
+VImage readPngAsBgr(const QString& fileName)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly))
+        return VImage();
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, readFailed, ignoreWarning);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    if (!info) {
+        png_destroy_read_struct(&png, nullptr, nullptr);
+        throw std::bad_alloc();
+    }
+    png_set_read_fn(png, &file, readBytes);
+    VImage image;
+    png_uint_32 width = 0, height = 0;
+    if (readBgrHeader(png, info, &width, &height) && width <= png_uint_32(INT_MAX) && height <= png_uint_32(INT_MAX) &&
+        dataSizeFor(width, height, BGR, Channel8u) <= imageSizeLimit()) {
+        image.create(long(width), long(height), BGR, Channel8u, OriginBottomLeft, RowsAlignNone);
+        if (!image.status() || image.isEmpty() || !readRows(png, image))
+            image = VImage();
+    }
+    png_destroy_read_struct(&png, &info, nullptr);
+    image.resetHash();
+    return image;
+}
 
 void writePng(const VImage& image, QIODevice* device, int compression, const QByteArray& iccProfile,
               const QByteArray& exif)

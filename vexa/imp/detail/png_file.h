@@ -24,4 +24,10 @@ namespace VEXA {
 void writePng(const VImage& image, QIODevice* device, int compression, const QByteArray& iccProfile = QByteArray(),
               const QByteArray& exif = QByteArray());
 
+// An 8-bit colour PNG without transparency, not interlaced, decoded by libpng straight into the rows of a
+// BGR 8u image: the file's pixels as Qt reads them (no gamma applied), in one picture's memory where Qt's
+// reader takes XRGB. Empty for any other file, one whose picture would pass imageSizeLimit(), or one that
+// libpng cannot decode whole (a damaged one): the caller reads those its usual way, which says why.
+VImage readPngAsBgr(const QString& fileName);
+
 } // namespace VEXA
