@@ -19,8 +19,9 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
-#include <cmath>
 #include <atomic>
+#include <cmath>
+#include <future>
 #include <optional>
 #include <sys/resource.h>
 #include <thread>
@@ -141,11 +142,11 @@ struct StackRun {
 // A shot as the merge takes it (see mergeLayout), as the same picture; format and channel are the first
 // shot's, set when it is read.
 VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEXA::Format& format,
-                VEXA::Channel& channel)
+                VEXA::Channel& channel, bool* converted = nullptr)
 {
     if (method != VImageBlender::MultifocusDepthMap)
         return loadXrgb(name);
-    VImage image = readImage(name);
+    VImage image = readImage(name, nullptr, true);
     if (format == VEXA::Invalid)
         std::tie(format, channel) = mergeLayout(method, image.format(), image.channelType());
     const VImage shot = inPair(image, format, channel);
@@ -154,6 +155,8 @@ VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEX
     if (shot.isEmpty())
         runtimeError(QStringLiteral("%1: cannot bring the image to %2 as the first shot is")
                          .arg(name, pairName(format, channel)));
+    if (converted)
+        *converted = shot.format() != image.format() || shot.channelType() != image.channelType();
     if (shot.format() != image.format() || shot.channelType() != image.channelType()) {
         // The file's pixels in another layout would stay idle in the library's pool of buffers, beside the
         // shot, through the whole merge: the next file is read into a fresh buffer instead.
@@ -185,11 +188,28 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
         steps.shotsEnd = shots.size() * part;
         steps.finishEnd = (shots.size() + 0.5) * part;
         steps.mergeFrom = 0.1;
+        // The next shot is read on a thread of its own while one merges, where that costs no more memory
+        // than a shot that moves: when the files come straight in the merge's layout (8-bit colour PNG),
+        // and only beside the first shot and beside one that follows a shot taken as it stood (the
+        // aligner's copy of a shot that moves and the next file both beside the merge would raise its peak
+        // by a shot). A still series, the one whose files take the largest part of its time, is read as it
+        // merges.
+        bool ahead = settings.method == VImageBlender::MultifocusDepthMap &&
+                     (settings.alignment == VImageBlender::AlignAuto || settings.alignment == VImageBlender::AlignNone);
+        std::future<VImage> next;
         steps.read = [&](int i) {
             const QString& name = shots.at(i);
             task.step(step(i) + QStringLiteral("reading ") + name, i * part);
             clock.start();
-            const VImage shot = loadShot(name, settings.method, pair.first, pair.second);
+            bool converted = false;
+            const VImage shot =
+                next.valid() ? next.get() : loadShot(name, settings.method, pair.first, pair.second, &converted);
+            ahead = ahead && !converted;
+            const QList<VImageBlender::ShotFit> fits = blender.shotFits();
+            if (ahead && i + 1 < shots.size() && (i == 0 || (i > 1 && !fits.constLast().resampled)))
+                next = std::async(std::launch::async, [&, i] {
+                    return loadShot(shots.at(i + 1), settings.method, pair.first, pair.second);
+                });
             run.read += clock.nsecsElapsed();
             if (i == 0)
                 run.size = shot.size();
@@ -214,6 +234,7 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
         steps.finish = [&] {
             task.step(QStringLiteral("finishing the merge"));
             clock.start();
+            VEXA::BufferPool::instance().clear(); // the shots' buffers, idle from here on
             merged = blender.image();
             run.fits = blender.shotFits();
             if (depthFiles.any())

@@ -214,7 +214,7 @@ void keepMetadataOf(const QString& fileName)
 
 QString unreadableReason(const QString& fileName);
 
-VImage readImageAt(const QString& fileName, FileFacts* facts)
+VImage readImageAt(const QString& fileName, FileFacts* facts, bool preferBgr)
 {
     const QFileInfo info(fileName);
     if (!info.exists())
@@ -258,7 +258,9 @@ VImage readImageAt(const QString& fileName, FileFacts* facts)
                 facts->text.append({key, qImage.text(key)});
             facts->dotsPerMetre = QSize(qImage.dotsPerMeterX(), qImage.dotsPerMeterY());
         } else {
-            image = VEXA::readImageFile(fileName, readSettings()); // 16-bit colour and raw files as they are
+            VEXA::FileReadOptions options = readSettings(); // 16-bit colour and raw files as they are
+            options.preferBgr = preferBgr;
+            image = VEXA::readImageFile(fileName, options);
             read = image.status() && !image.isEmpty();
         }
         if (read)
@@ -398,9 +400,9 @@ bool peekImageAt(const QString& fileName, ImageShape* shape)
 
 } // namespace
 
-VImage readImage(const QString& fileName, FileFacts* facts)
+VImage readImage(const QString& fileName, FileFacts* facts, bool preferBgr)
 {
-    return onInput(fileName, [&](const QString& name) { return readImageAt(name, facts); });
+    return onInput(fileName, [&](const QString& name) { return readImageAt(name, facts, preferBgr); });
 }
 
 FileFacts readFacts(const QString& fileName, QSize* size)

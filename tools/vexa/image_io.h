@@ -39,7 +39,9 @@ struct FileFacts {
 };
 
 // Reads an image file or a byte-array file as it is stored, and with facts, what the file says about it.
-VImage readImage(const QString& fileName, FileFacts* facts = nullptr);
+// With preferBgr (and no facts), 8-bit colour comes in as BGR where its decoder can write that directly
+// (VEXA::FileReadOptions::preferBgr).
+VImage readImage(const QString& fileName, FileFacts* facts = nullptr, bool preferBgr = false);
 // What an image file's header says, and its size, without decoding a pixel: the resolution is left
 // invalid (Qt gives it with the pixels only).
 FileFacts readFacts(const QString& fileName, QSize* size);
