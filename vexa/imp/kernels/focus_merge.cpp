@@ -282,10 +282,22 @@ private:
     {
         half_.row(i).convertTo(narrow_, CV_32F);
         const float* n = narrow_.ptr<float>(0);
-        for (int x = 0; x < full_.width; ++x) {
+        const auto placed = [&](int x) {
             const size_t s = size_t(x);
             w[x] = n[x0_[s]] + (n[x1_[s]] - n[x0_[s]]) * ax_[s];
+        };
+        // Away from the ends, pixel 2k lies a quarter of the way from half-size pixel k to k - 1 and pixel
+        // 2k + 1 a quarter of the way from k to k + 1, as place() finds them: the same sums, without the
+        // tables' scattered reads.
+        for (int x = 0; x < std::min(2, full_.width); ++x)
+            placed(x);
+        int k = 1;
+        for (; 2 * k + 1 < full_.width && k + 1 < half_.cols; ++k) {
+            w[2 * k] = n[k - 1] + (n[k] - n[k - 1]) * 0.75f;
+            w[2 * k + 1] = n[k] + (n[k + 1] - n[k]) * 0.25f;
         }
+        for (int x = 2 * k; x < full_.width; ++x)
+            placed(x);
     }
 
     const cv::Mat& half_;
@@ -535,13 +547,10 @@ void blendLevel(cv::Mat& result, const cv::Mat& shot, const cv::Mat& weight)
 // the first shot, taken as they are.
 void blendRows(CodedLevel& level, int y0, const cv::Mat& detail, const cv::Mat& weight, bool first)
 {
-    if (first) {
+    if (first)
         level.write(y0, detail);
-        return;
-    }
-    cv::Mat result = level.rows(y0, y0 + detail.rows);
-    blendLevel(result, detail, weight);
-    level.write(y0, result);
+    else
+        level.blend(y0, detail, weight);
 }
 
 // A whole level of the shot's pyramid blended into the kept one (made for the first shot), a band at a time.
@@ -575,16 +584,34 @@ namespace {
 // A value from -127 to 127 as a byte; any other as this byte, then its own two, low first.
 constexpr uchar escaped = 0x80;
 
+// One value from its code; returns where the next one's starts.
+inline const uchar* decodeOne(const uchar* code, short& value)
+{
+    if (*code != escaped) {
+        value = static_cast<signed char>(*code);
+        return code + 1;
+    }
+    value = short(code[1] | (code[2] << 8));
+    return code + 3;
+}
+
+// A value's code at c, which moves past it.
+inline void encode(short v, uchar*& c)
+{
+    if (v >= -127 && v <= 127) {
+        *c++ = uchar(v);
+    } else {
+        c[0] = escaped;
+        c[1] = uchar(v & 0xff);
+        c[2] = uchar((v >> 8) & 0xff);
+        c += 3;
+    }
+}
+
 void decode(const uchar* code, short* values, size_t count)
 {
-    for (size_t i = 0; i < count; ++i) {
-        if (*code != escaped) {
-            values[i] = static_cast<signed char>(*code++);
-        } else {
-            values[i] = short(code[1] | (code[2] << 8));
-            code += 3;
-        }
-    }
+    for (size_t i = 0; i < count; ++i)
+        code = decodeOne(code, values[i]);
 }
 
 } // namespace
@@ -629,34 +656,89 @@ void CodedLevel::write(int y0, const cv::Mat& rows)
         uchar* c = code.data();
         for (int r = r0; r < r1; ++r) {
             const short* v = rows.ptr<short>(r);
-            for (size_t i = 0; i < perRow; ++i) {
-                if (v[i] >= -127 && v[i] <= 127) {
-                    *c++ = uchar(v[i]);
-                } else {
-                    c[0] = escaped;
-                    c[1] = uchar(v[i] & 0xff);
-                    c[2] = uchar((v[i] >> 8) & 0xff);
-                    c += 3;
+            for (size_t i = 0; i < perRow; ++i)
+                encode(v[i], c);
+        }
+        store(size_t((y0 + r0) / bandRows), code.data(), size_t(c - code.data()),
+              perRow * sizeof(short) * size_t(r1 - r0));
+    }
+}
+
+void CodedLevel::blend(int y0, const cv::Mat& detail, const cv::Mat& weight)
+{
+    if (bands_.empty()) {
+        cv::Mat result = whole_.rowRange(y0, y0 + detail.rows);
+        blendLevel(result, detail, weight);
+        return;
+    }
+    static const Shares shares;
+    const int channels = CV_MAT_CN(type_);
+    const size_t perRow = size_t(size_.width) * size_t(channels);
+    for (int r0 = 0; r0 < detail.rows; r0 += bandRows) {
+        const int r1 = std::min(detail.rows, r0 + bandRows);
+        const size_t b = size_t((y0 + r0) / bandRows);
+        if (raw_[b]) { // kept as values: blended where they lie, then coded again if that pays now
+            cv::Mat result = rows(y0 + r0, y0 + r1);
+            blendLevel(result, detail.rowRange(r0, r1), weight.rowRange(r0, r1));
+            write(y0 + r0, result);
+            continue;
+        }
+        std::vector<uchar>& code = scratch_;
+        code.resize(perRow * size_t(std::min(bandRows, size_.height)) * 3);
+        const uchar* in = bands_[b].data();
+        uchar* c = code.data();
+        for (int r = r0; r < r1; ++r) {
+            const short* s = detail.ptr<short>(r);
+            const uchar* w = weight.ptr<uchar>(r);
+            for (int x = 0; x < size_.width;) {
+                if (w[x] == 0) { // a run of such pixels: their codes copied whole
+                    int end = x + 1;
+                    while (end < size_.width && w[end] == 0)
+                        ++end;
+                    const uchar* from = in;
+                    for (int n = (end - x) * channels; n > 0; --n)
+                        in += *in == escaped ? 3 : 1;
+                    std::memcpy(c, from, size_t(in - from));
+                    c += in - from;
+                    s += (end - x) * channels;
+                    x = end;
+                    continue;
                 }
+                if (w[x] == 255) { // the shot's value whole, as the blend below gives it
+                    for (int ch = 0; ch < channels; ++ch) {
+                        in += *in == escaped ? 3 : 1;
+                        encode(s[ch], c);
+                    }
+                } else {
+                    const float k = shares.of[w[x]];
+                    for (int ch = 0; ch < channels; ++ch) {
+                        short v = 0;
+                        in = decodeOne(in, v);
+                        encode(cv::saturate_cast<short>(v + k * (float(s[ch]) - float(v))), c);
+                    }
+                }
+                s += channels;
+                ++x;
             }
         }
-        const size_t b = size_t((y0 + r0) / bandRows), coded = size_t(c - code.data());
-        const size_t bytes = perRow * sizeof(short) * size_t(r1 - r0);
-        raw_[b] = coded >= bytes;
-        const size_t size = raw_[b] ? bytes : coded;
-        // A band is written again with every shot, at about the length it had: it keeps its block while the
-        // new length fits with under an eighth to spare, rather than leaving holes of the old ones in the heap.
-        std::vector<uchar>& band = bands_[b];
-        if (size > band.capacity() || size + band.capacity() / 8 < band.capacity())
-            std::vector<uchar>(size + size / 32).swap(band);
-        band.resize(size);
-        if (raw_[b]) {
-            for (int r = r0; r < r1; ++r)
-                std::memcpy(band.data() + size_t(r - r0) * perRow * sizeof(short), rows.ptr(r), perRow * sizeof(short));
-        } else {
-            std::memcpy(band.data(), code.data(), coded);
-        }
+        store(b, code.data(), size_t(c - code.data()), perRow * sizeof(short) * size_t(r1 - r0));
     }
+}
+
+void CodedLevel::store(size_t b, const uchar* code, size_t coded, size_t bytes)
+{
+    raw_[b] = coded >= bytes;
+    const size_t size = raw_[b] ? bytes : coded;
+    // A band is written again with every shot, at about the length it had: it keeps its block while the
+    // new length fits with under an eighth to spare, rather than leaving holes of the old ones in the heap.
+    std::vector<uchar>& band = bands_[b];
+    if (size > band.capacity() || size + band.capacity() / 8 < band.capacity())
+        std::vector<uchar>(size + size / 32).swap(band);
+    band.resize(size);
+    if (raw_[b])
+        decode(code, reinterpret_cast<short*>(band.data()), bytes / sizeof(short));
+    else
+        std::memcpy(band.data(), code, coded);
 }
 
 CodedLevel CodedLevel::clone() const

@@ -57,10 +57,18 @@ public:
     cv::Mat rows(int y0, int y1) const;
     // Rows y0 onwards, y0 a multiple of bandRows, in whole bands (but at the bottom).
     void write(int y0, const cv::Mat& rows);
+    // Rows y0 onwards (as write() takes them) += weight * (detail - rows), pixel by pixel, rounded for
+    // integers; weight has one channel, in 255ths. A coded band is read and coded again in one pass, the
+    // values of pixels of weight 0 (most of them, after the first shots) carried over as their bytes stand.
+    void blend(int y0, const cv::Mat& detail, const cv::Mat& weight);
     // A copy with planes of its own.
     CodedLevel clone() const;
 
 private:
+    // Band b from its code (`coded` bytes of it), or where that would take as many bytes as the values
+    // themselves (`bytes`), from those values.
+    void store(size_t b, const uchar* code, size_t coded, size_t bytes);
+
     cv::Size size_;
     int type_ = 0;
     cv::Mat whole_;                         // floats
