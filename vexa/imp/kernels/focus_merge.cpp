@@ -249,12 +249,13 @@ class HalfRows {
 public:
     HalfRows(const cv::Mat& half, cv::Size full)
         : half_(half), full_(full), x0_(size_t(full.width)), x1_(size_t(full.width)), ax_(size_t(full.width)),
-          wide_(full.width), row_(1, full.width, CV_32F), narrow_(1, half.cols, CV_32F)
+          wide_(full.width), narrow_(1, half.cols, CV_32F)
     {
         for (int x = 0; x < full.width; ++x)
             place(x, half.cols, x0_[size_t(x)], x1_[size_t(x)], ax_[size_t(x)]);
     }
-    const float* row(int y)
+    // Row y into out (full.width values).
+    void row(int y, float* out)
     {
         int i0 = 0, i1 = 0;
         float a = 0;
@@ -263,10 +264,8 @@ public:
         const auto widen = [&](int i, float* to) { widened(i, to); };
         const float* bottom = wide_.get(i1, i1, widen);
         const float* top = wide_.get(i0, i1, widen);
-        float* out = row_.ptr<float>(0);
         for (int x = 0; x < full_.width; ++x)
             out[x] = top[x] + (bottom[x] - top[x]) * a;
-        return out;
     }
 
 private:
@@ -305,7 +304,7 @@ private:
     std::vector<int> x0_, x1_;
     std::vector<float> ax_;
     WidenedRows wide_;
-    cv::Mat row_, narrow_;
+    cv::Mat narrow_;
 };
 
 // The scores of an aligned shot whose luminance `gain` brings to the first shot's exposure, in `scale`
@@ -821,18 +820,17 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
         // The shot's scores and the best so far (finest, then all scales) at the full size, over the rows the
         // band's decision reads: read once, for the decision and then for the merge of the band's own rows.
         cv::Mat read4, decided, take;
-        const auto put = [&](const float* from, float* to) { std::copy(from, from + size.width, to); };
         forEachBand(size.height, CacheBands{64}, [&](int y0, int y1) {
             const RowsRead read = rowsRead(y0, y1, 2, size.height);
             const int n = read.bottom - read.top;
             read4.create(4 * n, size.width, CV_32F);
             const auto kept = [&](int plane, int y) { return read4.ptr<float>(plane * n + y - read.top); };
             for (int y = read.top; y < read.bottom; ++y) {
-                put(fine.row(y), kept(0, y));
-                put(combined.row(y), kept(1, y));
+                fine.row(y, kept(0, y));
+                combined.row(y, kept(1, y));
                 if (!first) {
-                    put(bestFine.row(y), kept(2, y));
-                    put(best.row(y), kept(3, y));
+                    bestFine.row(y, kept(2, y));
+                    best.row(y, kept(3, y));
                 }
             }
             if (first) {
@@ -844,20 +842,19 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
                               decided.ptr<uchar>(y - read.top), size.width);
                 cv::medianBlur(decided, take, 5);
             }
+            // The band's own rows of the best so far are merged where they were read (the decision is done
+            // with them): only the share and the index are kept at the full size.
             for (int y = y0; y < y1; ++y) {
-                if (!first) {
-                    put(kept(2, y), at(0));
-                    put(kept(3, y), at(1));
-                    put(total.row(y), at(2));
-                }
+                if (!first)
+                    total.row(y, at(2));
                 const float *f = kept(0, y), *c = kept(1, y);
                 const uchar* t = take.ptr<uchar>(y - read.top);
                 if (index_.depth() == CV_8U)
-                    mergeRow(shotRow, f, c, t, coveredRow(y), at(0), at(1), at(2), index_.ptr<uchar>(y), at(5),
-                             size.width);
+                    mergeRow(shotRow, f, c, t, coveredRow(y), kept(2, y), kept(3, y), at(2), index_.ptr<uchar>(y),
+                             at(5), size.width);
                 else
-                    mergeRow(shotRow, f, c, t, coveredRow(y), at(0), at(1), at(2), index_.ptr<std::uint16_t>(y), at(5),
-                             size.width);
+                    mergeRow(shotRow, f, c, t, coveredRow(y), kept(2, y), kept(3, y), at(2),
+                             index_.ptr<std::uint16_t>(y), at(5), size.width);
                 rows.row(5).convertTo(weight.row(y), CV_8U, 255.0);
             }
             for (int j = y0 / 2; j < (y1 + 1) / 2; ++j) // bands start on even rows
