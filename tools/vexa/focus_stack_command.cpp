@@ -140,7 +140,7 @@ struct StackRun {
 };
 
 // A shot as the merge takes it (see mergeLayout), as the same picture; format and channel are the first
-// shot's, set when it is read.
+// shot's, set when it is read. `converted` tells whether the file came in another layout first.
 VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEXA::Format& format,
                 VEXA::Channel& channel, bool* converted = nullptr)
 {
@@ -155,9 +155,10 @@ VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEX
     if (shot.isEmpty())
         runtimeError(QStringLiteral("%1: cannot bring the image to %2 as the first shot is")
                          .arg(name, pairName(format, channel)));
+    const bool other = shot.format() != image.format() || shot.channelType() != image.channelType();
     if (converted)
-        *converted = shot.format() != image.format() || shot.channelType() != image.channelType();
-    if (shot.format() != image.format() || shot.channelType() != image.channelType()) {
+        *converted = other;
+    if (other) {
         // The file's pixels in another layout would stay idle in the library's pool of buffers, beside the
         // shot, through the whole merge: the next file is read into a fresh buffer instead.
         image = VImage();

@@ -10,6 +10,8 @@
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
+#include <cstring>
+
 using namespace vexatool;
 
 namespace {
@@ -22,7 +24,9 @@ void dropMessage(QtMsgType, const QMessageLogContext&, const QString&) {}
 
 int main(int argc, char** argv)
 {
-    startWithLargePages(argv);
+    // Worth a second start (about 20 ms) only for the long merges of large shots.
+    if (argc > 1 && std::strcmp(argv[1], "focus-stack") == 0)
+        startWithLargePages(argv);
     // Plots and labels are drawn with Qt's text, which needs a GUI application; without a display of its
     // own the tool draws off screen.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
