@@ -487,20 +487,6 @@ cv::Mat pyramidRows(const cv::Mat& aligned, int a, int b, const cv::Scalar& gain
     return out;
 }
 
-// pyrDown of the shot in the pyramid's units, from bands of its rows: the shot is never made whole in
-// them. Each band reads the two rows beyond its ends that OpenCV's 5-tap kernel reaches, and starts on an
-// even row, so that its rows come out as from the whole plane.
-cv::Mat reducedRows(const cv::Mat& aligned, const cv::Scalar& gains, int type)
-{
-    cv::Mat down((aligned.rows + 1) / 2, (aligned.cols + 1) / 2, type), part;
-    forEachBand(down.rows, CacheBands{levelBands.rows / 2}, [&](int d0, int d1) {
-        const int a = std::max(0, 2 * d0 - 2), b = std::min(aligned.rows, 2 * d1 + 2);
-        cv::pyrDown(pyramidRows(aligned, a, b, gains, type), part);
-        part.rowRange(d0 - a / 2, d1 - a / 2).copyTo(down.rowRange(d0, d1));
-    });
-    return down;
-}
-
 // The share of a weight in 255ths: 255 exactly 1, so that a shot taking a pixel whole gives it exactly.
 struct Shares {
     float of[256];
@@ -550,6 +536,40 @@ void blendRows(CodedLevel& level, int y0, const cv::Mat& detail, const cv::Mat& 
         level.write(y0, detail);
     else
         level.blend(y0, detail, weight);
+}
+
+// The shot's finest level (its planes in the pyramid's units less the expansion of their pyrDown) blended
+// into `level` by its weight, and that pyrDown returned, from one pass over bands of the shot's rows: the
+// shot is never made whole in the pyramid's units, and each band in them is made once, reduced, and kept
+// for the finest level until the next band's reduced rows, which the expansion reads, are there. Each band
+// reads the two rows beyond its ends that OpenCV's 5-tap kernel reaches, and starts on an even row, so that
+// its rows come out as from the whole plane.
+cv::Mat reducedWithFinest(const cv::Mat& aligned, const cv::Scalar& gains, int type, CodedLevel& level,
+                          const cv::Mat& weight, bool first)
+{
+    const cv::Size size = aligned.size();
+    cv::Mat down((size.height + 1) / 2, (size.width + 1) / 2, type), part, held;
+    int heldFrom = 0, heldY0 = -1;
+    const auto blendHeld = [&] {
+        const int y1 = std::min(size.height, heldY0 + levelBands.rows);
+        cv::Mat rows = held.rowRange(heldY0 - heldFrom, y1 - heldFrom);
+        subtractExpanded(rows, heldY0, size, down);
+        blendRows(level, heldY0, rows, weight.rowRange(heldY0, y1), first);
+    };
+    forEachBand(down.rows, CacheBands{levelBands.rows / 2}, [&](int d0, int d1) {
+        const int a = std::max(0, 2 * d0 - 2), b = std::min(size.height, 2 * d1 + 2);
+        cv::Mat band = pyramidRows(aligned, a, b, gains, type);
+        cv::pyrDown(band, part);
+        part.rowRange(d0 - a / 2, d1 - a / 2).copyTo(down.rowRange(d0, d1));
+        if (heldY0 >= 0)
+            blendHeld();
+        held = band;
+        heldFrom = a;
+        heldY0 = 2 * d0;
+    });
+    if (heldY0 >= 0)
+        blendHeld();
+    return down;
 }
 
 // A whole level of the shot's pyramid blended into the kept one (made for the first shot), a band at a time.
@@ -889,18 +909,16 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     // never made whole in the pyramid's units, which take twice its bytes or more.
     const cv::Scalar units(gains[0] * unit_, gains[1] * unit_, gains[2] * unit_);
     const int type = CV_MAKETYPE(unit_ == 1.0 ? CV_32F : CV_16S, aligned.channels());
-    cv::Mat g = levels > 1 ? reducedRows(aligned, units, type) : pyramidRows(aligned, 0, size.height, units, type);
+    cv::Mat g;
     if (levels > 1) {
         if (first)
             levels_[0].create(size, type);
-        forEachBand(size.height, levelBands, [&](int y0, int y1) {
-            cv::Mat rows = pyramidRows(aligned, y0, y1, units, type);
-            subtractExpanded(rows, y0, size, g);
-            blendRows(levels_[0], y0, rows, weight.rowRange(y0, y1), first);
-        });
+        g = reducedWithFinest(aligned, units, type, levels_[0], weight, first);
         cv::Mat w;
         cv::pyrDown(weight, w);
         weight = w;
+    } else {
+        g = pyramidRows(aligned, 0, size.height, units, type);
     }
     aligned.release();
     for (int l = 1; l + 1 < levels; ++l) {
