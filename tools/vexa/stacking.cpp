@@ -64,8 +64,13 @@ void startWithLargePages(char** argv)
         return;
     const std::string value =
         std::string(tunables && *tunables ? tunables + std::string(":") : std::string()) + setting + "=1";
-    if (setenv("GLIBC_TUNABLES", value.c_str(), 1) == 0)
-        execv("/proc/self/exe", argv); // returns only where it failed: the program goes on as it is
+    // Started by its own path, not /proc/self/exe, which would name the process "exe".
+    char self[4096];
+    const ssize_t length = readlink("/proc/self/exe", self, sizeof(self) - 1);
+    if (length <= 0 || setenv("GLIBC_TUNABLES", value.c_str(), 1) != 0)
+        return;
+    self[length] = '\0';
+    execv(self, argv); // returns only where it failed: the program goes on as it is
 #else
     (void)argv;
 #endif
