@@ -48,15 +48,17 @@ class Energy {
 public:
     Energy(const cv::Mat& aligned, double gain, double scale) : aligned_(aligned), gain_(gain), scale_(scale) {}
 
-    // Rows [a, b).
-    cv::Mat rows(int a, int b) const
+    // Rows [a, b), less twice `floor`, never below 0: grain and JPEG blocks score nothing.
+    cv::Mat rows(int a, int b, float floor) const
     {
         const int ga = std::max(0, a - 1), gb = std::min(aligned_.rows, b + 1);
         const cv::Mat gray = grayOf(aligned_.rowRange(ga, gb));
-        cv::Mat laplacian, energy;
+        cv::Mat laplacian, energy(b - a, aligned_.cols, CV_32F);
         cv::Laplacian(gray, laplacian, gray.depth() == CV_8U ? CV_16S : CV_32F, 3);
-        laplacian.rowRange(a - ga, b - ga).convertTo(energy, CV_32F, gain_);
-        cv::multiply(energy, energy, energy, scale_);
+        if (laplacian.depth() == CV_16S)
+            energyOf<short>(laplacian.rowRange(a - ga, b - ga), floor, energy);
+        else
+            energyOf<float>(laplacian.rowRange(a - ga, b - ga), floor, energy);
         return energy;
     }
 
@@ -74,6 +76,23 @@ public:
     }
 
 private:
+    // The Laplacian's values brought to the first shot's exposure, squared in the scores' units, less twice
+    // the floor and never below 0, in one pass (as OpenCV's convertTo, multiply with a scale, subtract and
+    // max would make them, in that order).
+    template <class T>
+    void energyOf(const cv::Mat& laplacian, float floor, cv::Mat& energy) const
+    {
+        const float gain = float(gain_), scale = float(scale_), twice = float(2.0 * floor);
+        for (int y = 0; y < laplacian.rows; ++y) {
+            const T* l = laplacian.ptr<T>(y);
+            float* e = energy.ptr<float>(y);
+            for (int x = 0; x < laplacian.cols; ++x) {
+                const float v = float(l[x]) * gain;
+                e[x] = std::max(scale * v * v - twice, 0.f);
+            }
+        }
+    }
+
     // OpenCV's 3 x 3 Laplacian (2 at the corners, -8 in the middle) at the sampled pixels of row r of the
     // gray band (image row y), its borders reflected as OpenCV's are: a band holds the rows beyond its
     // ends that the image has.
@@ -167,30 +186,27 @@ public:
         sum_ = AreaRows(1, 1, 1);
         cv::GaussianBlur(small_, small_, cv::Size(), 2.0);
     }
-    // band (rows y0 onwards of the full plane) += weight * this scale there.
-    void addTo(cv::Mat& band, int y0, float weight)
+    // Full-size row y of this scale times `weight`, as wa * a[x] + wb * b[x]: the two widened rows it lies
+    // between and their weights.
+    void rowAt(int y, float weight, const float*& a, const float*& b, float& wa, float& wb)
     {
         const double scale = double(small_.rows) / full_.height;
         const auto widen = [&](int i, float* to) {
             cv::Mat row(1, full_.width, CV_32F, to);
             cv::resize(small_.row(i), row, row.size(), 0, 0, cv::INTER_LINEAR);
         };
-        for (int r = 0; r < band.rows; ++r) {
-            const double at = (y0 + r + 0.5) * scale - 0.5;
-            int i = int(std::floor(at));
-            float f = float(at - i);
-            if (i < 0)
-                i = 0, f = 0.f;
-            if (i >= small_.rows - 1)
-                i = small_.rows - 1, f = 0.f;
-            const int below = std::min(i + 1, small_.rows - 1);
-            const float* b = wide_.get(below, below, widen);
-            const float* a = wide_.get(i, below, widen);
-            float* p = band.ptr<float>(r);
-            const float wa = weight * (1.f - f), wb = weight * f;
-            for (int x = 0; x < band.cols; ++x)
-                p[x] += wa * a[x] + wb * b[x];
-        }
+        const double at = (y + 0.5) * scale - 0.5;
+        int i = int(std::floor(at));
+        float f = float(at - i);
+        if (i < 0)
+            i = 0, f = 0.f;
+        if (i >= small_.rows - 1)
+            i = small_.rows - 1, f = 0.f;
+        const int below = std::min(i + 1, small_.rows - 1);
+        b = wide_.get(below, below, widen);
+        a = wide_.get(i, below, widen);
+        wa = weight * (1.f - f);
+        wb = weight * f;
     }
 
 private:
@@ -200,13 +216,6 @@ private:
     cv::Mat small_;
     WidenedRows wide_;
 };
-
-// Rows of energy less twice the noise floor, never below 0: grain and JPEG blocks score nothing.
-void overFloor(cv::Mat& energy, float floor)
-{
-    cv::subtract(energy, cv::Scalar(2.0 * floor), energy);
-    cv::max(energy, 0.0, energy);
-}
 
 // Rows the sigma-2 blur of the finest scale reaches beyond a band (OpenCV's kernel for it is 17 taps).
 constexpr int blurReach = 9;
@@ -225,10 +234,12 @@ struct Scores {
 // bilinearly (HalfRows) they decide each pixel as the full-size ones would, at a quarter of the memory.
 cv::Size halfOf(cv::Size size) { return cv::Size((size.width + 1) / 2, (size.height + 1) / 2); }
 
-// The mean of each 2 x 2 block of `rows` (an even first row onwards; at an odd last row or column, of the
-// pixels there are), as rows of the half-size plane from y0 / 2, in half precision.
-void halveInto(const cv::Mat& rows, int y0, cv::Mat& half)
+// The mean of each 2 x 2 block of `rows`, each value taken at most `cap` (an even first row onwards; at an
+// odd last row or column, of the pixels there are), as rows of the half-size plane from y0 / 2, in half
+// precision.
+void halveInto(const cv::Mat& rows, int y0, float cap, cv::Mat& half)
 {
+    const auto at = [cap](const float* row, int x) { return std::min(row[x], cap); };
     cv::Mat mean(1, half.cols, CV_32F);
     float* m = mean.ptr<float>(0);
     for (int j = 0; j < (rows.rows + 1) / 2; ++j) {
@@ -236,7 +247,7 @@ void halveInto(const cv::Mat& rows, int y0, cv::Mat& half)
         const float* b = rows.ptr<float>(std::min(2 * j + 1, rows.rows - 1));
         for (int i = 0; i < half.cols; ++i) {
             const int x0 = 2 * i, x1 = std::min(x0 + 1, rows.cols - 1); // a pixel counted twice is still a mean
-            m[i] = 0.25f * (a[x0] + a[x1] + b[x0] + b[x1]);
+            m[i] = 0.25f * (at(a, x0) + at(a, x1) + at(b, x0) + at(b, x1));
         }
         mean.convertTo(half.row(y0 / 2 + j), CV_16F);
     }
@@ -330,8 +341,7 @@ Scores scoreOf(const cv::Mat& aligned, double gain, double scale, float floor)
 
     CoarseScale mid(size, 4), coarse(size, 16);
     forEachBand(size.height, scoreBands, [&](int y0, int y1) {
-        cv::Mat e = energy.rows(y0, y1);
-        overFloor(e, scores.floor);
+        const cv::Mat e = energy.rows(y0, y1, scores.floor);
         mid.add(e, y0);
         coarse.add(e, y0);
     });
@@ -341,21 +351,28 @@ Scores scoreOf(const cv::Mat& aligned, double gain, double scale, float floor)
 
     scores.fine.create(halfOf(size), CV_16F);
     scores.combined.create(halfOf(size), CV_16F);
+    cv::Mat combined;
     forEachBand(size.height, scoreBands, [&](int y0, int y1) {
         const int a = std::max(0, y0 - blurReach), b = std::min(size.height, y1 + blurReach);
-        cv::Mat e = energy.rows(a, b), fine;
-        overFloor(e, scores.floor);
+        const cv::Mat e = energy.rows(a, b, scores.floor);
+        cv::Mat fine;
         cv::GaussianBlur(e, fine, cv::Size(), 2.0);
         fine = fine.rowRange(y0 - a, y1 - a);
-        cv::Mat combined = fine.clone();
-        mid.addTo(combined, y0, midWeight);
-        coarse.addTo(combined, y0, coarseWeight);
+        combined.create(fine.size(), CV_32F);
+        for (int r = 0; r < fine.rows; ++r) {
+            const float *ma, *mb, *ca, *cb;
+            float mwa, mwb, cwa, cwb;
+            mid.rowAt(y0 + r, midWeight, ma, mb, mwa, mwb);
+            coarse.rowAt(y0 + r, coarseWeight, ca, cb, cwa, cwb);
+            const float* f = fine.ptr<float>(r);
+            float* c = combined.ptr<float>(r);
+            for (int x = 0; x < fine.cols; ++x)
+                c[x] = f[x] + (mwa * ma[x] + mwb * mb[x]) + (cwa * ca[x] + cwb * cb[x]);
+        }
         // Half precision's largest value is 65504: scores beyond it (the very strongest edges) are kept as
         // that, never as infinities.
-        cv::min(fine, largestScore, fine);
-        cv::min(combined, largestScore, combined);
-        halveInto(fine, y0, scores.fine);
-        halveInto(combined, y0, scores.combined);
+        halveInto(fine, y0, largestScore, scores.fine);
+        halveInto(combined, y0, largestScore, scores.combined);
     });
     return scores;
 }
