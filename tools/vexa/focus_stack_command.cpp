@@ -136,6 +136,7 @@ struct StackRun {
     QList<VImageBlender::ShotFit> fits;
     int shots = 0;
     QSize size;
+    // Nanoseconds; `read` is what the merge waited for its files (a file read ahead costs it nothing).
     qint64 read = 0, merge = 0, write = 0, total = 0;
 };
 
