@@ -713,7 +713,7 @@ void CodedLevel::blend(int y0, const cv::Mat& detail, const cv::Mat& weight)
     for (int r0 = 0; r0 < detail.rows; r0 += bandRows) {
         const int r1 = std::min(detail.rows, r0 + bandRows);
         const size_t b = size_t((y0 + r0) / bandRows);
-        if (raw_[b]) { // kept as values: blended where they lie, then coded again if that pays now
+        if (raw_[b]) { // kept as values: blended as rows, then stored as write() stores them
             cv::Mat result = rows(y0 + r0, y0 + r1);
             blendLevel(result, detail.rowRange(r0, r1), weight.rowRange(r0, r1));
             write(y0 + r0, result);
