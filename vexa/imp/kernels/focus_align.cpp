@@ -75,13 +75,36 @@ cv::Mat grayInFloats(const cv::Mat& planes)
     });
 }
 
+// The planes reduced to `size` by area (OpenCV's INTER_AREA) in single precision, each reduced plane made
+// by reduce(planes' rows in floats, its rows). Where the size divides the planes' a whole number of times
+// each way, each reduced row is the mean of whole blocks of rows: the planes are then taken a band of rows
+// at a time, never whole in floats (18 MB for a working-size colour shot of 3000x2000).
+template <class Reduce>
+void reducedByArea(const cv::Mat& planes, cv::Size size, Reduce&& reduce)
+{
+    const int k = planes.rows / size.height;
+    if (k < 1 || planes.rows != k * size.height || planes.cols != k * size.width) {
+        reduce(floatsOf(planes), 0, size.height);
+        return;
+    }
+    forEachBand(size.height, CacheBands{16},
+                [&](int y0, int y1) { reduce(floatsOf(planes.rowRange(k * y0, k * y1)), y0, y1); });
+}
+
+cv::Size smallSize(cv::Size full)
+{
+    return cv::Size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale));
+}
+
 // From the shot at working size.
 cv::Mat smallOf(const cv::Mat& working, cv::Size full)
 {
-    cv::Mat small;
-    cv::resize(floatsOf(working), small,
-               cv::Size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale)), 0, 0,
-               cv::INTER_AREA);
+    const cv::Size size = smallSize(full);
+    cv::Mat small(size, CV_32FC(working.channels()));
+    reducedByArea(working, size, [&](const cv::Mat& floats, int y0, int y1) {
+        cv::Mat rows = small.rowRange(y0, y1);
+        cv::resize(floats, rows, rows.size(), 0, 0, cv::INTER_AREA);
+    });
     cv::GaussianBlur(small, small, cv::Size(), 1.5);
     return small;
 }
@@ -90,11 +113,17 @@ cv::Mat smallOf(const cv::Mat& working, cv::Size full)
 // it, relative to its mean.
 cv::Mat smallDetailOf(const cv::Mat& working, cv::Size full)
 {
-    const cv::Mat gray = grayInFloats(working);
-    const cv::Size size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale));
-    cv::Mat mean, square;
-    cv::resize(gray, mean, size, 0, 0, cv::INTER_AREA);
-    cv::resize(gray.mul(gray), square, size, 0, 0, cv::INTER_AREA);
+    const cv::Size size = smallSize(full);
+    cv::Mat mean(size, CV_32F), square(size, CV_32F), gray;
+    reducedByArea(working, size, [&](const cv::Mat& floats, int y0, int y1) {
+        if (floats.channels() == 1)
+            gray = floats;
+        else
+            cv::cvtColor(floats, gray, cv::COLOR_BGR2GRAY);
+        cv::Mat m = mean.rowRange(y0, y1), q = square.rowRange(y0, y1);
+        cv::resize(gray, m, m.size(), 0, 0, cv::INTER_AREA);
+        cv::resize(gray.mul(gray), q, q.size(), 0, 0, cv::INTER_AREA);
+    });
     cv::Mat detail = square - mean.mul(mean);
     cv::sqrt(cv::max(detail, 0.0), detail);
     cv::divide(detail, cv::max(mean, 1e-6), detail);
