@@ -259,11 +259,8 @@ void halveInto(const cv::Mat& rows, int y0, float cap, cv::Mat& half)
 class HalfRows {
 public:
     HalfRows(const cv::Mat& half, cv::Size full)
-        : half_(half), full_(full), x0_(size_t(full.width)), x1_(size_t(full.width)), ax_(size_t(full.width)),
-          wide_(full.width), narrow_(1, half.cols, CV_32F)
+        : half_(half), full_(full), wide_(full.width), narrow_(1, half.cols, CV_32F)
     {
-        for (int x = 0; x < full.width; ++x)
-            place(x, half.cols, x0_[size_t(x)], x1_[size_t(x)], ax_[size_t(x)]);
     }
     // Row y into out (full.width values).
     void row(int y, float* out)
@@ -293,12 +290,14 @@ private:
         half_.row(i).convertTo(narrow_, CV_32F);
         const float* n = narrow_.ptr<float>(0);
         const auto placed = [&](int x) {
-            const size_t s = size_t(x);
-            w[x] = n[x0_[s]] + (n[x1_[s]] - n[x0_[s]]) * ax_[s];
+            int x0 = 0, x1 = 0;
+            float a = 0;
+            place(x, half_.cols, x0, x1, a);
+            w[x] = n[x0] + (n[x1] - n[x0]) * a;
         };
         // Away from the ends, pixel 2k lies a quarter of the way from half-size pixel k to k - 1 and pixel
-        // 2k + 1 a quarter of the way from k to k + 1, as place() finds them: the same sums, without the
-        // tables' scattered reads.
+        // 2k + 1 a quarter of the way from k to k + 1, as place() finds them: the same sums, placed once
+        // for all rather than pixel by pixel.
         for (int x = 0; x < std::min(2, full_.width); ++x)
             placed(x);
         int k = 1;
@@ -312,8 +311,6 @@ private:
 
     const cv::Mat& half_;
     cv::Size full_;
-    std::vector<int> x0_, x1_;
-    std::vector<float> ax_;
     WidenedRows wide_;
     cv::Mat narrow_;
 };
