@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <stdexcept>
 
 using namespace VEXA;
 
@@ -209,6 +210,11 @@ TEST(Blender, RefusesWhatItCannotTakeAndCopiesIndependently)
         EXPECT_TRUE(sameRoiBytes(blender.image(), before));
         EXPECT_TRUE(blender.lastStatus().message().contains("layout differs from the first shot's"))
             << blender.lastStatus().message().toStdString();
+        blender.setFitFound([](const VImageBlender::ShotFit&) { throw std::runtime_error("the caller's own"); });
+        EXPECT_FALSE(blender.addImage(stack.shots[1]));
+        EXPECT_EQ(blender.count(), 1);
+        EXPECT_TRUE(sameRoiBytes(blender.image(), before));
+        blender.setFitFound(nullptr);
         VImageBlender copy = blender;
         ASSERT_TRUE(blender.addImage(stack.shots[1]));
         const VImage merged = blender.image().copy();
@@ -479,6 +485,13 @@ TEST(DepthMap, LargeShotsAreFittedOnPatchesToATenthOfAPixel)
     cv::invertAffineTransform(map, map); // the fit's way round
     const cv::Rect left(0, 0, w / 2, h);
     VImageBlender blender(VImageBlender::MultifocusDepthMap, VImageBlender::AlignAuto);
+    // Each fit is shown before its shot is taken, as shotFits() then reports it.
+    QList<VImageBlender::ShotFit> shown;
+    QList<int> taken;
+    blender.setFitFound([&](const VImageBlender::ShotFit& fit) {
+        shown.append(fit);
+        taken.append(blender.count());
+    });
     cv::RNG rng(5);
     for (cv::Mat shot :
          {shotOf(truth, left, 1.5), shotOf(moved, cv::Rect(w / 2, 0, w / 2, h), 1.5), shotOf(truth, left, 1.5)}) {
@@ -495,6 +508,12 @@ TEST(DepthMap, LargeShotsAreFittedOnPatchesToATenthOfAPixel)
         EXPECT_LT(std::hypot(off.x(), off.y()), 0.1) << corner.x() << "," << corner.y();
     }
     EXPECT_FALSE(blender.shotFits()[2].resampled) << "back where the first shot stood";
+    EXPECT_EQ(taken, QList<int>({0, 1, 2}));
+    ASSERT_EQ(shown.size(), 3);
+    for (int k = 0; k < 3; ++k)
+        EXPECT_TRUE(shown[k].transform == blender.shotFits()[k].transform &&
+                    shown[k].resampled == blender.shotFits()[k].resampled)
+            << k;
 }
 
 TEST(DepthMap, StillShotsFocusedDifferentlyAreTakenAsTheyStand)

@@ -356,6 +356,7 @@ void VImageBlender::deepCopyFrom(const VImageBlender& other)
     depthFinished_ = other.depthFinished_;
     aligner_ = other.aligner_ ? std::make_shared<FocusAligner>(*other.aligner_) : nullptr;
     fits_ = other.fits_;
+    fitFound_ = other.fitFound_;
     keepFits_ = other.keepFits_;
     keptFits_ = other.keptFits_; // never written after they are stored
     lastStatus_ = other.lastStatus_;
@@ -417,6 +418,9 @@ bool VImageBlender::init(const VImage& image)
     checkMethodTakes(method_, image);
     shape_ = image.header();
     roiSize_ = clippedRoiSize(image);
+    // The other methods take the first shot as it stands; the depth map shows its fit as it merges it.
+    if (fitFound_ && method_ != MultifocusDepthMap)
+        fitFound_(ShotFit());
     // The depth-map merge lives in its running state until image() asks for it.
     result_ = method_ == MultifocusDepthMap ? VImage() : image.copy();
     switch (method_) {
@@ -519,6 +523,8 @@ bool VImageBlender::add(const VImage& image)
             shot = aligned;
         }
     }
+    if (fitFound_ && method_ != MultifocusDepthMap)
+        fitFound_(report);
     // Everything so far was done aside; from here each method measures aside, then changes its state in
     // one step that a cancellation does not cut.
     switch (method_) {
@@ -708,7 +714,11 @@ bool VImageBlender::addToDepthMap(const VImage& image, int index, bool alignedBl
         cv::erode(covered, covered, cv::Mat());
     }
     // Handed over: planes of their own are freed as soon as the merge has aligned them.
-    const FocusAligner::Fit added = depthMerge_->add(std::move(planes), index, covered);
+    const auto found = [this](const FocusAligner::Fit& fit) {
+        fitFound_(shotFit(fit.gains, fit.global, fit.localShift, fit.moves));
+    };
+    const FocusAligner::Fit added = depthMerge_->add(
+        std::move(planes), index, covered, fitFound_ ? found : std::function<void(const FocusAligner::Fit&)>());
     fits_.append(shotFit(added.gains, added.global, added.localShift, added.moves));
     keepFit({added});
     depthFinished_ = false;

@@ -13,6 +13,7 @@
 #include <QSize>
 #include <QTransform>
 
+#include <functional>
 #include <memory>
 
 namespace VEXA {
@@ -317,6 +318,15 @@ public:
     /// another roi size (the texts of addImage()).
     VStatus alignedShot(const VImage& shot, int index, VImage* aligned) const;
 
+    /// Called within each addImage(), on its thread, once the shot's fit is found and before the shot is
+    /// merged, with the fit that shotFits() will report for it (the first shot's is the default). A program
+    /// that reads its shots from files may start reading the next one there when the shot is not
+    /// resampled: the merge then holds no aligned copy of this one, so that the next file costs no more
+    /// memory than a shot that moves. The function may read the blender (its const members) but must not
+    /// change it; an exception it throws fails the addImage() with nothing changed. Null (the default)
+    /// calls nothing. Copies of the blender call the same function; init() and clear() keep it.
+    void setFitFound(std::function<void(const ShotFit&)> found) { fitFound_ = std::move(found); }
+
 private:
     bool init(const VImage& image);
     bool add(const VImage& image);
@@ -349,6 +359,7 @@ private:
     bool depthFinished_ = false;
     std::shared_ptr<VEXA::FocusAligner> aligner_; // AlignAuto for the other methods
     QList<ShotFit> fits_;
+    std::function<void(const ShotFit&)> fitFound_;
     bool keepFits_ = false;
     QList<std::shared_ptr<const VEXA::KeptShotFit>> keptFits_; // one per shot; null where not kept
     VStatus lastStatus_;

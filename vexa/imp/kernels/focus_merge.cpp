@@ -781,7 +781,8 @@ CodedLevel CodedLevel::clone() const
     return out;
 }
 
-FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& covered)
+FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& covered,
+                                       const std::function<void(const FocusAligner::Fit&)>& found)
 {
     const bool first = levels_.empty();
     if (first) {
@@ -801,10 +802,12 @@ FocusAligner::Fit FocusDepthMerge::add(cv::Mat shot, int index, const cv::Mat& c
     else
         fit = aligner_.matchExposure(shot, covered);
     checkpoint(0.4, "aligning");
+    const FocusAligner::Fit added = geometryOf(fit);
+    if (found)
+        found(added);
     cv::Mat aligned;
     applyFit(shot, fit, cv::BORDER_REPLICATE, aligned, &fit.covered);
     shot.release();
-    const FocusAligner::Fit added = geometryOf(fit);
     // The luminance scored, and the planes blended in the pyramid's type, both at the first shot's exposure.
     const std::array<double, 3>& gains = fit.gains;
     checkpoint(0.5, "measuring");

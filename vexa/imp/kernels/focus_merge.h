@@ -38,6 +38,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <functional>
 #include <vector>
 
 namespace VEXA {
@@ -89,8 +90,10 @@ public:
     // state's change is done aside and may throw (a cancellation, a shot that cannot be aligned); the
     // change itself runs whole. Without automatic alignment, `covered` (CV_8U, 255 where the shot has
     // data) may say which pixels a shot aligned by the caller covers.
-    // Returns the shot's gains and geometry (geometryOf its fit).
-    FocusAligner::Fit add(cv::Mat shot, int index, const cv::Mat& covered = cv::Mat());
+    // Returns the shot's gains and geometry (geometryOf its fit), which `found`, where given, is shown as
+    // soon as the fit is known, before the shot is merged.
+    FocusAligner::Fit add(cv::Mat shot, int index, const cv::Mat& covered = cv::Mat(),
+                          const std::function<void(const FocusAligner::Fit&)>& found = nullptr);
     // The merge so far without its finest level: the coarser levels collapsed, at half the size, in the
     // pyramid's units (empty when the pyramid has one level).
     cv::Mat coarse() const;
