@@ -24,6 +24,7 @@
 #include <future>
 #include <optional>
 #include <sys/resource.h>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -140,14 +141,19 @@ struct StackRun {
     qint64 read = 0, merge = 0, write = 0, total = 0;
 };
 
+// The picture of a shot's file as the depth map reads it: 8-bit colour PNG straight in its layout.
+VImage readShotFile(const QString& name) { return readImage(name, nullptr, true); }
+
 // A shot as the merge takes it (see mergeLayout), as the same picture; format and channel are the first
-// shot's, set when it is read. `converted` tells whether the file came in another layout first.
+// shot's, set when it is read. For the depth map, `image` is what readShotFile gave (read here when
+// empty); `converted` tells whether it came in another layout.
 VImage loadShot(const QString& name, VImageBlender::MultifocusMethod method, VEXA::Format& format,
-                VEXA::Channel& channel, bool* converted = nullptr)
+                VEXA::Channel& channel, bool* converted, VImage image)
 {
     if (method != VImageBlender::MultifocusDepthMap)
         return loadXrgb(name);
-    VImage image = readImage(name, nullptr, true);
+    if (image.isEmpty())
+        image = readShotFile(name);
     if (format == VEXA::Invalid)
         std::tie(format, channel) = mergeLayout(method, image.format(), image.channelType());
     const VImage shot = inPair(image, format, channel);
@@ -190,28 +196,40 @@ StackRun stackShots(const QStringList& shots, const Settings& settings, const QS
         steps.shotsEnd = shots.size() * part;
         steps.finishEnd = (shots.size() + 0.5) * part;
         steps.mergeFrom = 0.1;
-        // The next shot is read on a thread of its own while one merges, where that costs no more memory
-        // than a shot that moves: when the files come straight in the merge's layout (8-bit colour PNG),
-        // and only beside the first shot and beside one that follows a shot taken as it stood (the
-        // aligner's copy of a shot that moves and the next file both beside the merge would raise its peak
-        // by a shot). A still series, the one whose files take the largest part of its time, is read as it
-        // merges.
+        // The next shot's file is read on a thread of its own while one merges, where that costs no more
+        // memory than a shot that moves: when the files come straight in the merge's layout (8-bit colour
+        // PNG), and only beside a shot taken as it stands (beside one that moves, the aligner's copy and
+        // the next file would raise the merge's peak by a shot). So the next file is asked for once the
+        // shot's fit is known, as its merge starts. A still series, the one whose files take the largest
+        // part of its time, is read as it merges.
         bool ahead = settings.method == VImageBlender::MultifocusDepthMap &&
                      (settings.alignment == VImageBlender::AlignAuto || settings.alignment == VImageBlender::AlignNone);
         std::future<VImage> next;
+        int merging = 0;
+        const auto readAhead = [&](int i) {
+            if (!ahead || i >= shots.size() || next.valid())
+                return;
+            try {
+                next = std::async(std::launch::async, [&shots, i] { return readShotFile(shots.at(i)); });
+            } catch (const std::system_error&) {
+                // No thread to be had: the file is read in its turn.
+            }
+        };
+        blender.setFitFound([&](const VImageBlender::ShotFit& fit) {
+            if (!fit.resampled)
+                readAhead(merging + 1);
+        });
         steps.read = [&](int i) {
             const QString& name = shots.at(i);
             task.step(step(i) + QStringLiteral("reading ") + name, i * part);
             clock.start();
+            merging = i;
+            VImage file;
+            if (next.valid())
+                file = next.get();
             bool converted = false;
-            const VImage shot =
-                next.valid() ? next.get() : loadShot(name, settings.method, pair.first, pair.second, &converted);
+            const VImage shot = loadShot(name, settings.method, pair.first, pair.second, &converted, std::move(file));
             ahead = ahead && !converted;
-            const QList<VImageBlender::ShotFit> fits = blender.shotFits();
-            if (ahead && i + 1 < shots.size() && (i == 0 || (i > 1 && !fits.constLast().resampled)))
-                next = std::async(std::launch::async, [&, i] {
-                    return loadShot(shots.at(i + 1), settings.method, pair.first, pair.second);
-                });
             run.read += clock.nsecsElapsed();
             if (i == 0)
                 run.size = shot.size();
