@@ -229,14 +229,16 @@ void checkMethodTakes(VImageBlender::MultifocusMethod method, const VImage& shot
                                 .toStdString());
 }
 
-VImageBlender::ShotFit shotFit(const std::array<double, 3>& gains, const cv::Matx23d& g, double localShift,
-                               bool resampled)
+// What the blender reports of a shot's fit; the gains only where the merge applies them (the depth map).
+VImageBlender::ShotFit shotFit(const FocusAligner::Fit& found, bool withGains)
 {
     VImageBlender::ShotFit fit;
-    std::copy(gains.begin(), gains.end(), fit.gains);
+    if (withGains)
+        std::copy(found.gains.begin(), found.gains.end(), fit.gains);
+    const cv::Matx23d& g = found.global;
     fit.transform = QTransform(g(0, 0), g(1, 0), g(0, 1), g(1, 1), g(0, 2), g(1, 2));
-    fit.localShift = localShift;
-    fit.resampled = resampled;
+    fit.localShift = found.localShift;
+    fit.resampled = found.moves;
     return fit;
 }
 
@@ -515,7 +517,7 @@ bool VImageBlender::add(const VImage& image)
     if (autoAlign_ && method_ != MultifocusDepthMap) {
         autoFit = aligner_->fit(shotPlanes(shot));
         steps.to(0.3);
-        report = shotFit({1.0, 1.0, 1.0}, autoFit.global, autoFit.localShift, autoFit.moves);
+        report = shotFit(autoFit, false);
         if (report.resampled) {
             VImage aligned = shot.createCompatible();
             cv::Mat out = asCvMat(aligned);
@@ -714,12 +716,10 @@ bool VImageBlender::addToDepthMap(const VImage& image, int index, bool alignedBl
         cv::erode(covered, covered, cv::Mat());
     }
     // Handed over: planes of their own are freed as soon as the merge has aligned them.
-    const auto found = [this](const FocusAligner::Fit& fit) {
-        fitFound_(shotFit(fit.gains, fit.global, fit.localShift, fit.moves));
-    };
+    const auto found = [this](const FocusAligner::Fit& fit) { fitFound_(shotFit(fit, true)); };
     const FocusAligner::Fit added = depthMerge_->add(
         std::move(planes), index, covered, fitFound_ ? found : std::function<void(const FocusAligner::Fit&)>());
-    fits_.append(shotFit(added.gains, added.global, added.localShift, added.moves));
+    fits_.append(shotFit(added, true));
     keepFit({added});
     depthFinished_ = false;
     depth_ = VImage();
