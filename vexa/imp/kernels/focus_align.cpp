@@ -96,26 +96,22 @@ cv::Size smallSize(cv::Size full)
     return cv::Size(std::max(1, full.width / smallScale), std::max(1, full.height / smallScale));
 }
 
-// From the shot at working size.
-cv::Mat smallOf(const cv::Mat& working, cv::Size full)
-{
-    const cv::Size size = smallSize(full);
-    cv::Mat small(size, CV_32FC(working.channels()));
-    reducedByArea(working, size, [&](const cv::Mat& floats, int y0, int y1) {
-        cv::Mat rows = small.rowRange(y0, y1);
-        cv::resize(floats, rows, rows.size(), 0, 0, cv::INTER_AREA);
-    });
-    cv::GaussianBlur(small, small, cv::Size(), 1.5);
-    return small;
-}
+// The shot at working size made small (blurred), and how much detail each of its pixels stands for: the
+// standard deviation of the luminance within it, relative to its mean. Both from one pass over the shot's
+// rows in floats.
+struct SmallPlanes {
+    cv::Mat colour, detail;
+};
 
-// How much detail each pixel of the small shot stands for: the standard deviation of the luminance within
-// it, relative to its mean.
-cv::Mat smallDetailOf(const cv::Mat& working, cv::Size full)
+SmallPlanes smallPlanesOf(const cv::Mat& working, cv::Size full)
 {
     const cv::Size size = smallSize(full);
+    SmallPlanes out;
+    out.colour.create(size, CV_32FC(working.channels()));
     cv::Mat mean(size, CV_32F), square(size, CV_32F), gray;
     reducedByArea(working, size, [&](const cv::Mat& floats, int y0, int y1) {
+        cv::Mat rows = out.colour.rowRange(y0, y1);
+        cv::resize(floats, rows, rows.size(), 0, 0, cv::INTER_AREA);
         if (floats.channels() == 1)
             gray = floats;
         else
@@ -124,10 +120,11 @@ cv::Mat smallDetailOf(const cv::Mat& working, cv::Size full)
         cv::resize(gray, m, m.size(), 0, 0, cv::INTER_AREA);
         cv::resize(gray.mul(gray), q, q.size(), 0, 0, cv::INTER_AREA);
     });
-    cv::Mat detail = square - mean.mul(mean);
-    cv::sqrt(cv::max(detail, 0.0), detail);
-    cv::divide(detail, cv::max(mean, 1e-6), detail);
-    return detail;
+    cv::GaussianBlur(out.colour, out.colour, cv::Size(), 1.5);
+    out.detail = square - mean.mul(mean);
+    cv::sqrt(cv::max(out.detail, 0.0), out.detail);
+    cv::divide(out.detail, cv::max(mean, 1e-6), out.detail);
+    return out;
 }
 
 // The luminance of the planes brought to another exposure, with no copy of the planes themselves.
@@ -629,8 +626,9 @@ void FocusAligner::start(const cv::Mat& colour)
     cv::minMaxLoc(gray, nullptr, &top);
     grayScale_ = top > 0 ? 250.0 / top : 1.0;
     previousGray_ = packed(gray);
-    previousSmall_ = smallOf(working, size_);
-    previousDetail_ = smallDetailOf(working, size_);
+    SmallPlanes small = smallPlanesOf(working, size_);
+    previousSmall_ = small.colour;
+    previousDetail_ = small.detail;
 }
 
 FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::Mat& covered) const
@@ -638,8 +636,9 @@ FocusAligner::Fit FocusAligner::matchExposure(const cv::Mat& colour, const cv::M
     Fit fit;
     fit.covered = CoveredPixels::ofMask(covered);
     const cv::Mat working = shrink(colour, workScale_);
-    const cv::Mat small = smallOf(working, size_);
-    fit.smallDetail = smallDetailOf(working, size_);
+    const SmallPlanes planes = smallPlanesOf(working, size_);
+    const cv::Mat& small = planes.colour;
+    fit.smallDetail = planes.detail;
     cv::Mat inside(small.size(), CV_8U, cv::Scalar(255));
     if (!covered.empty()) {
         cv::resize(covered, inside, small.size(), 0, 0, cv::INTER_AREA);
@@ -677,8 +676,9 @@ FocusAligner::Fit FocusAligner::fit(const cv::Mat& colour) const
 
     // Exposure: the small shot in the reference's geometry against its neighbour.
     const cv::Matx23d ws = reduced(fit.global, smallScale);
-    const cv::Mat small = warped(smallOf(work, size_), ws, previousSmall_.size());
-    fit.smallDetail = warped(smallDetailOf(work, size_), ws, previousSmall_.size());
+    const SmallPlanes planes = smallPlanesOf(work, size_);
+    const cv::Mat small = warped(planes.colour, ws, previousSmall_.size());
+    fit.smallDetail = warped(planes.detail, ws, previousSmall_.size());
     cv::Mat inside =
         warped(cv::Mat(previousSmall_.size(), CV_8U, cv::Scalar(255)), ws, previousSmall_.size(), cv::BORDER_CONSTANT);
     cv::erode(inside, inside, cv::Mat(), cv::Point(-1, -1), 2);
